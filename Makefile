@@ -1,0 +1,68 @@
+# Front door of the build. `make` builds, `make test` builds and runs all tests.
+SHELL      := /bin/bash
+MAKEFLAGS  += --no-print-directory
+.SHELLFLAGS := -eu -o pipefail -c
+
+BUILD_DIR  ?= build
+ASAN_DIR   ?= build-asan
+ASN1_DIR   ?= ../shared/asn1
+PYTHON     ?= python3
+JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
+# Extra arguments for the cmake configure step, e.g. CMAKE_ARGS=-DCMAKE_BUILD_TYPE=Debug
+CMAKE_ARGS ?=
+ASAN_CMAKE_ARGS ?=
+CTEST_ARGS ?= --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
+
+
+.PHONY: all build test test-asan demo regen regen-check clean deps
+
+all: build
+
+deps:
+	@bash tools/ensure-deps.sh
+
+build: deps
+	cmake -S . -B $(BUILD_DIR) $(CMAKE_ARGS)
+	cmake --build $(BUILD_DIR) -j $(JOBS)
+
+test: build
+	cd $(BUILD_DIR) && ctest $(CTEST_ARGS)
+
+test-asan: deps
+	cmake -S . -B $(ASAN_DIR) -DETSI_SANITIZE=ON $(ASAN_CMAKE_ARGS)
+	cmake --build $(ASAN_DIR) -j $(JOBS)
+	cd $(ASAN_DIR) && \
+	  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  ctest $(CTEST_ARGS)
+
+demo: build
+	@if [[ -x $(BUILD_DIR)/etsi-inventory ]]; then \
+	  echo "== $(BUILD_DIR)/etsi-inventory"; $(BUILD_DIR)/etsi-inventory; \
+	else \
+	  echo "demo: $(BUILD_DIR)/etsi-inventory is not built yet (apps/etsi-inventory.cpp missing)"; \
+	fi
+
+# Regenerates the generated layer src/etsi/ from the ASN.1 modules. Never edit src/etsi by hand.
+regen: deps
+	PYTHONDONTWRITEBYTECODE=1 $(PYTHON) tools/asn1gen/asn1gen.py --asn1 $(ASN1_DIR) --out src/etsi
+
+# Fails when src/etsi/ differs from what the generator produces now.
+regen-check: deps
+	@tmp=$$(mktemp -d); trap 'rm -rf "$$tmp"' EXIT; \
+	PYTHONDONTWRITEBYTECODE=1 $(PYTHON) tools/asn1gen/asn1gen.py --asn1 $(ASN1_DIR) --out "$$tmp/etsi"; \
+	if [[ ! -d src/etsi ]]; then \
+	  echo "regen-check: FAILED: src/etsi/ does not exist; run 'make regen' and commit the result"; exit 1; \
+	fi; \
+	if diff -r -q "$$tmp/etsi" src/etsi; then \
+	  echo "regen-check: OK, src/etsi/ matches the generator output"; \
+	else \
+	  echo; echo "First lines of the difference (generator output vs src/etsi):"; \
+	  diff -r -u "$$tmp/etsi" src/etsi | head -n 200 || true; \
+	  echo; \
+	  echo "regen-check: FAILED: src/etsi/ differs from the output of tools/asn1gen."; \
+	  echo "Run 'make regen' and commit the result; never edit src/etsi/ by hand."; \
+	  exit 1; \
+	fi
+
+clean:
+	rm -rf $(BUILD_DIR) $(ASAN_DIR)
