@@ -1,0 +1,27 @@
+/*
+ * Input streams over a context of their own; the text decode buffers are
+ * built on their context and read from it.
+ */
+#ifndef QSRTINPUTSTREAM_H
+#define QSRTINPUTSTREAM_H
+
+#include "rtxsrc/qstypes.h"
+#include "rtxsrc/QSRTContext.h"
+
+class QSRTInputStream : public QSRTCtxtHolder {
+public:
+   QSRTInputStream();
+   ~QSRTInputStream() override {}
+
+   /* Reads up to n bytes; the number read (0 at the end) or a negative status. */
+   virtual long read(QSOCTET* buffer, size_t n);
+   QSBOOL isInitialized();
+};
+
+/* Reads the caller's memory in order (not copied, not owned). */
+class QSRTMemoryInputStream : public QSRTInputStream {
+public:
+   QSRTMemoryInputStream(const unsigned char* data, size_t length);
+};
+
+#endif

@@ -1,0 +1,42 @@
+#include "rtxsrc/rtxStream.h"
+
+#include <cstring>
+
+#include "rtxsrc/rtxErrCodes.h"
+#include "rtxsrc/rtxMemory.h"
+
+int rtxStreamMemoryAttach(QSCTXT* ctxt, const QSOCTET* data, QSSIZE size, QSUINT16 mode)
+{
+   if (ctxt == nullptr || (data == nullptr && size != 0)) return RTERR_INVALID_PARAMETER;
+   if (ctxt->pStream != nullptr) return RTERR_STREAM_IN_USE;
+   if (mode != QSRTSTRMF_INPUT) return RTERR_FEATURE_NOT_SUPPORTED;
+   QSRTStream* strm = static_cast<QSRTStream*>(rtxMemHeapAllocZ(ctxt, sizeof(QSRTStream)));
+   if (strm == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
+   strm->data = data;
+   strm->size = size;
+   strm->flags = mode;
+   ctxt->pStream = strm;
+   return 0;
+}
+
+long rtxStreamRead(QSCTXT* ctxt, QSOCTET* buf, size_t n)
+{
+   if (ctxt == nullptr || (buf == nullptr && n != 0)) return RTERR_INVALID_PARAMETER;
+   QSRTStream* strm = ctxt->pStream;
+   if (strm == nullptr || !(strm->flags & QSRTSTRMF_INPUT)) return RTERR_READ_ERROR;
+   size_t left = strm->size - strm->pos;
+   if (n > left) n = left;
+   if (n > 0) std::memcpy(buf, strm->data + strm->pos, n);
+   strm->pos += n;
+   return (long)n;
+}
+
+int rtxStreamRelease(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (ctxt->pStream != nullptr) {
+      rtxMemHeapFreePtr(ctxt, ctxt->pStream);
+      ctxt->pStream = nullptr;
+   }
+   return 0;
+}
