@@ -1,0 +1,117 @@
+/*
+ * Support for the generated PER encoders and decoders: traced single-field
+ * reads and writes, open types whose content is coded in place (regional
+ * extensions, known extension additions), and the element names that the
+ * codecs push while they descend (used by the bit trace and error texts).
+ */
+#ifndef ASN1PERGEN_H
+#define ASN1PERGEN_H
+
+#include "rtpersrc/asn1per.h"
+#include "rtxsrc/rtxError.h"
+#include "rtxsrc/rtxErrCodes.h"
+#include "rtxsrc/rtxMemory.h"
+
+/* ---- element names and nesting -------------------------------------------------------------- */
+
+inline void asn1PushElem(QSCTXT* ctxt, const char* name)
+{
+   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name);
+   ctxt->level++;
+}
+
+inline void asn1PushArrayElem(QSCTXT* ctxt, const char* name, QSSIZE index)
+{
+   rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)name, index);
+   ctxt->level++;
+}
+
+inline void asn1PopElem(QSCTXT* ctxt)
+{
+   rtxCtxtPopElemName(ctxt);
+   ctxt->level--;
+}
+
+/* ---- traced fields ---------------------------------------------------------------------------- */
+
+inline int pe_TracedBits(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits, const char* field)
+{
+   pu_newField(ctxt, field);
+   int stat = rtxEncBits(ctxt, value, nbits);
+   pu_setFldBitCount(ctxt);
+   return stat;
+}
+
+inline int pd_TracedBits(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits, const char* field)
+{
+   pu_newField(ctxt, field);
+   int stat = rtxDecBits(ctxt, pvalue, nbits);
+   pu_setFldBitCount(ctxt);
+   return stat;
+}
+
+inline int pe_TracedBit(QSCTXT* ctxt, QSBOOL value, const char* field)
+{
+   pu_newField(ctxt, field);
+   int stat = rtxEncBit(ctxt, value);
+   pu_setFldBitCount(ctxt);
+   return stat;
+}
+
+inline int pd_TracedBit(QSCTXT* ctxt, QSBOOL* pvalue, const char* field)
+{
+   pu_newField(ctxt, field);
+   int stat = rtxDecBit(ctxt, pvalue);
+   pu_setFldBitCount(ctxt);
+   return stat;
+}
+
+inline int pe_ExtBit(QSCTXT* ctxt, QSBOOL v) { return pe_TracedBit(ctxt, v, "extension bit"); }
+inline int pd_ExtBit(QSCTXT* ctxt, QSBOOL* pv) { return pd_TracedBit(ctxt, pv, "extension bit"); }
+inline int pe_OptBit(QSCTXT* ctxt, QSBOOL v) { return pe_TracedBit(ctxt, v, "optional bit"); }
+inline int pd_OptBit(QSCTXT* ctxt, QSBOOL* pv) { return pd_TracedBit(ctxt, pv, "optional bit"); }
+inline int pe_BoolField(QSCTXT* ctxt, QSBOOL v) { return pe_TracedBit(ctxt, v, "Boolean"); }
+inline int pd_BoolField(QSCTXT* ctxt, QSBOOL* pv) { return pd_TracedBit(ctxt, pv, "Boolean"); }
+
+inline int pe_ConsBits(QSCTXT* ctxt, QSUINT32 v, QSUINT32 nbits) { return pe_TracedBits(ctxt, v, nbits, "ConsInteger"); }
+inline int pd_ConsBits(QSCTXT* ctxt, QSUINT32* pv, QSUINT32 nbits) { return pd_TracedBits(ctxt, pv, nbits, "ConsInteger"); }
+inline int pe_ChoiceIndex(QSCTXT* ctxt, QSUINT32 v, QSUINT32 nbits) { return pe_TracedBits(ctxt, v, nbits, "choice index"); }
+inline int pd_ChoiceIndex(QSCTXT* ctxt, QSUINT32* pv, QSUINT32 nbits) { return pd_TracedBits(ctxt, pv, nbits, "choice index"); }
+inline int pe_LengthBits(QSCTXT* ctxt, QSUINT32 v, QSUINT32 nbits) { return pe_TracedBits(ctxt, v, nbits, "length"); }
+
+int pe_ConsBits64(QSCTXT* ctxt, QSUINT64 value, QSUINT32 nbits);
+int pd_ConsBits64(QSCTXT* ctxt, QSUINT64* pvalue, QSUINT32 nbits);
+
+/* Semi-constrained INTEGER (lower..MAX): length octet and the offset from lower in minimal octets. */
+int pe_SemiConsInt64(QSCTXT* ctxt, QSINT64 value, QSINT64 lower);
+int pd_SemiConsInt64(QSCTXT* ctxt, QSINT64* pvalue, QSINT64 lower);
+
+/* ---- open types coded in place ---------------------------------------------------------------- */
+
+/* Encoding: Begin saves the output state and installs a fresh dynamic buffer
+ * in which the caller encodes the content; End restores the output, writes
+ * the content as an open type (when stat is 0) and releases the temporary
+ * buffer. End returns the first failure. */
+struct QSPEROpenTypeState {
+   QSRTBuffer buffer;
+   _Asn1SizeCnst sizeCnst;
+   struct QSRTStream* pStream;
+   void* pTraceList;
+};
+
+int pe_OpenTypeBegin(QSCTXT* ctxt, QSPEROpenTypeState* pState);
+int pe_OpenTypeEnd(QSCTXT* ctxt, QSPEROpenTypeState* pState, int stat);
+
+/* Decoding: Begin reads the open type's length (a fragmented length is
+ * refused) and returns the bit position where the content ends; the caller
+ * decodes the content from the input in place; End skips what the content
+ * did not use (padding, unknown additions) and fails with
+ * RTERR_OPEN_TYPE_OVERRUN when the content ran past its length. Raw keeps
+ * the whole content as an open-type record. */
+#define RTERR_OPEN_TYPE_OVERRUN (-101)
+
+int pd_OpenTypeBegin(QSCTXT* ctxt, QSUINT64* pEndBit);
+int pd_OpenTypeEnd(QSCTXT* ctxt, QSUINT64 endBit);
+int pd_OpenTypeRaw(QSCTXT* ctxt, QSUINT64 endBit, ASN1TOpenType** ppOpenType);
+
+#endif
