@@ -1,0 +1,163 @@
+#include "rtjsonsrc/QSJSONMessageBuffer.h"
+
+#include <cstring>
+#include <new>
+
+#include "rtjsonsrc/rtJsonInternal.h"
+#include "rtxsrc/rtxMemory.h"
+#include "rtxsrc/rtxStream.h"
+
+#define JSON_MODULE "../../rtjsonsrc/QSJSONMessageBuffer.cpp"
+
+/* ---- QSJSONEncodeBuffer ----------------------------------------------------------------------- */
+
+QSJSONEncodeBuffer::QSJSONEncodeBuffer() : QSJSONMessageBuffer(JSONEncode)
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr || getStatus() != 0) return;
+   ctxt->indent = 0;
+   int stat = rtxInitContextBuffer(ctxt, nullptr, 0);
+   if (stat != 0) {
+      JSON_LOG(ctxt, stat);
+      setStatus(stat);
+      return;
+   }
+   ctxt->buffer.data[0] = 0;
+}
+
+QSJSONEncodeBuffer::QSJSONEncodeBuffer(unsigned char* buf, size_t size)
+   : QSJSONMessageBuffer(JSONEncode)
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr || getStatus() != 0) return;
+   ctxt->indent = 0;
+   int stat = (buf != nullptr) ? rtxInitContextBuffer(ctxt, buf, size) : RTERR_INVALID_PARAMETER;
+   if (stat != 0) {
+      JSON_LOG(ctxt, stat);
+      setStatus(stat);
+      return;
+   }
+   if (size > 0) buf[0] = 0;
+}
+
+int QSJSONEncodeBuffer::init()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr) return RTERR_CONTEXT_NOT_INITIALIZED;
+   ctxt->buffer.byteIndex = 0;
+   if (ctxt->buffer.data != nullptr && ctxt->buffer.size > 0) ctxt->buffer.data[0] = 0;
+   return 0;
+}
+
+size_t QSJSONEncodeBuffer::getMsgLen()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   return (ctxt != nullptr) ? ctxt->buffer.byteIndex : 0;
+}
+
+int QSJSONEncodeBuffer::write(const char* filename)
+{
+   FILE* fp = (filename != nullptr) ? std::fopen(filename, "wb") : nullptr;
+   if (fp == nullptr) return RTERR_FILE_NOT_FOUND;
+   int stat = write(fp);
+   if (std::fclose(fp) != 0 && stat == 0) stat = RTERR_WRITE_ERROR;
+   return stat;
+}
+
+int QSJSONEncodeBuffer::write(FILE* fp)
+{
+   if (fp == nullptr) return RTERR_INVALID_PARAMETER;
+   size_t len = getMsgLen();
+   const QSOCTET* msg = getMsgPtr();
+   if (len == 0 || msg == nullptr) return 0;
+   return (std::fwrite(msg, 1, len, fp) == len) ? 0 : RTERR_WRITE_ERROR;
+}
+
+/* ---- QSJSONDecodeBuffer ----------------------------------------------------------------------- */
+
+namespace {
+
+QSRTInputStream* newMemoryStream(const unsigned char* data, size_t size)
+{
+   if (data == nullptr) return nullptr;
+   return new (std::nothrow) QSRTMemoryInputStream(data, size);
+}
+
+} // namespace
+
+QSJSONDecodeBuffer::QSJSONDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStream)
+   : QSJSONMessageBuffer(JSONDecode, (pStream != nullptr) ? pStream->getContext().get() : nullptr),
+     mpInputStream(pStream), mbOwnStream(ownStream)
+{
+   bindInput();
+}
+
+QSJSONDecodeBuffer::QSJSONDecodeBuffer(const unsigned char* data, size_t size)
+   : QSJSONDecodeBuffer(newMemoryStream(data, size), TRUE)
+{
+}
+
+QSJSONDecodeBuffer::QSJSONDecodeBuffer(QSRTInputStream& inputStream)
+   : QSJSONDecodeBuffer(&inputStream, FALSE)
+{
+}
+
+QSJSONDecodeBuffer::QSJSONDecodeBuffer(const char* filename)
+   : QSJSONMessageBuffer(JSONDecode), mpInputStream(nullptr), mbOwnStream(FALSE)
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr || filename == nullptr) return;
+   FILE* fp = std::fopen(filename, "rb");
+   if (fp == nullptr) {
+      rtxErrAddStrParm(ctxt, filename);
+      setStatus(JSON_LOG(ctxt, RTERR_FILE_NOT_FOUND));
+      return;
+   }
+   /* the whole file goes to the heap and is read as a memory stream */
+   QSOCTET* data = nullptr;
+   QSSIZE size = 0, cap = 0;
+   int stat = 0;
+   for (;;) {
+      if (size == cap) {
+         QSSIZE ncap = (cap == 0) ? 4096 : cap * 2;
+         QSOCTET* p = (QSOCTET*)rtxMemHeapRealloc(ctxt, data, ncap);
+         if (p == nullptr) {
+            stat = RTERR_NO_DYNAMIC_MEMORY;
+            break;
+         }
+         data = p;
+         cap = ncap;
+      }
+      size_t n = std::fread(data + size, 1, cap - size, fp);
+      size += n;
+      if (n == 0) {
+         if (std::ferror(fp)) stat = RTERR_READ_ERROR;
+         break;
+      }
+   }
+   std::fclose(fp);
+   if (stat == 0) stat = rtxStreamMemoryAttach(ctxt, data, size, QSRTSTRMF_INPUT);
+   if (stat != 0) {
+      setStatus(JSON_LOG(ctxt, stat));
+      return;
+   }
+   bindInput();
+}
+
+QSJSONDecodeBuffer::~QSJSONDecodeBuffer()
+{
+   if (mbOwnStream && mpInputStream != nullptr) {
+      /* the context goes with the last reference: drop ours first */
+      QSRTInputStream* pStream = mpInputStream;
+      mpInputStream = nullptr;
+      delete pStream;
+   }
+}
+
+void QSJSONDecodeBuffer::bindInput()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr) return;
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex >= b.size) jsonimpl::refill(ctxt);
+}

@@ -1,0 +1,52 @@
+/*
+ * Support for the generated JSON encoders and decoders: member-name lookup,
+ * unknown members kept as raw key/value fragments, open types captured as
+ * text, and decoding a captured text in place of the input.
+ */
+#ifndef ASN1JSONGEN_H
+#define ASN1JSONGEN_H
+
+#include <string.h>
+
+#include "rtjsonsrc/rtJson.h"
+#include "rtxsrc/rtxErrCodes.h"
+#include "rtxsrc/rtxError.h"
+#include "rtxsrc/rtxMemory.h"
+
+/* Index of `key` in a member-name table (byte length first, then bytes), or -1. */
+inline int rtJsonFindKey(const char* key, const QSJsonElemName* names, int count)
+{
+   size_t len = strlen(key);
+   for (int i = 0; i < count; i++)
+      if (names[i].nameLen == len && memcmp(names[i].name, key, len) == 0) return i;
+   return -1;
+}
+
+/* True when an extension list holds at least one element to write. */
+inline bool rtJsonHasExtElems(const QSRTDList* list)
+{
+   for (const QSRTDListNode* n = list->head; n != 0; n = n->next)
+      if (n->data != 0) return true;
+   return false;
+}
+
+/* Reads the value of an unknown member `key` and keeps it as the fragment
+ * "key":<value text> in a new open-type record. Its count is the number of
+ * UTF-8 characters of the fragment plus one for the closing NUL. */
+int rtJsonDecUnknownMember(QSCTXT* ctxt, const char* key, ASN1TOpenType** ppElem);
+
+/* Reads any JSON value and keeps its text (without NUL) in a new open-type record. */
+int rtJsonDecCaptureOpenType(QSCTXT* ctxt, ASN1TOpenType** ppElem);
+
+/* Makes `text` the decoder's input until rtJsonDecEndText restores the previous one. */
+struct QSJsonSavedInput {
+   QSRTBuffer buffer;
+   QSOCTET lastChar;
+};
+void rtJsonDecBeginText(QSCTXT* ctxt, QSJsonSavedInput* saved, const QSOCTET* text, QSSIZE nbytes);
+void rtJsonDecEndText(QSCTXT* ctxt, const QSJsonSavedInput* saved);
+
+/* A mandatory member that did not come: RTERR_MISSING_REQUIRED_ELEMENT with its name. */
+int rtJsonMissingMember(QSCTXT* ctxt, const char* name, const char* module, int line);
+
+#endif

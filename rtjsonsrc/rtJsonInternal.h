@@ -1,0 +1,125 @@
+/*
+ * Helpers shared by the JSON and plain-text runtime sources (not part of
+ * the public interface): writer fast paths over the context buffer and the
+ * input cursor of the readers.
+ */
+#ifndef RTJSONINTERNAL_H
+#define RTJSONINTERNAL_H
+
+#include <cstring>
+
+#include "rtxsrc/qstypes.h"
+#include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxErrCodes.h"
+#include "rtxsrc/rtxError.h"
+#include "rtxsrc/rtxStream.h"
+
+/* Records a failure at the current line of the including source file,
+ * which defines JSON_MODULE. */
+#define JSON_LOG(ctxt, stat) rtxErrSetData(ctxt, stat, JSON_MODULE, __LINE__)
+
+namespace jsonimpl {
+
+/* ---- writer state ----------------------------------------------------------------------------- */
+
+inline QSUINT16& indentOf(QSCTXT* ctxt) { return ctxt->indent; }
+inline QSOCTET& lastCharOf(QSCTXT* ctxt) { return ctxt->lastChar; }
+inline QSOCTET& jsonModeOf(QSCTXT* ctxt) { return ctxt->jsonMode; }
+
+/* ---- output ----------------------------------------------------------------------------------- */
+
+/* Slow path of reserve(): grows or fails (recorded). */
+int reserveSlow(QSCTXT* ctxt, QSSIZE n);
+
+/* Makes room for exactly n more bytes at the cursor. */
+inline int reserve(QSCTXT* ctxt, QSSIZE n)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if (b.data != nullptr && b.byteIndex + n <= b.size) return 0;
+   return reserveSlow(ctxt, n);
+}
+
+/* Stores a NUL behind the text when there is room for it (no check, the
+ * index does not move), so that the buffer reads as a C string. */
+inline void terminate(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size) b.data[b.byteIndex] = 0;
+}
+
+/* Appends n bytes whose room has been reserved. */
+inline void put(QSCTXT* ctxt, const void* p, QSSIZE n)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   std::memcpy(b.data + b.byteIndex, p, n);
+   b.byteIndex += n;
+}
+
+/* Appends one character (checked) and remembers it. */
+inline int putChar(QSCTXT* ctxt, char c)
+{
+   int stat = reserve(ctxt, 1);
+   if (stat != 0) return stat;
+   QSRTBuffer& b = ctxt->buffer;
+   b.data[b.byteIndex++] = (QSOCTET)c;
+   ctxt->lastChar = (QSOCTET)c;
+   return 0;
+}
+
+/* Appends n bytes (checked). */
+inline int putText(QSCTXT* ctxt, const void* p, QSSIZE n)
+{
+   if (n == 0) return 0;
+   int stat = reserve(ctxt, n);
+   if (stat != 0) return stat;
+   put(ctxt, p, n);
+   ctxt->lastChar = ((const QSOCTET*)p)[n - 1];
+   return 0;
+}
+
+/* ---- input ------------------------------------------------------------------------------------ */
+
+inline bool isWhitespace(QSOCTET c) { return c == 0x20 || (QSOCTET)(c - 0x09) <= 4; }
+
+/* Binds the bound input stream's remaining memory as the context buffer
+ * when the buffer has nothing left to read. True when input was added. */
+bool refill(QSCTXT* ctxt);
+
+/* Next character without consuming it, or -1 at the end of the input. */
+inline int peekRaw(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size) return b.data[b.byteIndex];
+   if (refill(ctxt)) return b.data[b.byteIndex];
+   return -1;
+}
+
+/* Next non-whitespace character without consuming it, or -1 at the end. */
+inline int peekNonWs(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   for (;;) {
+      while (b.byteIndex < b.size) {
+         QSOCTET c = b.data[b.byteIndex];
+         if (!isWhitespace(c)) return c;
+         b.byteIndex++;
+      }
+      if (!refill(ctxt)) return -1;
+   }
+}
+
+/* Consumes one character; -1 at the end of the input. */
+inline int getRaw(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size) return b.data[b.byteIndex++];
+   if (refill(ctxt)) return b.data[b.byteIndex++];
+   return -1;
+}
+
+/* Adds the character c (or "EOF") as an error parameter. */
+void addCharParm(QSCTXT* ctxt, int c);
+
+} // namespace jsonimpl
+
+#endif

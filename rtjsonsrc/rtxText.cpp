@@ -1,0 +1,248 @@
+/*
+ * Plain-text writers and readers on the context buffer: integers, raw
+ * text, whitespace, indentation.
+ */
+#include "rtjsonsrc/rtxText.h"
+
+#include <cstring>
+
+#include "rtjsonsrc/rtJsonInternal.h"
+#include "rtxsrc/rtxMemory.h"
+
+#define JSON_MODULE "../../rtjsonsrc/rtxText.cpp"
+
+using namespace jsonimpl;
+
+/* ---- input binding ---------------------------------------------------------------------------- */
+
+bool jsonimpl::refill(QSCTXT* ctxt)
+{
+   QSRTStream* s = ctxt->pStream;
+   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return false;
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size) return true;
+   /* The memory of a memory stream is read in place: the whole remainder
+    * becomes the context buffer and the stream is consumed. */
+   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
+   b.data = const_cast<QSOCTET*>(s->data + s->pos);
+   b.size = s->size - s->pos;
+   b.byteIndex = 0;
+   b.bitOffset = 8;
+   b.dynamic = 0;
+   s->pos = s->size;
+   return true;
+}
+
+void jsonimpl::addCharParm(QSCTXT* ctxt, int c)
+{
+   if (c < 0) {
+      rtxErrAddStrParm(ctxt, "EOF");
+   }
+   else {
+      char text[2] = { (char)c, 0 };
+      rtxErrAddStrnParm(ctxt, text, 1);
+   }
+}
+
+/* ---- indentation ------------------------------------------------------------------------------ */
+
+void rtxIndentIncr(QSCTXT* ctxt)
+{
+   ctxt->indent = (QSUINT16)(ctxt->indent + QSINDENTSPACES);
+}
+
+void rtxIndentDecr(QSCTXT* ctxt)
+{
+   if (ctxt->indent >= QSINDENTSPACES) ctxt->indent = (QSUINT16)(ctxt->indent - QSINDENTSPACES);
+   else ctxt->indent = 0;
+}
+
+QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt)
+{
+   return ctxt->indent / QSINDENTSPACES;
+}
+
+/* ---- writers ---------------------------------------------------------------------------------- */
+
+namespace {
+
+/* Digits of value at the end of buf[24]; returns the start. */
+inline char* formatUInt64(char* end, QSUINT64 value)
+{
+   char* p = end;
+   do {
+      *--p = (char)('0' + (value % 10));
+      value /= 10;
+   } while (value != 0);
+   return p;
+}
+
+int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
+{
+   char buf[24];
+   char* end = buf + sizeof(buf);
+   char* p = formatUInt64(end, magnitude);
+   if (negative) *--p = '-';
+   int stat = putText(ctxt, p, (QSSIZE)(end - p));
+   if (stat != 0) return JSON_LOG(ctxt, stat);
+   terminate(ctxt);
+   return 0;
+}
+
+} // namespace
+
+int rtxTxtWriteInt(QSCTXT* ctxt, QSINT32 value)
+{
+   return rtxTxtWriteInt64(ctxt, value);
+}
+
+int rtxTxtWriteUInt(QSCTXT* ctxt, QSUINT32 value)
+{
+   return writeDigits(ctxt, value, false);
+}
+
+int rtxTxtWriteInt64(QSCTXT* ctxt, QSINT64 value)
+{
+   if (value < 0) return writeDigits(ctxt, (QSUINT64)0 - (QSUINT64)value, true);
+   return writeDigits(ctxt, (QSUINT64)value, false);
+}
+
+int rtxTxtWriteUInt64(QSCTXT* ctxt, QSUINT64 value)
+{
+   return writeDigits(ctxt, value, false);
+}
+
+int rtxCopyAsciiText(QSCTXT* ctxt, const char* text)
+{
+   if (text == nullptr || *text == 0) return 0;
+   int stat = putText(ctxt, text, std::strlen(text));
+   if (stat != 0) return JSON_LOG(ctxt, stat);
+   terminate(ctxt);
+   return 0;
+}
+
+int rtxWriteBytes(QSCTXT* ctxt, const QSOCTET* data, QSSIZE nbytes)
+{
+   if (nbytes == 0) return 0;
+   if (data == nullptr) return JSON_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   int stat = putText(ctxt, data, nbytes);
+   if (stat != 0) return JSON_LOG(ctxt, stat);
+   terminate(ctxt);
+   return 0;
+}
+
+/* ---- readers ---------------------------------------------------------------------------------- */
+
+int rtxTxtSkipWhitespace(QSCTXT* ctxt)
+{
+   peekNonWs(ctxt);
+   return 0;
+}
+
+QSUTF8CHAR rtxTxtPeekChar2(QSCTXT* ctxt, QSBOOL skipWhitespace)
+{
+   int c = skipWhitespace ? peekNonWs(ctxt) : peekRaw(ctxt);
+   return (c < 0) ? (QSUTF8CHAR)0 : (QSUTF8CHAR)c;
+}
+
+namespace {
+
+/* Reads [sign] digits with magnitude limits for the positive and the
+ * negative side (negLimit 0: no negative values except -0). */
+int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
+                QSUINT64* pmagnitude, bool* pnegative)
+{
+   int c = peekNonWs(ctxt);
+   if (c < 0) return JSON_LOG(ctxt, RTERR_UNEXPECTED_END_OF_BUFFER);
+   QSRTBuffer& b = ctxt->buffer;
+   bool negative = false;
+   if (c == '-' || c == '+') {
+      negative = (c == '-');
+      b.byteIndex++;
+      c = peekRaw(ctxt);
+      if (c < 0) return JSON_LOG(ctxt, RTERR_UNEXPECTED_END_OF_BUFFER);
+   }
+   if (c < '0' || c > '9') return JSON_LOG(ctxt, RTERR_CHARACTER_NOT_IN_SET);
+   QSUINT64 limit = negative ? negLimit : posLimit;
+   QSUINT64 value = 0;
+   bool overflow = false;
+   const QSOCTET* p = b.data + b.byteIndex;
+   const QSOCTET* end = b.data + b.size;
+   while (p < end && (QSOCTET)(*p - '0') <= 9) {
+      QSUINT64 d = (QSUINT64)(*p - '0');
+      if (value > limit / 10 || (value == limit / 10 && d > limit % 10)) overflow = true;
+      else value = value * 10 + d;
+      p++;
+   }
+   b.byteIndex = (QSSIZE)(p - b.data);
+   if (overflow) return JSON_LOG(ctxt, RTERR_VALUE_WILL_NOT_FIT);
+   *pmagnitude = value;
+   *pnegative = negative;
+   return 0;
+}
+
+template <typename T>
+int readSigned(QSCTXT* ctxt, T* pvalue, QSINT64 minValue, QSINT64 maxValue)
+{
+   QSUINT64 mag;
+   bool neg;
+   int stat = readInteger(ctxt, (QSUINT64)maxValue, (QSUINT64)0 - (QSUINT64)minValue, &mag, &neg);
+   if (stat != 0) return JSON_LOG(ctxt, stat);
+   if (pvalue != nullptr) {
+      *pvalue = neg ? (T)((QSINT64)((QSUINT64)0 - mag)) : (T)(QSINT64)mag;
+   }
+   return 0;
+}
+
+template <typename T>
+int readUnsigned(QSCTXT* ctxt, T* pvalue, QSUINT64 maxValue)
+{
+   QSUINT64 mag;
+   bool neg;
+   int stat = readInteger(ctxt, maxValue, 0, &mag, &neg);
+   if (stat != 0) return JSON_LOG(ctxt, stat);
+   if (pvalue != nullptr) *pvalue = (T)mag;
+   return 0;
+}
+
+} // namespace
+
+int rtxTxtReadInt8(QSCTXT* ctxt, QSINT8* pvalue)
+{
+   return readSigned(ctxt, pvalue, -128, 127);
+}
+
+int rtxTxtReadInt16(QSCTXT* ctxt, QSINT16* pvalue)
+{
+   return readSigned(ctxt, pvalue, -32768, 32767);
+}
+
+int rtxTxtReadInt32(QSCTXT* ctxt, QSINT32* pvalue)
+{
+   return readSigned(ctxt, pvalue, -2147483647LL - 1, 2147483647LL);
+}
+
+int rtxTxtReadInt64(QSCTXT* ctxt, QSINT64* pvalue)
+{
+   return readSigned(ctxt, pvalue, (-9223372036854775807LL - 1), 9223372036854775807LL);
+}
+
+int rtxTxtReadUInt8(QSCTXT* ctxt, QSUINT8* pvalue)
+{
+   return readUnsigned(ctxt, pvalue, 0xFFu);
+}
+
+int rtxTxtReadUInt16(QSCTXT* ctxt, QSUINT16* pvalue)
+{
+   return readUnsigned(ctxt, pvalue, 0xFFFFu);
+}
+
+int rtxTxtReadUInt32(QSCTXT* ctxt, QSUINT32* pvalue)
+{
+   return readUnsigned(ctxt, pvalue, 0xFFFFFFFFu);
+}
+
+int rtxTxtReadUInt64(QSCTXT* ctxt, QSUINT64* pvalue)
+{
+   return readUnsigned(ctxt, pvalue, ~(QSUINT64)0);
+}
