@@ -39,4 +39,11 @@ int asn1PD_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);
 int asn1PE_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value);
 int asn1PD_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue);
 
+int asn1JsonEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue);
+int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue);
+int asn1JsonEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);
+int asn1JsonDec_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);
+int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue);
+int asn1JsonDec_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue);
+
 #endif

@@ -4,6 +4,7 @@
  */
 #include "CAM-PDU-Descriptions.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "ITS-Container.h"
 #include <new>
 #include <string.h>
@@ -48,6 +49,9 @@ int ASN1X_CAM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();
       return stat;
    }
+   if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
+      return asn1JsonEnc_CAM(msgBuf.getCtxtPtr(), &msgData);
+   }
    return RTERR_FEATURE_NOT_SUPPORTED;
 }
 
@@ -62,6 +66,9 @@ int ASN1X_CAM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       stat = asn1PD_CAM(msgBuf.getCtxtPtr(), &msgData);
       static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();
       return stat;
+   }
+   if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
+      return asn1JsonDec_CAM(msgBuf.getCtxtPtr(), &msgData);
    }
    return RTERR_FEATURE_NOT_SUPPORTED;
 }

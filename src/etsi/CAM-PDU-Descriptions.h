@@ -306,6 +306,43 @@ int asn1PD_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 int asn1PE_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime value);
 int asn1PD_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue);
 
+int asn1JsonEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue);
+int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue);
+int asn1JsonEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue);
+int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue);
+int asn1JsonEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue);
+int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue);
+int asn1JsonEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue);
+int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue);
+int asn1JsonEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue);
+int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue);
+int asn1JsonEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue);
+int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue);
+int asn1JsonEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue);
+int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue);
+int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue);
+int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue);
+int asn1JsonEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue);
+int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue);
+int asn1JsonEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue);
+int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue);
+int asn1JsonEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue);
+int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue);
+int asn1JsonEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue);
+int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue);
+int asn1JsonEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue);
+int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue);
+int asn1JsonEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue);
+int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue);
+int asn1JsonEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue);
+int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue);
+int asn1JsonEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue);
+int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue);
+int asn1JsonEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue);
+int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue);
+int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue);
+int asn1JsonDec_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue);
+
 /* Control class of the CAM message: binds a value to a message buffer. */
 class ASN1X_CAM : public ASN1XType {
  protected:

@@ -70,4 +70,13 @@ int asn1PD_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue);
 int asn1PE_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value);
 int asn1PD_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue);
 
+int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue);
+int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue);
+int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue);
+int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue);
+int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue);
+int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue);
+int asn1JsonEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue);
+int asn1JsonDec_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue);
+
 #endif

@@ -235,6 +235,29 @@ int asn1PD_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue);
 int asn1PE_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 
+int asn1JsonEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue);
+int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue);
+int asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue);
+int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue);
+int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue);
+int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue);
+int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue);
+int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue);
+int asn1JsonEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue);
+int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue);
+int asn1JsonEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue);
+int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue);
+int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue);
+int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue);
+int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue);
+int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue);
+int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue);
+int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue);
+int asn1JsonEnc_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue);
+int asn1JsonDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue);
+int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
+int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
+
 /* Control class of the DENM message: binds a value to a message buffer. */
 class ASN1X_DENM : public ASN1XType {
  protected:

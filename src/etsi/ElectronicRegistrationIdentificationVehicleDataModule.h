@@ -150,4 +150,17 @@ int asn1PD_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue);
 int asn1PE_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value);
 int asn1PD_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue);
 
+int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue);
+int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue);
+int asn1JsonEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue);
+int asn1JsonDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue);
+int asn1JsonEnc_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue);
+int asn1JsonDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue);
+int asn1JsonEnc_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue);
+int asn1JsonDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue);
+int asn1JsonEnc_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue);
+int asn1JsonDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue);
+int asn1JsonEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue);
+int asn1JsonDec_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue);
+
 #endif

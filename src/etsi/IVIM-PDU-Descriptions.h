@@ -27,6 +27,9 @@ ASN1T_IVIM* new_ASN1T_IVIM(ASN1XType& control);
 int asn1PE_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 int asn1PD_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 
+int asn1JsonEnc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
+int asn1JsonDec_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
+
 /* Control class of the IVIM message: binds a value to a message buffer. */
 class ASN1X_IVIM : public ASN1XType {
  protected:

@@ -27,6 +27,9 @@ ASN1T_MAPEM* new_ASN1T_MAPEM(ASN1XType& control);
 int asn1PE_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 int asn1PD_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 
+int asn1JsonEnc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
+int asn1JsonDec_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
+
 /* Control class of the MAPEM message: binds a value to a message buffer. */
 class ASN1X_MAPEM : public ASN1XType {
  protected:

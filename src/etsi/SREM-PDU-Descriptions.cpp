@@ -4,6 +4,7 @@
  */
 #include "SREM-PDU-Descriptions.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "DSRC.h"
 #include "ITS-Container.h"
 #include <new>
@@ -49,6 +50,9 @@ int ASN1X_SREM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();
       return stat;
    }
+   if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
+      return asn1JsonEnc_SREM(msgBuf.getCtxtPtr(), &msgData);
+   }
    return RTERR_FEATURE_NOT_SUPPORTED;
 }
 
@@ -63,6 +67,9 @@ int ASN1X_SREM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       stat = asn1PD_SREM(msgBuf.getCtxtPtr(), &msgData);
       static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();
       return stat;
+   }
+   if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
+      return asn1JsonDec_SREM(msgBuf.getCtxtPtr(), &msgData);
    }
    return RTERR_FEATURE_NOT_SUPPORTED;
 }

@@ -27,6 +27,9 @@ ASN1T_SREM* new_ASN1T_SREM(ASN1XType& control);
 int asn1PE_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 int asn1PD_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 
+int asn1JsonEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
+int asn1JsonDec_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
+
 /* Control class of the SREM message: binds a value to a message buffer. */
 class ASN1X_SREM : public ASN1XType {
  protected:

@@ -27,6 +27,9 @@ ASN1T_SSEM* new_ASN1T_SSEM(ASN1XType& control);
 int asn1PE_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 int asn1PD_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 
+int asn1JsonEnc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
+int asn1JsonDec_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
+
 /* Control class of the SSEM message: binds a value to a message buffer. */
 class ASN1X_SSEM : public ASN1XType {
  protected:

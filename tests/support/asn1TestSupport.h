@@ -17,6 +17,11 @@
 struct Asn1Random {
    uint64_t state;
    int depth = 0;
+   // Values that must survive the text forms: no unknown extensions, alternatives or regions,
+   // no enumeration values beyond the root.
+   bool textSafe = false;
+   // Set when a value needed something textSafe excludes (a mandatory unbound region).
+   bool spoiled = false;
 
    explicit Asn1Random(uint64_t seed) : state(seed) {}
 
@@ -61,7 +66,7 @@ struct Asn1Random {
    // Optional components: present about half the time, rarer deep in a value.
    bool optional() { return depth > 6 ? false : percent(depth > 3 ? 30 : 55); }
    bool addition() { return depth > 6 ? false : percent(30); }
-   bool unknownAlternative() { return percent(4); }
+   bool unknownAlternative() { return !textSafe && percent(4); }
 
    QSSIZE count(QSSIZE lo, QSSIZE hi)
    {
@@ -102,13 +107,16 @@ struct Asn1Random {
       s[n] = 0;
       return s;
    }
-   // Text of lo..hi characters, some of them outside ASCII (valid UTF-8).
+   // Text of lo..hi bytes, some of its characters outside ASCII (valid UTF-8).
    const char* utf8(QSCTXT* ctxt, QSSIZE lo, QSSIZE hi)
    {
       static const char* const pieces[] = { "a", "Z", "0", " ", "-", "\xC3\xA9", "\xE2\x82\xAC", "x" };
       QSSIZE n = count(lo, hi);
       std::string s;
-      for (QSSIZE i = 0; i < n; i++) s += pieces[below(8)];
+      while (s.size() < n) {
+         const char* piece = pieces[below(8)];
+         s += s.size() + strlen(piece) <= n ? piece : "a";
+      }
       char* p = (char*)rtxMemHeapAlloc(ctxt, s.size() + 1);
       memcpy(p, s.c_str(), s.size() + 1);
       return p;
@@ -117,7 +125,7 @@ struct Asn1Random {
    void unknownAdditions(QSCTXT* ctxt, ASN1TSeqExt& list)
    {
       rtxDListInit(&list);
-      if (depth > 5 || !percent(6)) return;
+      if (textSafe || depth > 5 || !percent(6)) return;
       QSSIZE n = 1 + below(2);
       for (QSSIZE i = 0; i < n; i++) {
          ASN1TOpenType* ot = 0;
@@ -177,6 +185,8 @@ struct EtsiTestType {
    void (*print)(std::string& out, const void* value);
    int (*encode)(QSCTXT* ctxt, void* value);   // asn1PE_<T>
    int (*decode)(QSCTXT* ctxt, void* value);   // asn1PD_<T>
+   int (*jsonEncode)(QSCTXT* ctxt, void* value);   // asn1JsonEnc_<T>
+   int (*jsonDecode)(QSCTXT* ctxt, void* value);   // asn1JsonDec_<T>
 };
 
 extern const EtsiTestType etsiTestTypes[];

@@ -163,7 +163,9 @@ TEST(PerCorpus, TruncatedAndCorruptedInputFailsCleanly)
       for (size_t n = 0; n < m.bytes.size(); n++) {
          std::vector<unsigned char> prefix(m.bytes.begin(), m.bytes.begin() + n);
          Decoded d = decode(*t, prefix, false);
-         if (d.status != 0) ASSERT_EQ(d.error.rfind("ERROR: Status ", 0), 0u) << m.file << " prefix " << n;
+         if (d.status != 0) {
+            ASSERT_EQ(d.error.rfind("ERROR: Status ", 0), 0u) << m.file << " prefix " << n;
+         }
       }
       for (int k = 0; k < 20; k++) {
          std::vector<unsigned char> bad = m.bytes;

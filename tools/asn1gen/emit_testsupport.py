@@ -26,6 +26,14 @@ def inner_rules(inner):
     return rules
 
 
+def unbound_regional(rt):
+    """A regional extension (or a list of them) whose object set binds no region: its values
+    can only be raw, which the text forms do not carry back."""
+    if rt.kind == "SEQUENCE_OF":
+        rt = rt.element
+    return rt.kind == "SEQUENCE" and rt.regional and not rt.components[1].type.objects
+
+
 class TestEmitter:
     def __init__(self, mi):
         self.mi = mi
@@ -90,7 +98,7 @@ class TestEmitter:
             vals = [v for _, v in rt.root + (rt.ext_items or [])]
             w.line("{")
             w.line("   static const QSUINT32 vals[%d] = { %s };" % (len(vals), ", ".join(map(str, vals))))
-            w.line("   %s = vals[r.below(%d)];" % (expr, len(vals)))
+            w.line("   %s = vals[r.below(r.textSafe ? %d : %d)];" % (expr, len(rt.root), len(vals)))
             w.line("}")
         elif k == "BIT_STRING":
             lo, hi = self.size_bounds(c, 70)
@@ -132,7 +140,7 @@ class TestEmitter:
             if c.ext_index is not None:
                 continue
             if c.has_present_bit:
-                w.line("if (r.optional()) {")
+                w.line("if (r.optional()%s) {" % (" && !r.textSafe" if unbound_regional(c.type) else ""))
                 w.indent()
                 w.line("%s.m.%sPresent = 1;" % (expr, c.cname))
             self.rand_value(w, c.type, "%s.%s" % (expr, c.cname))
@@ -167,8 +175,12 @@ class TestEmitter:
         ids = [rid for rid, _, _ in objs]
         w.line("{")
         w.indent()
-        w.line("QSUINT32 pick = (QSUINT32)r.below(%d);" % (len(objs) + 1))
-        if not objs:
+        if objs:
+            w.line("QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(%d) : r.below(%d));"
+                   % (len(objs), len(objs) + 1))
+        else:
+            w.line("QSUINT32 pick = 0;")
+            w.line("if (r.textSafe) r.spoiled = true;")
             w.line("(void)pick;")
         for i, (rid, ot, name) in enumerate(objs):
             t = ctype(ot)
@@ -200,6 +212,10 @@ class TestEmitter:
         n = len(alts)
         w.line("r.depth++;")
         w.line("QSUINT32 pick = (QSUINT32)r.below(%d);" % n)
+        avoid = [i for i, a in enumerate(alts) if unbound_regional(a.type)]
+        if avoid and len(avoid) < n:
+            w.line("while (r.textSafe && (%s)) pick = (QSUINT32)r.below(%d);"
+                   % (" || ".join("pick == %d" % i for i in avoid), n))
         if rt.extensible:
             w.line("if (r.unknownAlternative()) {")
             w.line("   %s.t = %d + (QSUINT32)r.below(3);" % (expr, n + 1))
@@ -393,13 +409,17 @@ def emit_type_table(model):
                % (td.cname, td.cname, "" if by_pointer else "*", pt))
         w.line("int dec_%s(QSCTXT* ctxt, void* v) { return asn1PD_%s(ctxt, (%s*)v); }"
                % (td.cname, td.cname, pt))
+        w.line("int jenc_%s(QSCTXT* ctxt, void* v) { return asn1JsonEnc_%s(ctxt, (%s*)v); }"
+               % (td.cname, td.cname, pt))
+        w.line("int jdec_%s(QSCTXT* ctxt, void* v) { return asn1JsonDec_%s(ctxt, (%s*)v); }"
+               % (td.cname, td.cname, pt))
     w.line("}")
     w.blank()
     w.line("const EtsiTestType etsiTestTypes[] = {")
     for td in model.typedefs:
         c = td.cname
-        w.line('   { "%s", %s, make_%s, rand_%s, print_%s, enc_%s, dec_%s },'
-               % (c, "true" if td.is_message else "false", c, c, c, c, c))
+        w.line('   { "%s", %s, make_%s, rand_%s, print_%s, enc_%s, dec_%s, jenc_%s, jdec_%s },'
+               % (c, "true" if td.is_message else "false", c, c, c, c, c, c, c))
     w.line("};")
     w.line("const size_t etsiTestTypeCount = sizeof(etsiTestTypes) / sizeof(etsiTestTypes[0]);")
     return w.text()

@@ -555,7 +555,7 @@ void asn1Rand_ETSI_GrpC_BatteryStatus(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_Gr
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -569,7 +569,7 @@ void asn1Rand_ETSI_GrpC_EmissionType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_Grp
    (void)ctxt;
    {
       static const QSUINT32 vals[6] = { 0, 1, 2, 3, 4, 5 };
-      (*pvalue) = vals[r.below(6)];
+      (*pvalue) = vals[r.below(r.textSafe ? 6 : 6)];
    }
 }
 
@@ -583,7 +583,7 @@ void asn1Rand_ETSI_GrpC_ExceptionalCondition(Asn1Random& r, QSCTXT* ctxt, ASN1T_
    (void)ctxt;
    {
       static const QSUINT32 vals[13] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12 };
-      (*pvalue) = vals[r.below(13)];
+      (*pvalue) = vals[r.below(r.textSafe ? 13 : 13)];
    }
 }
 
@@ -597,7 +597,7 @@ void asn1Rand_ETSI_GrpC_PtvRequestType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_G
    (void)ctxt;
    {
       static const QSUINT32 vals[5] = { 0, 1, 2, 3, 4 };
-      (*pvalue) = vals[r.below(5)];
+      (*pvalue) = vals[r.below(r.textSafe ? 5 : 5)];
    }
 }
 
@@ -611,7 +611,7 @@ void asn1Rand_ETSI_GrpC_RejectedReason(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_G
    (void)ctxt;
    {
       static const QSUINT32 vals[6] = { 0, 1, 2, 3, 4, 5 };
-      (*pvalue) = vals[r.below(6)];
+      (*pvalue) = vals[r.below(r.textSafe ? 6 : 6)];
    }
 }
 

@@ -530,7 +530,7 @@ void asn1Rand_Termination(Asn1Random& r, QSCTXT* ctxt, ASN1T_Termination* pvalue
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 2 : 2)];
    }
 }
 

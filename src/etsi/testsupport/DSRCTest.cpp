@@ -123,7 +123,7 @@ void asn1Rand_ETSI_DSRC_MapData_regional_element(Asn1Random& r, QSCTXT* ctxt, AS
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -180,7 +180,7 @@ void asn1Rand_ETSI_DSRC_RTCMcorrections(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_
       asn1Rand_ETSI_DSRC_RTCMheader(r, ctxt, &(*pvalue).rtcmHeader);
    }
    asn1Rand_ETSI_DSRC_RTCMmessageList(r, ctxt, &(*pvalue).msgs);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_RTCMcorrections_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -252,7 +252,8 @@ void asn1Rand_ETSI_DSRC_RTCMcorrections_regional_element(Asn1Random& r, QSCTXT* 
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -292,7 +293,7 @@ void asn1Rand_ETSI_DSRC_SPAT(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* 
       asn1Rand_ETSI_DSRC_DescriptiveName(r, ctxt, &(*pvalue).name);
    }
    asn1Rand_ETSI_DSRC_IntersectionStateList(r, ctxt, &(*pvalue).intersections);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SPAT_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -353,7 +354,8 @@ void asn1Rand_ETSI_DSRC_SPAT_regional_element(Asn1Random& r, QSCTXT* ctxt, ASN1T
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -398,7 +400,7 @@ void asn1Rand_ETSI_DSRC_SignalRequestMessage(Asn1Random& r, QSCTXT* ctxt, ASN1T_
       asn1Rand_ETSI_DSRC_SignalRequestList(r, ctxt, &(*pvalue).requests);
    }
    asn1Rand_ETSI_DSRC_RequestorDescription(r, ctxt, &(*pvalue).requestor);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SignalRequestMessage_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -467,7 +469,8 @@ void asn1Rand_ETSI_DSRC_SignalRequestMessage_regional_element(Asn1Random& r, QSC
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -508,7 +511,7 @@ void asn1Rand_ETSI_DSRC_SignalStatusMessage(Asn1Random& r, QSCTXT* ctxt, ASN1T_E
       asn1Rand_ETSI_DSRC_MsgCount(r, ctxt, &(*pvalue).sequenceNumber);
    }
    asn1Rand_ETSI_DSRC_SignalStatusList(r, ctxt, &(*pvalue).status);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SignalStatusMessage_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -572,7 +575,8 @@ void asn1Rand_ETSI_DSRC_SignalStatusMessage_regional_element(Asn1Random& r, QSCT
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -620,7 +624,7 @@ void asn1Rand_ETSI_DSRC_AdvisorySpeed(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DS
       (*pvalue).m.class_Present = 1;
       asn1Rand_ETSI_DSRC_RestrictionClassID(r, ctxt, &(*pvalue).class_);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_AdvisorySpeed_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -691,7 +695,8 @@ void asn1Rand_ETSI_DSRC_AdvisorySpeed_regional_element(Asn1Random& r, QSCTXT* ct
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -784,7 +789,7 @@ void asn1Rand_ETSI_DSRC_ComputedLane(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSR
       (*pvalue).m.scaleYaxisPresent = 1;
       asn1Rand_ETSI_DSRC_Scale_B12(r, ctxt, &(*pvalue).scaleYaxis);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_ComputedLane_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -936,7 +941,8 @@ void asn1Rand_ETSI_DSRC_ComputedLane_regional_element(Asn1Random& r, QSCTXT* ctx
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -1157,7 +1163,7 @@ void asn1Rand_ETSI_DSRC_ConnectionManeuverAssist_regional_element(Asn1Random& r,
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -1558,7 +1564,7 @@ void asn1Rand_ETSI_DSRC_GenericLane_regional_element(Asn1Random& r, QSCTXT* ctxt
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -1678,7 +1684,7 @@ void asn1Rand_ETSI_DSRC_IntersectionGeometry(Asn1Random& r, QSCTXT* ctxt, ASN1T_
       (*pvalue).m.preemptPriorityDataPresent = 1;
       asn1Rand_ETSI_DSRC_PreemptPriorityList(r, ctxt, &(*pvalue).preemptPriorityData);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_IntersectionGeometry_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -1758,7 +1764,8 @@ void asn1Rand_ETSI_DSRC_IntersectionGeometry_regional_element(Asn1Random& r, QSC
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -1947,7 +1954,7 @@ void asn1Rand_ETSI_DSRC_IntersectionState_regional_element(Asn1Random& r, QSCTXT
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -2047,7 +2054,7 @@ void asn1Rand_ETSI_DSRC_LaneAttributes_regional(Asn1Random& r, QSCTXT* ctxt, ASN
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -2089,6 +2096,7 @@ void asn1Rand_ETSI_DSRC_LaneDataAttribute(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETS
 {
    r.depth++;
    QSUINT32 pick = (QSUINT32)r.below(7);
+   while (r.textSafe && (pick == 6)) pick = (QSUINT32)r.below(7);
    if (r.unknownAlternative()) {
       (*pvalue).t = 8 + (QSUINT32)r.below(3);
       (*pvalue).u.extElem1 = new (rtxMemHeapAlloc(ctxt, sizeof(ASN1TOpenType))) ASN1TOpenType();
@@ -2211,7 +2219,8 @@ void asn1Rand_ETSI_DSRC_LaneDataAttribute_regional_element(Asn1Random& r, QSCTXT
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -2500,7 +2509,7 @@ void asn1Rand_ETSI_DSRC_MovementEvent_regional_element(Asn1Random& r, QSCTXT* ct
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -2598,7 +2607,7 @@ void asn1Rand_ETSI_DSRC_MovementState(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DS
       (*pvalue).m.maneuverAssistListPresent = 1;
       asn1Rand_ETSI_DSRC_ManeuverAssistList(r, ctxt, &(*pvalue).maneuverAssistList);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_MovementState_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -2662,7 +2671,8 @@ void asn1Rand_ETSI_DSRC_MovementState_regional_element(Asn1Random& r, QSCTXT* ct
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -2795,7 +2805,7 @@ void asn1Rand_ETSI_DSRC_NodeAttributeSetXY_regional_element(Asn1Random& r, QSCTX
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -2838,7 +2848,7 @@ void asn1Rand_ETSI_DSRC_NodeAttributeXY(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_
    (void)ctxt;
    {
       static const QSUINT32 vals[12] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 };
-      (*pvalue) = vals[r.below(12)];
+      (*pvalue) = vals[r.below(r.textSafe ? 12 : 12)];
    }
 }
 
@@ -3062,6 +3072,7 @@ void asn1Rand_ETSI_DSRC_NodeOffsetPointXY(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETS
 {
    r.depth++;
    QSUINT32 pick = (QSUINT32)r.below(8);
+   while (r.textSafe && (pick == 7)) pick = (QSUINT32)r.below(8);
    (*pvalue).t = pick + 1;
    switch (pick) {
    case 0: {
@@ -3163,7 +3174,8 @@ void asn1Rand_ETSI_DSRC_NodeOffsetPointXY_regional(Asn1Random& r, QSCTXT* ctxt, 
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -3377,7 +3389,7 @@ void asn1Rand_ETSI_DSRC_Position3D_regional_element(Asn1Random& r, QSCTXT* ctxt,
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -3577,7 +3589,7 @@ void asn1Rand_ETSI_DSRC_RequestorDescription_regional_element(Asn1Random& r, QSC
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -3673,7 +3685,7 @@ void asn1Rand_ETSI_DSRC_RequestorType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DS
       (*pvalue).m.hpmsTypePresent = 1;
       asn1Rand_ETSI_DSRC_VehicleType(r, ctxt, &(*pvalue).hpmsType);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_RequestorType_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -3721,7 +3733,8 @@ void asn1Rand_ETSI_DSRC_RequestorType_regional(Asn1Random& r, QSCTXT* ctxt, ASN1
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -3867,7 +3880,7 @@ void asn1Rand_ETSI_DSRC_RestrictionUserType_regional_element(Asn1Random& r, QSCT
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -3997,7 +4010,7 @@ void asn1Rand_ETSI_DSRC_RoadSegment(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSRC
       asn1Rand_ETSI_DSRC_SpeedLimitList(r, ctxt, &(*pvalue).speedLimits);
    }
    asn1Rand_ETSI_DSRC_RoadLaneSetList(r, ctxt, &(*pvalue).roadLaneSet);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_RoadSegment_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -4072,7 +4085,8 @@ void asn1Rand_ETSI_DSRC_RoadSegment_regional_element(Asn1Random& r, QSCTXT* ctxt
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -4211,7 +4225,8 @@ void asn1Rand_ETSI_DSRC_SignalControlZone_zone(Asn1Random& r, QSCTXT* ctxt, ASN1
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -4295,7 +4310,7 @@ void asn1Rand_ETSI_DSRC_SignalRequest(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DS
       (*pvalue).m.outBoundLanePresent = 1;
       asn1Rand_ETSI_DSRC_IntersectionAccessPoint(r, ctxt, &(*pvalue).outBoundLane);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SignalRequest_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -4360,7 +4375,8 @@ void asn1Rand_ETSI_DSRC_SignalRequest_regional_element(Asn1Random& r, QSCTXT* ct
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -4427,7 +4443,7 @@ void asn1Rand_ETSI_DSRC_SignalRequestPackage(Asn1Random& r, QSCTXT* ctxt, ASN1T_
       (*pvalue).m.durationPresent = 1;
       asn1Rand_ETSI_DSRC_DSecond(r, ctxt, &(*pvalue).duration);
    }
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SignalRequestPackage_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -4493,7 +4509,8 @@ void asn1Rand_ETSI_DSRC_SignalRequestPackage_regional_element(Asn1Random& r, QSC
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -4527,7 +4544,7 @@ void asn1Rand_ETSI_DSRC_SignalStatus(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSR
    asn1Rand_ETSI_DSRC_MsgCount(r, ctxt, &(*pvalue).sequenceNumber);
    asn1Rand_ETSI_DSRC_IntersectionReferenceID(r, ctxt, &(*pvalue).id);
    asn1Rand_ETSI_DSRC_SignalStatusPackageList(r, ctxt, &(*pvalue).sigStatus);
-   if (r.optional()) {
+   if (r.optional() && !r.textSafe) {
       (*pvalue).m.regionalPresent = 1;
       asn1Rand_ETSI_DSRC_SignalStatus_regional(r, ctxt, &(*pvalue).regional);
    }
@@ -4584,7 +4601,8 @@ void asn1Rand_ETSI_DSRC_SignalStatus_regional_element(Asn1Random& r, QSCTXT* ctx
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(1);
+      QSUINT32 pick = 0;
+      if (r.textSafe) r.spoiled = true;
       (void)pick;
       {
          (*pvalue).regExtValue.t = 0;
@@ -4762,7 +4780,7 @@ void asn1Rand_ETSI_DSRC_SignalStatusPackage_regional_element(Asn1Random& r, QSCT
    r.depth++;
    asn1Rand_ETSI_DSRC_RegionId(r, ctxt, &(*pvalue).regionId);
    {
-      QSUINT32 pick = (QSUINT32)r.below(2);
+      QSUINT32 pick = (QSUINT32)(r.textSafe ? 1 + r.below(1) : r.below(2));
       if (pick == 1) {
          (*pvalue).regionId = 3;
          (*pvalue).regExtValue.t = 1;
@@ -4852,7 +4870,7 @@ void asn1Rand_ETSI_DSRC_SpeedLimitType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_D
    (void)ctxt;
    {
       static const QSUINT32 vals[13] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12 };
-      (*pvalue) = vals[r.below(13)];
+      (*pvalue) = vals[r.below(r.textSafe ? 13 : 13)];
    }
 }
 
@@ -4999,7 +5017,7 @@ void asn1Rand_ETSI_DSRC_AdvisorySpeedType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETS
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -5046,7 +5064,7 @@ void asn1Rand_ETSI_DSRC_BasicVehicleRole(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI
    (void)ctxt;
    {
       static const QSUINT32 vals[23] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22 };
-      (*pvalue) = vals[r.below(23)];
+      (*pvalue) = vals[r.below(r.textSafe ? 23 : 23)];
    }
 }
 
@@ -5213,7 +5231,7 @@ void asn1Rand_ETSI_DSRC_ElevationConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_E
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -5249,7 +5267,7 @@ void asn1Rand_ETSI_DSRC_HeadingConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETS
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5428,7 +5446,7 @@ void asn1Rand_ETSI_DSRC_LayerType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSRC_L
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5475,7 +5493,7 @@ void asn1Rand_ETSI_DSRC_MovementPhaseState(Asn1Random& r, QSCTXT* ctxt, ASN1T_ET
    (void)ctxt;
    {
       static const QSUINT32 vals[10] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9 };
-      (*pvalue) = vals[r.below(10)];
+      (*pvalue) = vals[r.below(r.textSafe ? 10 : 10)];
    }
 }
 
@@ -5588,7 +5606,7 @@ void asn1Rand_ETSI_DSRC_PositionConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ET
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -5602,7 +5620,7 @@ void asn1Rand_ETSI_DSRC_PrioritizationResponseStatus(Asn1Random& r, QSCTXT* ctxt
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5616,7 +5634,7 @@ void asn1Rand_ETSI_DSRC_PriorityRequestType(Asn1Random& r, QSCTXT* ctxt, ASN1T_E
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -5652,7 +5670,7 @@ void asn1Rand_ETSI_DSRC_RequestImportanceLevel(Asn1Random& r, QSCTXT* ctxt, ASN1
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -5666,7 +5684,7 @@ void asn1Rand_ETSI_DSRC_RequestSubRole(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_D
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -5680,7 +5698,7 @@ void asn1Rand_ETSI_DSRC_RestrictionAppliesTo(Asn1Random& r, QSCTXT* ctxt, ASN1T_
    (void)ctxt;
    {
       static const QSUINT32 vals[14] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13 };
-      (*pvalue) = vals[r.below(14)];
+      (*pvalue) = vals[r.below(r.textSafe ? 14 : 14)];
    }
 }
 
@@ -5748,7 +5766,7 @@ void asn1Rand_ETSI_DSRC_RTCM_Revision(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DS
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -5784,7 +5802,7 @@ void asn1Rand_ETSI_DSRC_SegmentAttributeXY(Asn1Random& r, QSCTXT* ctxt, ASN1T_ET
    (void)ctxt;
    {
       static const QSUINT32 vals[38] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37 };
-      (*pvalue) = vals[r.below(38)];
+      (*pvalue) = vals[r.below(r.textSafe ? 38 : 38)];
    }
 }
 
@@ -5842,7 +5860,7 @@ void asn1Rand_ETSI_DSRC_SpeedConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5866,7 +5884,7 @@ void asn1Rand_ETSI_DSRC_ThrottleConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ET
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -5880,7 +5898,7 @@ void asn1Rand_ETSI_DSRC_TimeConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_D
    (void)ctxt;
    {
       static const QSUINT32 vals[40] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33, 34, 35, 36, 37, 38, 39 };
-      (*pvalue) = vals[r.below(40)];
+      (*pvalue) = vals[r.below(r.textSafe ? 40 : 40)];
    }
 }
 
@@ -5905,7 +5923,7 @@ void asn1Rand_ETSI_DSRC_TransitVehicleOccupancy(Asn1Random& r, QSCTXT* ctxt, ASN
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5930,7 +5948,7 @@ void asn1Rand_ETSI_DSRC_TransmissionState(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETS
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -5955,7 +5973,7 @@ void asn1Rand_ETSI_DSRC_VehicleType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ETSI_DSRC
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 

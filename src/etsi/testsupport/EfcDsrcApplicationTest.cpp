@@ -521,7 +521,7 @@ void asn1Rand_EuroValue(Asn1Random& r, QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -535,7 +535,7 @@ void asn1Rand_CopValue(Asn1Random& r, QSCTXT* ctxt, ASN1T_CopValue* pvalue)
    (void)ctxt;
    {
       static const QSUINT32 vals[9] = { 0, 1, 2, 3, 4, 5, 6, 7, 8 };
-      (*pvalue) = vals[r.below(9)];
+      (*pvalue) = vals[r.below(r.textSafe ? 9 : 9)];
    }
 }
 
@@ -722,7 +722,7 @@ void asn1Rand_LPN_alphabetIndicator(Asn1Random& r, QSCTXT* ctxt, ASN1T_LPN_alpha
    (void)ctxt;
    {
       static const QSUINT32 vals[33] = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32, 33 };
-      (*pvalue) = vals[r.below(33)];
+      (*pvalue) = vals[r.below(r.textSafe ? 33 : 33)];
    }
 }
 
@@ -1320,7 +1320,7 @@ void asn1Rand_StationType(Asn1Random& r, QSCTXT* ctxt, ASN1T_StationType* pvalue
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -1474,7 +1474,7 @@ void asn1Rand_UnitType(Asn1Random& r, QSCTXT* ctxt, ASN1T_UnitType* pvalue)
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 2 : 2)];
    }
 }
 
@@ -1558,7 +1558,7 @@ void asn1Rand_VehicleAxles_vehicleAxlesNumber_tyreType(Asn1Random& r, QSCTXT* ct
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 

@@ -81,7 +81,7 @@ void asn1Rand_EuVehicleCategoryL(Asn1Random& r, QSCTXT* ctxt, ASN1T_EuVehicleCat
    (void)ctxt;
    {
       static const QSUINT32 vals[7] = { 0, 1, 2, 3, 4, 5, 6 };
-      (*pvalue) = vals[r.below(7)];
+      (*pvalue) = vals[r.below(r.textSafe ? 7 : 7)];
    }
 }
 
@@ -95,7 +95,7 @@ void asn1Rand_EuVehicleCategoryM(Asn1Random& r, QSCTXT* ctxt, ASN1T_EuVehicleCat
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -109,7 +109,7 @@ void asn1Rand_EuVehicleCategoryN(Asn1Random& r, QSCTXT* ctxt, ASN1T_EuVehicleCat
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -123,7 +123,7 @@ void asn1Rand_EuVehicleCategoryO(Asn1Random& r, QSCTXT* ctxt, ASN1T_EuVehicleCat
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 

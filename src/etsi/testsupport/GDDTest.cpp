@@ -123,7 +123,7 @@ void asn1Rand_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogra
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -137,7 +137,7 @@ void asn1Rand_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPic
    (void)ctxt;
    {
       static const QSUINT32 vals[1] = { 0 };
-      (*pvalue) = vals[r.below(1)];
+      (*pvalue) = vals[r.below(r.textSafe ? 1 : 1)];
    }
 }
 
@@ -151,7 +151,7 @@ void asn1Rand_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCondit
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 2 : 2)];
    }
 }
 

@@ -160,7 +160,7 @@ void asn1Rand_ITS_AltitudeConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Alti
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -670,7 +670,7 @@ void asn1Rand_ITS_CurvatureConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Cur
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -684,7 +684,7 @@ void asn1Rand_ITS_CurvatureCalculationMode(Asn1Random& r, QSCTXT* ctxt, ASN1T_IT
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -793,7 +793,7 @@ void asn1Rand_ITS_HardShoulderStatus(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Hard
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -882,7 +882,7 @@ void asn1Rand_ITS_DriveDirection(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_DriveDir
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -1033,7 +1033,7 @@ void asn1Rand_ITS_DangerousGoodsBasic(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Dan
    (void)ctxt;
    {
       static const QSUINT32 vals[20] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 };
-      (*pvalue) = vals[r.below(20)];
+      (*pvalue) = vals[r.below(r.textSafe ? 20 : 20)];
    }
 }
 
@@ -1175,7 +1175,7 @@ void asn1Rand_ITS_RequestResponseIndication(Asn1Random& r, QSCTXT* ctxt, ASN1T_I
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 2 : 2)];
    }
 }
 
@@ -1200,7 +1200,7 @@ void asn1Rand_ITS_StationarySince(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Station
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -1225,7 +1225,7 @@ void asn1Rand_ITS_TrafficRule(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_TrafficRule
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -1283,7 +1283,7 @@ void asn1Rand_ITS_PositioningSolutionType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS
    (void)ctxt;
    {
       static const QSUINT32 vals[6] = { 0, 1, 2, 3, 4, 5 };
-      (*pvalue) = vals[r.below(6)];
+      (*pvalue) = vals[r.below(r.textSafe ? 6 : 6)];
    }
 }
 
@@ -1392,7 +1392,7 @@ void asn1Rand_ITS_VehicleLengthConfidenceIndication(Asn1Random& r, QSCTXT* ctxt,
    (void)ctxt;
    {
       static const QSUINT32 vals[5] = { 0, 1, 2, 3, 4 };
-      (*pvalue) = vals[r.below(5)];
+      (*pvalue) = vals[r.below(r.textSafe ? 5 : 5)];
    }
 }
 
@@ -1462,7 +1462,7 @@ void asn1Rand_ITS_RoadType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_RoadType* pval
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 
@@ -1529,7 +1529,7 @@ void asn1Rand_ITS_VehicleRole(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_VehicleRole
    (void)ctxt;
    {
       static const QSUINT32 vals[16] = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15 };
-      (*pvalue) = vals[r.below(16)];
+      (*pvalue) = vals[r.below(r.textSafe ? 16 : 16)];
    }
 }
 
@@ -1574,7 +1574,7 @@ void asn1Rand_ITS_YawRateConfidence(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_YawRa
    (void)ctxt;
    {
       static const QSUINT32 vals[9] = { 0, 1, 2, 3, 4, 5, 6, 7, 8 };
-      (*pvalue) = vals[r.below(9)];
+      (*pvalue) = vals[r.below(r.textSafe ? 9 : 9)];
    }
 }
 
@@ -1588,7 +1588,7 @@ void asn1Rand_ITS_ProtectedZoneType(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Prote
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 1 : 2)];
    }
 }
 
@@ -1602,7 +1602,7 @@ void asn1Rand_ITS_RelevanceDistance(Asn1Random& r, QSCTXT* ctxt, ASN1T_ITS_Relev
    (void)ctxt;
    {
       static const QSUINT32 vals[8] = { 0, 1, 2, 3, 4, 5, 6, 7 };
-      (*pvalue) = vals[r.below(8)];
+      (*pvalue) = vals[r.below(r.textSafe ? 8 : 8)];
    }
 }
 
@@ -1616,7 +1616,7 @@ void asn1Rand_ITS_RelevanceTrafficDirection(Asn1Random& r, QSCTXT* ctxt, ASN1T_I
    (void)ctxt;
    {
       static const QSUINT32 vals[4] = { 0, 1, 2, 3 };
-      (*pvalue) = vals[r.below(4)];
+      (*pvalue) = vals[r.below(r.textSafe ? 4 : 4)];
    }
 }
 

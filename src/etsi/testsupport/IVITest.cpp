@@ -2121,7 +2121,7 @@ void asn1Rand_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPict
    (void)ctxt;
    {
       static const QSUINT32 vals[3] = { 0, 1, 2 };
-      (*pvalue) = vals[r.below(3)];
+      (*pvalue) = vals[r.below(r.textSafe ? 3 : 3)];
    }
 }
 
@@ -2135,7 +2135,7 @@ void asn1Rand_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitie
    (void)ctxt;
    {
       static const QSUINT32 vals[1] = { 0 };
-      (*pvalue) = vals[r.below(1)];
+      (*pvalue) = vals[r.below(r.textSafe ? 1 : 1)];
    }
 }
 
@@ -2149,7 +2149,7 @@ void asn1Rand_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadCo
    (void)ctxt;
    {
       static const QSUINT32 vals[2] = { 0, 1 };
-      (*pvalue) = vals[r.below(2)];
+      (*pvalue) = vals[r.below(r.textSafe ? 2 : 2)];
    }
 }
 

@@ -1,0 +1,93 @@
+// The two conversion drivers, written once over the value structure T, its control class X
+// and the text buffer class: PER -> text and text -> PER. Everything lives on the driver's
+// stack and dies before it returns; only *out or *err outlive the call.
+#ifndef ETSI_DRIVERS_H
+#define ETSI_DRIVERS_H
+
+#include <string.h>
+
+#include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxsrc/QSRTInputStream.h"
+#include "rtxsrc/rtxError.h"
+
+namespace etsi {
+
+// Copies the full error report of a context into a new array for the caller.
+inline void copyErrorText(QSCTXT* ctxt, char** err)
+{
+   const char* text = rtxErrGetText(ctxt, nullptr, nullptr);
+   if (text == nullptr) text = "ERROR: no memory available for the error text\n";
+   char* copy = new char[strlen(text) + 1];
+   strcpy(copy, text);
+   *err = copy;
+}
+
+template <class T, class X, class E>
+int to_text(const char* data, size_t len, char** out, char** err, bool trace)
+{
+   *out = nullptr;
+   *err = nullptr;
+   ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0);
+   T value;
+   X control(perBuf, value);
+   E textBuf;
+   if (trace) {
+      perBuf.setTrace(1);
+      perBuf.setDiag(1);
+   }
+   int stat = control.Decode(0);
+   if (trace) perBuf.binDump("data");
+   if (stat != 0) {
+      copyErrorText(control.getCtxtPtr(), err);
+      return stat;
+   }
+   stat = control.EncodeTo(textBuf);
+   if (stat != 0) {
+      copyErrorText(textBuf.getCtxtPtr(), err);
+      return stat;
+   }
+   size_t n = textBuf.getMsgLen();
+   char* text = new char[n + 1];
+   memcpy(text, textBuf.getMsgPtr(), n);
+   text[n] = 0;
+   *out = text;
+   return 0;
+}
+
+template <class T, class X, class D>
+int from_text(const char* text, char** out, size_t* outLen, char** err, bool trace)
+{
+   *out = nullptr;
+   *outLen = 0;
+   *err = nullptr;
+   T value;
+   X control(value);
+   ASN1PEREncodeBuffer perBuf(0);
+   if (trace) {
+      perBuf.setTrace(1);
+      perBuf.setDiag(1);
+   }
+   QSRTMemoryInputStream input((const unsigned char*)text, strlen(text));
+   D textBuf(input);
+   int stat = control.DecodeFrom(textBuf, 0);
+   if (stat != 0) {
+      copyErrorText(textBuf.getCtxtPtr(), err);
+      return stat;
+   }
+   stat = control.EncodeTo(perBuf);
+   if (trace) perBuf.binDump("data");
+   if (stat != 0) {
+      copyErrorText(perBuf.getCtxtPtr(), err);
+      return stat;
+   }
+   size_t n = perBuf.getMsgLen();
+   char* bytes = new char[n];
+   memcpy(bytes, perBuf.getMsgPtr(), n);
+   *out = bytes;
+   *outLen = n;
+   return 0;
+}
+
+}  // namespace etsi
+
+#endif

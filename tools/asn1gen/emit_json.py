@@ -1,0 +1,596 @@
+"""Emits the JSON codecs: `asn1JsonEnc_<T>` in `<Module>EncJson.cpp` and `asn1JsonDec_<T>` in
+`<Module>DecJson.cpp`. The JSON form follows the ASN.1 value: member names and identifiers as
+defined, members in definition order, CHOICEs as objects with one member."""
+
+from .ctypes import ctype, int_ctype, is_small_bitstring
+from .emit_per import lit
+from .emit_values import Family, all_refs, tname
+from .lexer import Asn1Error
+from .model import c_ident
+from .writer import CodeWriter, banner
+
+
+def param_type(td):
+    return "ASN1TSeqOfList" if td.body.kind == "SEQUENCE_OF" else tname(td)
+
+
+def cstr(s):
+    return '"%s"' % s
+
+
+def name_table(w, var, names):
+    w.line("static const QSJsonElemName %s[%d] = {" % (var, len(names)))
+    for n in names:
+        w.line('   { "%s", %d },' % (n, len(n.encode("utf-8"))))
+    w.line("};")
+
+
+def ctype_limits(ct):
+    bits = int("".join(ch for ch in ct if ch.isdigit()))
+    if ct.startswith("QSU"):
+        return 0, (1 << bits) - 1
+    return -(1 << (bits - 1)), (1 << (bits - 1)) - 1
+
+
+def range_conds(ct, lo, hi, expr):
+    """Comparisons that find `expr` (of C type ct) outside lo..hi, leaving out those that the
+    type itself already rules out."""
+    tlo, thi = ctype_limits(ct)
+    conds = []
+    if lo > tlo:
+        conds.append("%s < %s" % (expr, lit(lo)))
+    if hi < thi:
+        conds.append("%s > %s" % (expr, lit(hi)))
+    return conds
+
+
+class JsonEmitter:
+    def __init__(self, mi):
+        self.mi = mi
+
+    @staticmethod
+    def check(w, call):
+        w.line("if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % call)
+
+    def uses_typedef_codec(self, rt):
+        td = rt.typedef
+        if td is None:
+            return False
+        a, b = rt.cons, td.body.cons
+        return (a.lo, a.hi, a.ext, a.size_lo, a.size_hi, a.size_ext) == (b.lo, b.hi, b.ext, b.size_lo,
+                                                                          b.size_hi, b.size_ext) \
+            or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
+
+    # ---- encoding ------------------------------------------------------------------------------
+    def enc_value(self, w, rt, expr):
+        if self.uses_typedef_codec(rt):
+            self.check(w, "asn1JsonEnc_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
+        else:
+            self.enc_inline(w, rt, expr)
+
+    def range_check(self, w, rt, expr):
+        """Root range of a non-extensible INTEGER: outside it the encoder fails without a location."""
+        c = rt.cons
+        if not c.has_range() or c.ext:
+            return
+        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
+        if conds:
+            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
+
+    def size_check(self, w, c, count):
+        if not c.has_size() or c.size_ext:
+            return
+        conds = range_conds("QSUINT32", c.size_lo, c.size_hi, count)
+        if conds:
+            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
+
+    def enc_inline(self, w, rt, expr):
+        k = rt.kind
+        c = rt.cons
+        if k == "BOOLEAN":
+            self.check(w, "rtJsonEncBoolValue(ctxt, %s)" % expr)
+        elif k == "NULL":
+            self.check(w, "rtJsonEncStringNull(ctxt)")
+        elif k == "INTEGER":
+            self.range_check(w, rt, expr)
+            ct = int_ctype(c)
+            fn = {"QSINT64": "rtxTxtWriteInt64", "QSUINT64": "rtxTxtWriteUInt64"}.get(
+                ct, "rtxTxtWriteUInt" if ct.startswith("QSU") else "rtxTxtWriteInt")
+            self.check(w, "%s(ctxt, %s)" % (fn, expr))
+        elif k == "ENUMERATED":
+            top = max(v for _, v in rt.root)
+            w.line("if (%s > %d) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % (expr, top))
+            w.line("{")
+            w.line("   const char* id = rtxEnumValueToString(%s_ENUMTAB, %d, (QSINT32)%s);"
+                   % (tname(self.cur_td), len(rt.root) + len(rt.ext_items or []), expr))
+            w.line('   if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);')
+            self.check(w, "rtJsonEncStringValue(ctxt, id)")
+            w.line("}")
+        elif k == "BIT_STRING":
+            self.size_check(w, c, "%s.numbits" % expr)
+            fixed = c.has_size() and c.size_lo == c.size_hi and not c.size_ext
+            if fixed:
+                self.check(w, "rtJsonEncFixedBitStrValue(ctxt, %s.numbits, %s.data)" % (expr, expr))
+            elif c.size_ext and is_small_bitstring(rt):
+                self.check(w, "rtJsonEncBitStrValueExt(ctxt, %s.numbits, %s.data, sizeof(%s.data), 0)"
+                           % (expr, expr, expr))
+            else:
+                self.check(w, "rtJsonEncBitStrValue(ctxt, %s.numbits, %s.data)" % (expr, expr))
+        elif k == "OCTET_STRING":
+            self.size_check(w, c, "%s.numocts" % expr)
+            self.check(w, "rtJsonEncHexStr(ctxt, %s.numocts, %s.data)" % (expr, expr))
+        elif k == "STRING":
+            if c.has_size() and not c.size_ext:
+                w.line("{")
+                w.line("   size_t nbytes = %s != 0 ? strlen(%s) : 0;" % (expr, expr))
+                sub = CodeWriter()
+                sub.level = w.level + 1
+                self.size_check(sub, c, "nbytes")
+                w.lines.extend(sub.lines)
+                w.line("}")
+            self.check(w, "rtJsonEncStringValue(ctxt, %s)" % expr)
+        elif k == "OPEN":
+            self.check(w, "rtJsonAsn1EncOpenType(ctxt, %s.numocts, %s.data)" % (expr, expr))
+        elif k == "SEQUENCE":
+            self.enc_sequence(w, rt, expr)
+        elif k == "CHOICE":
+            self.enc_choice(w, rt, expr)
+        elif k == "SEQUENCE_OF":
+            self.enc_seqof(w, rt, expr)
+        else:
+            raise Asn1Error("no JSON encoding for %s" % k)
+
+    def member(self, w, name):
+        self.check(w, "rtJsonEncMember(ctxt, first)")
+        w.line("first = 0;")
+        self.check(w, 'rtJsonEncKey(ctxt, "%s", %d)' % (name, len(name)))
+
+    def enc_sequence(self, w, rt, expr):
+        self.check(w, "rtJsonEncOpen(ctxt, '{')")
+        w.line("QSBOOL first = 1;")
+        for c in rt.components:
+            if c.has_present_bit:
+                w.line("if (%s.m.%sPresent) {" % (expr, c.cname))
+                w.indent()
+            self.member(w, c.name)
+            if rt.regional and c.type.kind == "OPEN":
+                self.enc_regional_value(w, c, expr)
+            else:
+                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname))
+            if c.has_present_bit:
+                w.dedent()
+                w.line("}")
+        if rt.extensible:
+            w.line("if (rtJsonHasExtElems(&%s.extElem1)) {" % expr)
+            w.indent()
+            self.check(w, "rtJsonEncMember(ctxt, first)")
+            w.line("first = 0;")
+            self.check(w, "rtJsonAsn1EncOpenTypeExt(ctxt, &%s.extElem1, 0)" % expr)
+            w.dedent()
+            w.line("}")
+        w.line("(void)first;")
+        self.check(w, "rtJsonEncClose(ctxt, '}')")
+
+    def enc_regional_value(self, w, c, expr):
+        sel = "%s.%s" % (expr, c.cname)
+        w.line("switch (%s.t) {" % sel)
+        w.line("case 0:")
+        w.line("   if (%s.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);" % sel)
+        w.line("   if ((stat = rtJsonAsn1EncOpenType(ctxt, %s.u.extElem1->numocts, %s.u.extElem1->data)) != 0)"
+               % (sel, sel))
+        w.line("      return LOG_RTERR(ctxt, stat);")
+        w.line("   break;")
+        for i, (_, ot, name) in enumerate(c.type.objects):
+            w.line("case %d:" % (i + 1))
+            w.indent()
+            self.check(w, "asn1JsonEnc_%s(ctxt, %s.u.%s)" % (ot.typedef.cname, sel, c_ident(name)))
+            w.line("break;")
+            w.dedent()
+        w.line("default:")
+        w.line("   return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);")
+        w.line("}")
+
+    def enc_choice(self, w, rt, expr):
+        self.check(w, "rtJsonEncOpen(ctxt, '{')")
+        w.line("QSBOOL first = 1;")
+        w.line("switch (%s.t) {" % expr)
+        for i, a in enumerate(rt.alternatives):
+            w.line("case %d:" % (i + 1))
+            w.indent()
+            self.member(w, a.name)
+            if a.type.kind == "NULL":
+                self.check(w, "rtJsonEncStringNull(ctxt)")
+            else:
+                w.line("if (%s.u.%s == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);" % (expr, a.cname))
+                self.enc_value(w, a.type, "(*%s.u.%s)" % (expr, a.cname))
+            w.line("break;")
+            w.dedent()
+        w.line("default:")
+        w.indent()
+        if rt.extensible:
+            w.line("if (%s.t > %d && %s.u.extElem1 != 0) {" % (expr, len(rt.alternatives), expr))
+            self.check(w, "rtJsonEncMember(ctxt, first)")
+            w.line("   first = 0;")
+            self.check(w, "rtJsonAsn1EncExtElem(ctxt, %s.u.extElem1)" % expr)
+            w.line("   break;")
+            w.line("}")
+        w.line("rtxErrAddUIntParm(ctxt, %s.t);" % expr)
+        w.line("return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);")
+        w.dedent()
+        w.line("}")
+        w.line("(void)first;")
+        self.check(w, "rtJsonEncClose(ctxt, '}')")
+
+    def enc_seqof(self, w, rt, expr):
+        el = rt.element
+        self.check(w, "rtJsonEncOpen(ctxt, '[')")
+        w.line("QSBOOL first = 1;")
+        w.line("for (QSRTDListNode* node = %s.head; node != 0; node = node->next) {" % expr)
+        w.indent()
+        self.check(w, "rtJsonEncMember(ctxt, first)")
+        w.line("first = 0;")
+        self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el))
+        w.dedent()
+        w.line("}")
+        self.check(w, "rtJsonEncClose(ctxt, ']')")
+
+    # ---- decoding ------------------------------------------------------------------------------
+    def dec_value(self, w, rt, expr):
+        if self.uses_typedef_codec(rt):
+            self.check(w, "asn1JsonDec_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
+        else:
+            self.dec_inline(w, rt, expr)
+
+    def dec_range_check(self, w, rt, expr):
+        c = rt.cons
+        if not c.has_range() or c.ext:
+            return
+        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
+        if not conds:
+            return
+        w.line("if (%s) {" % " || ".join(conds))
+        w.line("   rtxErrAddElemNameParm(ctxt);")
+        w.line("   rtxErrAddInt64Parm(ctxt, (QSINT64)%s);" % expr)
+        w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
+        w.line("}")
+
+    def dec_inline(self, w, rt, expr):
+        k = rt.kind
+        c = rt.cons
+        if k == "BOOLEAN":
+            self.check(w, "rtJsonDecBool(ctxt, &%s)" % expr)
+        elif k == "NULL":
+            self.check(w, "rtJsonDecNull(ctxt)")
+        elif k == "INTEGER":
+            ct = int_ctype(c)
+            reader = "rtxTxtRead%sInt%s" % ("U" if ct.startswith("QSU") else "",
+                                             "".join(ch for ch in ct if ch.isdigit()))
+            self.check(w, "%s(ctxt, &%s)" % (reader, expr))
+            self.dec_range_check(w, rt, expr)
+        elif k == "ENUMERATED":
+            top = max(v for _, v in rt.root)
+            n = len(rt.root) + len(rt.ext_items or [])
+            t = tname(self.cur_td)
+            w.line("{")
+            w.indent()
+            w.line("char* id = 0;")
+            self.check(w, "rtJsonDecStringValue(ctxt, &id)")
+            w.line("int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), %s_ENUMTAB, %d);" % (t, n))
+            w.line("if (idx < 0 || %s_ENUMTAB[idx].value > %d) {" % (t, top))
+            w.line("   rtxErrAddStrParm(ctxt, id);")
+            w.line("   rtxMemHeapFreePtr(ctxt, id);")
+            w.line("   return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);")
+            w.line("}")
+            w.line("rtxMemHeapFreePtr(ctxt, id);")
+            w.line("%s = (QSUINT32)%s_ENUMTAB[idx].value;" % (expr, t))
+            w.dedent()
+            w.line("}")
+        elif k == "BIT_STRING":
+            fixed = c.has_size() and c.size_lo == c.size_hi and not c.size_ext
+            small = is_small_bitstring(rt)
+            if fixed and small:
+                self.check(w, "rtJsonDecFixedBitStrValue(ctxt, %d, %s.data, sizeof(%s.data))" % (c.size_lo, expr, expr))
+                w.line("%s.numbits = %d;" % (expr, c.size_lo))
+            elif fixed:
+                w.line("{")
+                w.line("   QSOCTET* bits = (QSOCTET*)rtxMemHeapAllocZ(ctxt, %d);" % ((c.size_lo + 7) // 8 + 1))
+                w.line("   if (bits == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);")
+                self.check(w, "rtJsonDecFixedBitStrValue(ctxt, %d, bits, %d)" % (c.size_lo, (c.size_lo + 7) // 8))
+                w.line("   %s.numbits = %d;" % (expr, c.size_lo))
+                w.line("   %s.data = bits;" % expr)
+                w.line("}")
+            elif small:
+                self.check(w, "rtJsonDecBitStrValue(ctxt, &%s.numbits, %s.data, sizeof(%s.data))" % (expr, expr, expr))
+            else:
+                self.check(w, "rtJsonDecDynBitStr(ctxt, &%s)" % expr)
+        elif k == "OCTET_STRING":
+            self.check(w, "rtJsonDecDynHexStr(ctxt, &%s)" % expr)
+            if c.has_size() and not c.size_ext:
+                w.line("if (%s.numocts > %d) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);" % (expr, c.size_hi))
+                if c.size_lo > 0:
+                    w.line("if (%s.numocts < %d) {" % (expr, c.size_lo))
+                    w.line("   rtxErrAddElemNameParm(ctxt);")
+                    w.line("   rtxErrAddUIntParm(ctxt, %s.numocts);" % expr)
+                    w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
+                    w.line("}")
+        elif k == "STRING":
+            self.check(w, "rtJsonDecStringValue(ctxt, &%s)" % expr)
+            if c.has_size() and not c.size_ext:
+                w.line("{")
+                w.line("   size_t nbytes = strlen(%s);" % expr)
+                conds = ["nbytes > %d" % c.size_hi]
+                if c.size_lo > 0:
+                    conds.insert(0, "nbytes < %d" % c.size_lo)
+                w.line("   if (%s) {" % " || ".join(conds))
+                w.line("      rtxErrAddElemNameParm(ctxt);")
+                w.line("      rtxErrAddSizeParm(ctxt, nbytes);")
+                w.line("      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
+                w.line("   }")
+                w.line("}")
+        elif k == "OPEN":
+            w.line("{")
+            w.line("   ASN1TOpenType* ot = 0;")
+            self.check(w, "rtJsonDecCaptureOpenType(ctxt, &ot)")
+            w.line("   %s = *ot;" % expr)
+            w.line("   rtxMemHeapFreePtr(ctxt, ot);")
+            w.line("}")
+        elif k == "SEQUENCE":
+            self.dec_sequence(w, rt, expr)
+        elif k == "CHOICE":
+            self.dec_choice(w, rt, expr)
+        elif k == "SEQUENCE_OF":
+            self.dec_seqof(w, rt, expr)
+        else:
+            raise Asn1Error("no JSON decoding for %s" % k)
+
+    def read_key(self, w):
+        """Reads a member key and its colon into `key` (heap text), pushed as element name."""
+        w.line("char* key = 0;")
+        self.check(w, "rtJsonDecStringValue(ctxt, &key)")
+        w.line("if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {")
+        w.line("   rtxMemHeapFreePtr(ctxt, key);")
+        w.line("   return LOG_RTERR(ctxt, stat);")
+        w.line("}")
+        w.line("rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);")
+
+    def dec_sequence(self, w, rt, expr):
+        comps = rt.components
+        names = [c.name for c in comps]
+        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        if any(c.has_present_bit for c in comps):
+            w.line("memset(&%s.m, 0, sizeof(%s.m));" % (expr, expr))
+        if rt.extensible:
+            w.line("rtxDListInit(&%s.extElem1);" % expr)
+        if comps:
+            name_table(w, "names", names)
+            w.line("QSOCTET seen[%d] = { 0 };" % len(comps))
+        w.line("if (rtxTxtPeekChar2(ctxt, 1) != '}') {")
+        w.indent()
+        w.line("for (;;) {")
+        w.indent()
+        self.read_key(w)
+        w.line("switch (%s) {" % ("rtJsonFindKey(key, names, %d)" % len(comps) if comps else "-1"))
+        for i, c in enumerate(comps):
+            w.line("case %d:" % i)
+            w.indent()
+            w.line("if (seen[%d]) {" % i)
+            w.line("   rtxMemHeapFreePtr(ctxt, key);")
+            w.line("   return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);")
+            w.line("}")
+            w.line("seen[%d] = 1;" % i)
+            if c.has_present_bit:
+                w.line("if (rtxTxtPeekChar2(ctxt, 1) == 'n' && %s) {" %
+                       ("1" if c.type.kind != "NULL" else "0"))
+                self.check(w, "rtJsonDecNull(ctxt)")
+                w.line("   break;")
+                w.line("}")
+                w.line("%s.m.%sPresent = 1;" % (expr, c.cname))
+            if rt.regional and c.type.kind == "OPEN":
+                w.line("%s.%s.t = 0;" % (expr, c.cname))
+                self.check(w, "rtJsonDecCaptureOpenType(ctxt, &%s.%s.u.extElem1)" % (expr, c.cname))
+            else:
+                self.dec_value(w, c.type, "%s.%s" % (expr, c.cname))
+            w.line("break;")
+            w.dedent()
+        w.line("default:")
+        w.indent()
+        if rt.extensible:
+            w.line("{")
+            w.line("   ASN1TOpenType* ot = 0;")
+            w.line("   stat = rtJsonDecUnknownMember(ctxt, key, &ot);")
+            w.line("   if (stat == 0 && rtxDListAppend(ctxt, &%s.extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;"
+                   % expr)
+            w.line("   if (stat != 0) {")
+            w.line("      rtxMemHeapFreePtr(ctxt, key);")
+            w.line("      return LOG_RTERR(ctxt, stat);")
+            w.line("   }")
+            w.line("}")
+            w.line("break;")
+        else:
+            w.line("rtxErrAddStrParm(ctxt, key);")
+            w.line("rtxMemHeapFreePtr(ctxt, key);")
+            w.line("return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);")
+        w.dedent()
+        w.line("}")
+        w.line("rtxCtxtPopElemName(ctxt);")
+        w.line("rtxMemHeapFreePtr(ctxt, key);")
+        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
+        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.dedent()
+        w.line("}")
+        w.dedent()
+        w.line("}")
+        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+        for i, c in enumerate(comps):
+            if not c.has_present_bit:
+                w.line('if (!seen[%d]) return rtJsonMissingMember(ctxt, "%s", THIS_FILE, __LINE__);' % (i, c.name))
+        if rt.regional:
+            self.dec_regional_typed(w, rt, expr)
+
+    def dec_regional_typed(self, w, rt, expr):
+        c = next(x for x in rt.components if x.type.kind == "OPEN")
+        idc = next(x for x in rt.components if x.name == c.type.id_component)
+        sel = "%s.%s" % (expr, c.cname)
+        if not c.type.objects:
+            return
+        w.line("switch (%s.%s) {" % (expr, idc.cname))
+        for i, (rid, ot, name) in enumerate(c.type.objects):
+            t = ctype(ot)
+            w.line("case %d: {" % rid)
+            w.indent()
+            w.line("ASN1TOpenType* text = %s.u.extElem1;" % sel)
+            w.line("%s* pv = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, t, t))
+            w.line("if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);")
+            w.line("new (pv) %s();" % t)
+            w.line("QSJsonSavedInput saved;")
+            w.line("rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);")
+            w.line("stat = asn1JsonDec_%s(ctxt, pv);" % ot.typedef.cname)
+            w.line("rtJsonDecEndText(ctxt, &saved);")
+            w.line("if (stat != 0) return LOG_RTERR(ctxt, stat);")
+            w.line("rtxMemHeapFreePtr(ctxt, (void*)text->data);")
+            w.line("rtxMemHeapFreePtr(ctxt, text);")
+            w.line("%s.t = %d;" % (sel, i + 1))
+            w.line("%s.u.%s = pv;" % (sel, c_ident(name)))
+            w.line("break;")
+            w.dedent()
+            w.line("}")
+        w.line("default: break;")
+        w.line("}")
+
+    def dec_choice(self, w, rt, expr):
+        alts = rt.alternatives
+        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        name_table(w, "names", [a.name for a in alts])
+        self.read_key(w)
+        w.line("int idx = rtJsonFindKey(key, names, %d);" % len(alts))
+        w.line("switch (idx) {")
+        for i, a in enumerate(alts):
+            w.line("case %d: {" % i)
+            w.indent()
+            if a.type.kind == "NULL":
+                w.line("if ((stat = rtJsonDecNull(ctxt)) != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }")
+            else:
+                t = ctype(a.type)
+                w.line("%s* pv = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, t, t))
+                w.line("if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }")
+                w.line("new (pv) %s();" % t)
+                w.line("%s.u.%s = pv;" % (expr, a.cname))
+                self.dec_value(w, a.type, "(*pv)")
+            w.line("%s.t = %d;" % (expr, i + 1))
+            w.line("break;")
+            w.dedent()
+            w.line("}")
+        w.line("default:")
+        w.indent()
+        if rt.extensible:
+            w.line("stat = rtJsonDecUnknownMember(ctxt, key, &%s.u.extElem1);" % expr)
+            w.line("if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }")
+            w.line("%s.t = %d;" % (expr, len(alts) + 1))
+            w.line("break;")
+        else:
+            w.line("rtxErrAddStrParm(ctxt, key);")
+            w.line("rtxMemHeapFreePtr(ctxt, key);")
+            w.line("return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);")
+        w.dedent()
+        w.line("}")
+        w.line("rtxCtxtPopElemName(ctxt);")
+        w.line("rtxMemHeapFreePtr(ctxt, key);")
+        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+
+    def dec_seqof(self, w, rt, expr):
+        el = rt.element
+        t = ctype(el)
+        w.line("rtxDListInit(&%s);" % expr)
+        self.check(w, "rtJsonDecMatchChar(ctxt, '[')")
+        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ']') {")
+        w.indent()
+        w.line("for (;;) {")
+        w.indent()
+        w.line("%s* elem = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, t, t))
+        w.line("if (elem == 0 || rtxDListAppend(ctxt, &%s, elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
+               % expr)
+        w.line("new (elem) %s();" % t)
+        self.dec_value(w, el, "(*elem)")
+        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
+        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.dedent()
+        w.line("}")
+        w.dedent()
+        w.line("}")
+        self.check(w, "rtJsonDecMatchChar(ctxt, ']')")
+
+    # ---- functions -----------------------------------------------------------------------------
+    def function(self, w, td, enc):
+        self.cur_td = td
+        pt = param_type(td)
+        name = "asn1JsonEnc_%s" if enc else "asn1JsonDec_%s"
+        w.line("int %s(QSCTXT* ctxt, %s* pvalue)" % (name % td.cname, pt))
+        w.line("{")
+        w.indent()
+        body = CodeWriter()
+        body.level = w.level
+        if td.alias is not None and self.uses_typedef_codec(td.body):
+            body.line("return %s(ctxt, pvalue);" % (name % td.alias.cname))
+        else:
+            (self.enc_inline if enc else self.dec_inline)(body, td.body, "(*pvalue)")
+            body.line("return 0;")
+        if "stat" in "\n".join(body.lines):
+            w.line("int stat;")
+        w.lines.extend(body.lines)
+        w.dedent()
+        w.line("}")
+        w.blank()
+
+
+class JsonFamily(Family):
+    def prototypes(self, td):
+        pt = param_type(td)
+        return ["int asn1JsonEnc_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, pt),
+                "int asn1JsonDec_%s(QSCTXT* ctxt, %s* pvalue);" % (td.cname, pt)]
+
+    def source_includes(self):
+        return ["rtjsonsrc/QSJSONMessageBuffer.h"]
+
+    def encode_branch(self, w, td):
+        w.line("if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {")
+        w.line("   return asn1JsonEnc_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
+        w.line("}")
+
+    def decode_branch(self, w, td):
+        w.line("if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {")
+        w.line("   return asn1JsonDec_%s(msgBuf.getCtxtPtr(), &msgData);" % td.cname)
+        w.line("}")
+
+
+def file_head(w, mi, suffix):
+    banner(w, mi)
+    w.line('#include "%s.h"' % mi.name)
+    refs = {d.module for td in mi.typedefs for d in all_refs(td)}
+    for td in mi.typedefs:
+        b = td.body
+        if b.kind == "SEQUENCE" and b.regional:
+            refs.update(ot.typedef.module for _, ot, _ in b.components[1].type.objects)
+    for dm in sorted(refs - {mi}, key=lambda m: m.name):
+        w.line('#include "%s.h"' % dm.name)
+    w.line('#include "rtjsonsrc/asn1JsonGen.h"')
+    w.line("#include <new>")
+    w.line("#include <string.h>")
+    w.blank()
+    w.line('static const char* const THIS_FILE = "../src/etsi/%s%s.cpp";' % (mi.name, suffix))
+    w.line("#define LOG_RTERR(ctxt, stat) rtxErrSetData(ctxt, stat, THIS_FILE, __LINE__)")
+    w.blank()
+
+
+def emit(model):
+    out = {}
+    for mi in model.modules:
+        je = JsonEmitter(mi)
+        we, wd = CodeWriter(), CodeWriter()
+        file_head(we, mi, "EncJson")
+        file_head(wd, mi, "DecJson")
+        for td in mi.typedefs:
+            je.function(we, td, True)
+            je.function(wd, td, False)
+        out[mi.name + "EncJson.cpp"] = we.text()
+        out[mi.name + "DecJson.cpp"] = wd.text()
+    return out
