@@ -14,7 +14,9 @@ ASAN_CMAKE_ARGS ?=
 CTEST_ARGS ?= --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
 
 
-.PHONY: all build test test-asan demo regen regen-check clean deps
+TSAN_DIR   ?= build-tsan
+
+.PHONY: all build install test test-asan test-tsan demo regen regen-check clean deps
 
 all: build
 
@@ -34,6 +36,17 @@ test-asan: deps
 	cd $(ASAN_DIR) && \
 	  ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  ctest $(CTEST_ARGS)
+
+# Installs the shared library, its header and pkg-config file under PREFIX.
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
+
+# The multi-threaded conversions under ThreadSanitizer (only the library and that test are built).
+test-tsan: deps
+	cmake -S . -B $(TSAN_DIR) -DETSI_SANITIZE_THREAD=ON $(CMAKE_ARGS)
+	cmake --build $(TSAN_DIR) -j $(JOBS) --target thread_tests
+	TSAN_OPTIONS=halt_on_error=1 $(TSAN_DIR)/thread_tests
 
 demo: build
 	@if [[ -x $(BUILD_DIR)/etsi-inventory ]]; then \
@@ -65,4 +78,4 @@ regen-check: deps
 	fi
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)

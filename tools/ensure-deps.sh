@@ -19,6 +19,8 @@ PACKAGES=(
   "python3       cmd:python3"
   "pkg-config    cmd:pkg-config"
   "libgtest-dev  file:/usr/include/gtest/gtest.h file:/usr/lib/*/cmake/GTest/GTestConfig.cmake|/usr/lib/*/libgtest.a|/usr/lib/libgtest.a"
+  "tshark        cmd:tshark"
+  "binutils      cmd:nm"
 )
 
 probe_ok() {

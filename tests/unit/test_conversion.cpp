@@ -5,10 +5,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
@@ -454,42 +452,6 @@ TEST(ConversionErrors, TraceDumpsThePerSide)
    printed = captureStdout([&] { fromJson("CAM", kCam, &p, true); });
    ASSERT_EQ(p.status, 0);
    EXPECT_NE(printed.find("data.cam.generationDeltaTime"), std::string::npos);
-}
-
-// ---- threads -----------------------------------------------------------------------------------
-
-TEST(ConversionThreads, ParallelCallsGiveTheSingleThreadResults)
-{
-   struct Job {
-      std::string type, bytes, json;
-   };
-   std::vector<Job> jobs;
-   for (const CorpusMessage& m : loadCorpus()) {
-      if (m.protocolVersion < 2 || jobs.size() >= 64) continue;
-      Result j;
-      toJson(m.type, str(m.bytes), &j);
-      if (j.status == 0) jobs.push_back({ m.type, str(m.bytes), j.text() });
-   }
-   ASSERT_GT(jobs.size(), 20u);
-   std::atomic<int> mismatches(0), calls(0);
-   std::vector<std::thread> threads;
-   auto until = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-   for (int t = 0; t < 8; t++) {
-      threads.emplace_back([&, t] {
-         for (size_t k = t; std::chrono::steady_clock::now() < until; k += 3) {
-            const Job& job = jobs[k % jobs.size()];
-            Result j;
-            toJson(job.type, job.bytes, &j);
-            Result p;
-            fromJson(job.type, j.text(), &p);
-            if (j.status != 0 || j.text() != job.json || p.status != 0) mismatches++;
-            calls++;
-         }
-      });
-   }
-   for (std::thread& th : threads) th.join();
-   EXPECT_EQ(mismatches.load(), 0);
-   EXPECT_GT(calls.load(), 8);
 }
 
 // ---- the shared library ------------------------------------------------------------------------

@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""The command-line converter: conversions, batch mode, and clear answers to bad input."""
+
+import os
+import subprocess
+import sys
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+SHARED = os.environ.get("ETSI_SHARED_DIR", os.path.join(ROOT, "..", "shared"))
+CONVERT = os.environ.get("ETSI_CONVERT", os.path.join(ROOT, "build", "etsi-convert"))
+CAM = os.path.join(SHARED, "corpus", "CAM", "gn-rs-2.uper")
+
+
+def run(*args, stdin=b""):
+    p = subprocess.run([CONVERT] + list(args), input=stdin, capture_output=True)
+    return p.returncode, p.stdout.decode("utf-8", "replace"), p.stderr.decode("utf-8", "replace")
+
+
+class ConvertTest(unittest.TestCase):
+    def test_binary_and_hex_to_json_and_back(self):
+        raw = open(CAM, "rb").read()
+        code, json_text, _ = run("CAM", "to-json", CAM)
+        self.assertEqual(code, 0)
+        self.assertTrue(json_text.startswith('{\n   "header":{'))
+        code2, same, _ = run("cam", "to-json", "--hex", stdin=raw.hex().encode())
+        self.assertEqual((code2, same), (0, json_text))
+        code, hex_out, _ = run("CAM", "from-json", "--hex", stdin=json_text.encode())
+        self.assertEqual((code, hex_out.strip()), (0, raw.hex()))
+        code, bin_out, _ = run("CAM", "from-json", stdin=json_text.encode())
+        self.assertEqual(code, 0)
+
+    def test_batch_goes_on_after_a_failure(self):
+        raw = open(CAM, "rb").read().hex()
+        code, out, _ = run("CAM", "to-json", "--batch", stdin=("%s\n0202\nzz\n%s\n" % (raw, raw)).encode())
+        lines = out.splitlines()
+        self.assertEqual(code, 1)
+        self.assertEqual(len(lines), 4)
+        self.assertTrue(lines[0].startswith('{"header":{"protocolVersion":2'))
+        self.assertEqual(lines[1], "ERROR: Status -2: Unexpected end of buffer on decode")
+        self.assertEqual(lines[2], "ERROR: invalid hex text")
+        self.assertEqual(lines[3], lines[0])
+
+    def test_bad_arguments_are_explained(self):
+        for args, why in [((), "MESSAGE and DIRECTION are required"),
+                          (("XYZ", "to-json"), "unknown message 'XYZ'"),
+                          (("CAM", "sideways"), "unknown direction 'sideways'"),
+                          (("CAM", "to-json", "--frobnicate"), "unknown option --frobnicate"),
+                          (("CAM", "from-json", "--batch"), "--batch works with to-json only")]:
+            code, _, err = run(*args)
+            self.assertEqual(code, 2, args)
+            self.assertIn(why, err)
+            self.assertIn("usage: etsi-convert", err)
+        code, _, err = run("CAM", "to-json", "/nonexistent/file")
+        self.assertEqual(code, 2)
+        self.assertIn("cannot read /nonexistent/file", err)
+        code, out, _ = run("--help")
+        self.assertEqual(code, 0)
+        self.assertIn("DIRECTION", out)
+
+    def test_bad_input_gives_the_error_report(self):
+        code, out, err = run("CAM", "to-json", "--hex", stdin=b"0202")
+        self.assertEqual((code, out), (1, ""))
+        self.assertTrue(err.startswith("ERROR: Status -2\nUnexpected end of buffer on decode\n"), err)
+        code, out, err = run("CAM", "to-json", "--hex", stdin=b"02x2")
+        self.assertEqual(code, 2)
+        self.assertIn("not hex text", err)
+        code, out, err = run("DENM", "from-json", stdin=b'{"header":{}}')
+        self.assertEqual(code, 1)
+        self.assertTrue(err.startswith("ERROR: Status -6\n"), err)
+
+
+if __name__ == "__main__":
+    unittest.main()
