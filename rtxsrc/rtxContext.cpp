@@ -28,7 +28,6 @@ int rtxPreInitContext(QSCTXT* ctxt)
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    std::memset(static_cast<void*>(ctxt), 0, sizeof(QSCTXT));
    rtxDListInit(&ctxt->errInfoList);
-   rtxDListInit(&ctxt->elemNameStack);
    rtxDListInit(&ctxt->containerStack);
    ctxt->initCode = QSCTXT_INIT_CODE;
    ctxt->buffer.bitOffset = 8;
@@ -199,94 +198,130 @@ int rtxCtxtResetToBitPos(QSCTXT* ctxt, QSSIZE byteIndex, QSINT16 bitOffset)
 
 namespace {
 
-/* Pushes a node for name. With extra > 0 the name is to be stored in the
- * node's own allocation: extra bytes right after the node. */
-QSRTDListNode* pushNameNode(QSCTXT* ctxt, const QSUTF8CHAR* name, size_t extra)
+inline QSElemName* nameEntries(QSCTXT* ctxt)
+{
+   QSElemNameStack& st = ctxt->elemNameStack;
+   return st.more != nullptr ? st.more : st.inlineNames;
+}
+
+/* A new top entry, or null when the stack cannot grow. */
+QSElemName* pushName(QSCTXT* ctxt)
 {
    if (ctxt == nullptr) return nullptr;
-   QSRTDListNode* node =
-      static_cast<QSRTDListNode*>(rtxMemHeapAlloc(ctxt, sizeof(QSRTDListNode) + extra));
-   if (node == nullptr) return nullptr;
-   node->data = (extra > 0) ? static_cast<void*>(node + 1)
-                            : const_cast<void*>(static_cast<const void*>(name));
-   return rtxDListAppendNode(&ctxt->elemNameStack, node);
+   QSElemNameStack& st = ctxt->elemNameStack;
+   QSUINT32 capacity = st.more != nullptr ? st.capacity : QS_ELEMNAME_INLINE;
+   if (st.count == capacity) {
+      QSElemName* grown = static_cast<QSElemName*>(rtxMemHeapAlloc(ctxt, sizeof(QSElemName) * capacity * 2));
+      if (grown == nullptr) return nullptr;
+      std::memcpy(grown, nameEntries(ctxt), sizeof(QSElemName) * st.count);
+      if (st.more != nullptr) rtxMemHeapFreePtr(ctxt, st.more);
+      st.more = grown;
+      st.capacity = capacity * 2;
+   }
+   return &nameEntries(ctxt)[st.count++];
+}
+
+/* Appends the text of one entry to p (when given) and returns its length. */
+size_t entryText(const QSElemName& e, char* p)
+{
+   const char* name = e.name != nullptr ? reinterpret_cast<const char*>(e.name) : "";
+   size_t len = std::strlen(name);
+   if (p != nullptr) std::memcpy(p, name, len);
+   if (e.kind != 1) return len;
+   char digits[24];
+   int nd = 0;
+   QSSIZE v = e.index;
+   do {
+      digits[nd++] = (char)('0' + v % 10);
+      v /= 10;
+   } while (v != 0);
+   if (p != nullptr) {
+      p[len] = '[';
+      for (int i = 0; i < nd; i++) p[len + 1 + i] = digits[nd - 1 - i];
+      p[len + 1 + nd] = ']';
+   }
+   return len + (size_t)nd + 2;
 }
 
 }  // namespace
 
-int rtxCtxtPushElemName(QSCTXT* ctxt, const QSUTF8CHAR* name)
+int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index, QSUINT8 kind)
 {
-   return (pushNameNode(ctxt, name, 0) != nullptr) ? 0 : RTERR_NO_DYNAMIC_MEMORY;
+   QSElemName* e = pushName(ctxt);
+   if (e == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
+   e->name = name;
+   e->index = index;
+   e->kind = kind;
+   return 0;
 }
 
 int rtxCtxtPushElemNameCopy(QSCTXT* ctxt, const QSUTF8CHAR* name)
 {
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    if (name == nullptr) return rtxCtxtPushElemName(ctxt, name);
    size_t len = std::strlen(reinterpret_cast<const char*>(name)) + 1;
-   QSRTDListNode* node = pushNameNode(ctxt, name, len);
-   if (node == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
-   std::memcpy(node->data, name, len);
+   QSUTF8CHAR* copy = static_cast<QSUTF8CHAR*>(rtxMemHeapAlloc(ctxt, len));
+   QSElemName* e = copy != nullptr ? pushName(ctxt) : nullptr;
+   if (e == nullptr) {
+      rtxMemHeapFreePtr(ctxt, copy);
+      return RTERR_NO_DYNAMIC_MEMORY;
+   }
+   std::memcpy(copy, name, len);
+   e->name = copy;
+   e->kind = 2;
    return 0;
 }
 
-int rtxCtxtPushArrayElemName(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index)
+QSBOOL rtxCtxtPopElemNameEntry(QSCTXT* ctxt)
 {
-   const char* text = (name != nullptr) ? reinterpret_cast<const char*>(name) : "";
-   size_t size = (size_t)std::snprintf(nullptr, 0, "%s[%zu]", text, index) + 1;
-   QSRTDListNode* node = pushNameNode(ctxt, name, size);
-   if (node == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
-   std::snprintf(static_cast<char*>(node->data), size, "%s[%zu]", text, index);
-   return 0;
-}
-
-QSBOOL rtxCtxtPopElemName(QSCTXT* ctxt)
-{
-   if (ctxt == nullptr || ctxt->elemNameStack.tail == nullptr) return FALSE;
-   QSRTDListNode* node = ctxt->elemNameStack.tail;
-   rtxDListRemove(&ctxt->elemNameStack, node);
-   rtxMemHeapFreePtr(ctxt, node);
+   if (ctxt == nullptr || ctxt->elemNameStack.count == 0) return FALSE;
+   QSElemName& e = nameEntries(ctxt)[--ctxt->elemNameStack.count];
+   if (e.kind == 2) rtxMemHeapFreePtr(ctxt, const_cast<QSUTF8CHAR*>(e.name));
    return TRUE;
 }
 
 QSBOOL rtxCtxtPopElemNameCopy(QSCTXT* ctxt)
 {
-   return rtxCtxtPopElemName(ctxt);
+   return ctxt != nullptr && rtxCtxtPopElemName(ctxt);
 }
 
 QSBOOL rtxCtxtPopArrayElemName(QSCTXT* ctxt)
 {
-   return rtxCtxtPopElemName(ctxt);
+   return ctxt != nullptr && rtxCtxtPopElemName(ctxt);
 }
 
 void rtxCtxtPopAllElemNames(QSCTXT* ctxt)
 {
+   if (ctxt == nullptr) return;
    while (rtxCtxtPopElemName(ctxt)) {
+   }
+   if (ctxt != nullptr && ctxt->elemNameStack.more != nullptr) {
+      rtxMemHeapFreePtr(ctxt, ctxt->elemNameStack.more);
+      ctxt->elemNameStack.more = nullptr;
+      ctxt->elemNameStack.capacity = 0;
    }
 }
 
 const QSUTF8CHAR* rtxCtxtPeekElemName(const QSCTXT* ctxt)
 {
-   if (ctxt == nullptr || ctxt->elemNameStack.tail == nullptr) return nullptr;
-   return static_cast<const QSUTF8CHAR*>(ctxt->elemNameStack.tail->data);
+   if (ctxt == nullptr || ctxt->elemNameStack.count == 0) return nullptr;
+   const QSElemNameStack& st = ctxt->elemNameStack;
+   return (st.more != nullptr ? st.more : st.inlineNames)[st.count - 1].name;
 }
 
 char* rtxCtxtGetElemNamePath(QSCTXT* ctxt)
 {
-   if (ctxt == nullptr) return nullptr;
+   if (ctxt == nullptr || ctxt->elemNameStack.count == 0) return nullptr;
+   const QSElemName* entries = nameEntries(ctxt);
+   QSUINT32 n = ctxt->elemNameStack.count;
    size_t total = 0;
-   for (QSRTDListNode* n = ctxt->elemNameStack.head; n != nullptr; n = n->next) {
-      if (n->data != nullptr) total += std::strlen(static_cast<const char*>(n->data)) + 1;
-   }
-   if (total == 0) return nullptr;
+   for (QSUINT32 i = 0; i < n; i++) total += entryText(entries[i], nullptr) + 1;
    char* path = static_cast<char*>(rtxMemHeapAlloc(ctxt, total));
    if (path == nullptr) return nullptr;
    char* p = path;
-   for (QSRTDListNode* n = ctxt->elemNameStack.head; n != nullptr; n = n->next) {
-      if (n->data == nullptr) continue;
+   for (QSUINT32 i = 0; i < n; i++) {
       if (p != path) *p++ = '.';
-      size_t len = std::strlen(static_cast<const char*>(n->data));
-      std::memcpy(p, n->data, len);
-      p += len;
+      p += entryText(entries[i], p);
    }
    *p = '\0';
    return path;

@@ -71,6 +71,23 @@ struct QSRTErrInfo {
    QSBOOL fatal;
 };
 
+/* Element-name stack: the names pushed by the codecs while they descend, joined with "." for
+ * error texts and the bit trace. Pushing and popping allocate nothing for the first
+ * QS_ELEMNAME_INLINE levels; array elements keep their index and are formatted only when a
+ * path is built. */
+#define QS_ELEMNAME_INLINE 32
+struct QSElemName {
+   const QSUTF8CHAR* name;
+   QSSIZE index;
+   QSUINT8 kind;                   /* 0 name, 1 array element name[index], 2 owned copy */
+};
+struct QSElemNameStack {
+   QSElemName* more;               /* all entries, once the stack outgrew the inline ones */
+   QSUINT32 count;
+   QSUINT32 capacity;
+   QSElemName inlineNames[QS_ELEMNAME_INLINE];
+};
+
 struct QSCTXT {
    QSMemHeap* pMemHeap;
    QSRTBuffer buffer;
@@ -80,7 +97,7 @@ struct QSCTXT {
    QSUINT32 initCode;
    QSUINT32 flags;
    struct QSRTStream* pStream;
-   QSRTDList elemNameStack;        /* node data: const char* element name */
+   QSElemNameStack elemNameStack;
    QSRTDList containerStack;       /* open containers of the codecs */
    const QSOCTET* key;             /* licence key (not owned) */
    QSSIZE keylen;
@@ -152,17 +169,45 @@ int rtxCtxtResetToBitPos(QSCTXT* ctxt, QSSIZE byteIndex, QSINT16 bitOffset);
 
 /* ---- element-name stack ----------------------------------------------------------------------- */
 
+/* Out-of-line parts of the push and pop below (growth of the stack, owned copies). */
+int rtxCtxtPushElemNameEntry(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index, QSUINT8 kind);
+QSBOOL rtxCtxtPopElemNameEntry(QSCTXT* ctxt);
+
 /* Pushes a name that stays valid while pushed (not copied); 0 or RTERR_NO_DYNAMIC_MEMORY. */
-int rtxCtxtPushElemName(QSCTXT* ctxt, const QSUTF8CHAR* name);
+inline int rtxCtxtPushElemName(QSCTXT* ctxt, const QSUTF8CHAR* name)
+{
+   QSElemNameStack& st = ctxt->elemNameStack;
+   if (st.more != nullptr || st.count == QS_ELEMNAME_INLINE) return rtxCtxtPushElemNameEntry(ctxt, name, 0, 0);
+   QSElemName& e = st.inlineNames[st.count++];
+   e.name = name;
+   e.kind = 0;
+   return 0;
+}
 
 /* Pushes a heap copy of name. */
 int rtxCtxtPushElemNameCopy(QSCTXT* ctxt, const QSUTF8CHAR* name);
 
-/* Pushes "name[index]". */
-int rtxCtxtPushArrayElemName(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index);
+/* Pushes "name[index]" (formatted only when a path is built). */
+inline int rtxCtxtPushArrayElemName(QSCTXT* ctxt, const QSUTF8CHAR* name, QSSIZE index)
+{
+   QSElemNameStack& st = ctxt->elemNameStack;
+   if (st.more != nullptr || st.count == QS_ELEMNAME_INLINE) return rtxCtxtPushElemNameEntry(ctxt, name, index, 1);
+   QSElemName& e = st.inlineNames[st.count++];
+   e.name = name;
+   e.index = index;
+   e.kind = 1;
+   return 0;
+}
 
 /* Pops the newest name of any of the above kinds; FALSE when the stack is empty. */
-QSBOOL rtxCtxtPopElemName(QSCTXT* ctxt);
+inline QSBOOL rtxCtxtPopElemName(QSCTXT* ctxt)
+{
+   QSElemNameStack& st = ctxt->elemNameStack;
+   if (st.more != nullptr || st.count == 0 || st.inlineNames[st.count - 1].kind == 2)
+      return rtxCtxtPopElemNameEntry(ctxt);
+   st.count--;
+   return 1;
+}
 QSBOOL rtxCtxtPopElemNameCopy(QSCTXT* ctxt);
 QSBOOL rtxCtxtPopArrayElemName(QSCTXT* ctxt);
 
