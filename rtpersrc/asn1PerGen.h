@@ -11,6 +11,7 @@
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxErrCodes.h"
 #include "rtxsrc/rtxMemory.h"
+#include "rtsrc/asn1Events.h"
 
 /* ---- element names and nesting -------------------------------------------------------------- */
 
@@ -30,6 +31,54 @@ inline void asn1PopElem(QSCTXT* ctxt)
 {
    rtxCtxtPopElemName(ctxt);
    ctxt->level--;
+}
+
+/* Decoders: the same, and the named events when a handler is registered. */
+inline void asn1DecStartElem(QSCTXT* ctxt, const char* name)
+{
+   asn1PushElem(ctxt, name);
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeStartElement(ctxt, name, -1);
+}
+
+inline void asn1DecStartArrayElem(QSCTXT* ctxt, const char* name, QSSIZE index)
+{
+   asn1PushArrayElem(ctxt, name, index);
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeStartElement(ctxt, name, (QSINT64)index);
+}
+
+inline void asn1DecEndElem(QSCTXT* ctxt)
+{
+   if (ctxt->pEventHandlers != 0) {
+      const QSElemNameStack& st = ctxt->elemNameStack;
+      const QSElemName& top = (st.more != 0 ? st.more : st.inlineNames)[st.count - 1];
+      Asn1NamedEventHandler64::invokeEndElement(ctxt, (const char*)top.name, top.kind == 1 ? (QSINT64)top.index : -1);
+   }
+   asn1PopElem(ctxt);
+}
+
+inline void asn1EvtUInt(QSCTXT* ctxt, QSUINT64 v)
+{
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeUIntValue(ctxt, v);
+}
+
+inline void asn1EvtInt(QSCTXT* ctxt, QSINT64 v)
+{
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeIntValue(ctxt, v);
+}
+
+inline void asn1EvtEnum(QSCTXT* ctxt, QSUINT32 v, const char* (*toString)(QSINT32))
+{
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeEnumValue(ctxt, v, toString((QSINT32)v));
+}
+
+inline void asn1EvtBitStr(QSCTXT* ctxt, QSSIZE numbits, const QSOCTET* data)
+{
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeBitStrValue(ctxt, numbits, data);
+}
+
+inline void asn1EvtOpenType(QSCTXT* ctxt, QSSIZE numocts, const QSOCTET* data)
+{
+   if (ctxt->pEventHandlers != 0) Asn1NamedEventHandler64::invokeOpenTypeValue(ctxt, numocts, data);
 }
 
 /* ---- traced fields ---------------------------------------------------------------------------- */

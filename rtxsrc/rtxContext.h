@@ -113,6 +113,7 @@ struct QSCTXT {
    QSOCTET jsonMode;               /* JSON: separator mode / recogniser state */
    rtxPrintCallback pPrintStrmCB;
    void* pPrintStrmCBArg;
+   struct QSEventHandlerList* pEventHandlers;  /* named-event handlers of the decoders, or null */
 };
 
 /* ---- life cycle ------------------------------------------------------------------------------- */

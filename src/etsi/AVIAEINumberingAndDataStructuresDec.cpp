@@ -13,12 +13,13 @@ static const char* const THIS_FILE = "../src/etsi/AVIAEINumberingAndDataStructur
 int asn1PD_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vin");
+   asn1DecStartElem(ctxt, "vin");
    if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).vin, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "fill");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "fill");
    if ((stat = pd_BitString32(ctxt, &(*pvalue).fill, 9, 9)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1EvtBitStr(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -26,6 +27,7 @@ int asn1PD_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue)
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 10, 10)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -37,5 +39,6 @@ int asn1PD_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

@@ -23,9 +23,9 @@ int asn1PD_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.itsStationPositionPresent = 1;
-      asn1PushElem(ctxt, "itsStationPosition");
+      asn1DecStartElem(ctxt, "itsStationPosition");
       if ((stat = asn1PD_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -56,12 +56,12 @@ int asn1PD_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "nodes");
+   asn1DecStartElem(ctxt, "nodes");
    if ((stat = asn1PD_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "connectionID");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "connectionID");
    if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -96,9 +96,9 @@ int asn1PD_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.activePrioritizationsPresent = 1;
-      asn1PushElem(ctxt, "activePrioritizations");
+      asn1DecStartElem(ctxt, "activePrioritizations");
       if ((stat = asn1PD_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -135,15 +135,15 @@ int asn1PD_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.maxVehicleHeightPresent = 1;
-      asn1PushElem(ctxt, "maxVehicleHeight");
+      asn1DecStartElem(ctxt, "maxVehicleHeight");
       if ((stat = asn1PD_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.maxVehicleWeightPresent = 1;
-      asn1PushElem(ctxt, "maxVehicleWeight");
+      asn1DecStartElem(ctxt, "maxVehicleWeight");
       if ((stat = asn1PD_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -179,9 +179,9 @@ int asn1PD_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.signalHeadLocationsPresent = 1;
-      asn1PushElem(ctxt, "signalHeadLocations");
+      asn1DecStartElem(ctxt, "signalHeadLocations");
       if ((stat = asn1PD_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -217,9 +217,9 @@ int asn1PD_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.stateChangeReasonPresent = 1;
-      asn1PushElem(ctxt, "stateChangeReason");
+      asn1DecStartElem(ctxt, "stateChangeReason");
       if ((stat = asn1PD_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -257,21 +257,21 @@ int asn1PD_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.ptvRequestPresent = 1;
-      asn1PushElem(ctxt, "ptvRequest");
+      asn1DecStartElem(ctxt, "ptvRequest");
       if ((stat = asn1PD_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.nodeLinkPresent = 1;
-      asn1PushElem(ctxt, "nodeLink");
+      asn1DecStartElem(ctxt, "nodeLink");
       if ((stat = asn1PD_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.nodePresent = 1;
-      asn1PushElem(ctxt, "node");
+      asn1DecStartElem(ctxt, "node");
       if ((stat = asn1PD_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -302,9 +302,9 @@ int asn1PD_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "altitude");
+   asn1DecStartElem(ctxt, "altitude");
    if ((stat = asn1PD_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -340,15 +340,15 @@ int asn1PD_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.emissionPresent = 1;
-      asn1PushElem(ctxt, "emission");
+      asn1DecStartElem(ctxt, "emission");
       if ((stat = asn1PD_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.fuelPresent = 1;
-      asn1PushElem(ctxt, "fuel");
+      asn1DecStartElem(ctxt, "fuel");
       if ((stat = asn1PD_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -385,15 +385,15 @@ int asn1PD_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.fuelPresent = 1;
-      asn1PushElem(ctxt, "fuel");
+      asn1DecStartElem(ctxt, "fuel");
       if ((stat = asn1PD_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.batteryStatusPresent = 1;
-      asn1PushElem(ctxt, "batteryStatus");
+      asn1DecStartElem(ctxt, "batteryStatus");
       if ((stat = asn1PD_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -430,15 +430,15 @@ int asn1PD_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.synchToSchedulePresent = 1;
-      asn1PushElem(ctxt, "synchToSchedule");
+      asn1DecStartElem(ctxt, "synchToSchedule");
       if ((stat = asn1PD_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.rejectedReasonPresent = 1;
-      asn1PushElem(ctxt, "rejectedReason");
+      asn1DecStartElem(ctxt, "rejectedReason");
       if ((stat = asn1PD_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -474,26 +474,26 @@ int asn1PD_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "stationID");
+   asn1DecStartElem(ctxt, "stationID");
    if ((stat = asn1PD_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.laneIDPresent = 1;
-      asn1PushElem(ctxt, "laneID");
+      asn1DecStartElem(ctxt, "laneID");
       if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.nodeXYPresent = 1;
-      asn1PushElem(ctxt, "nodeXY");
+      asn1DecStartElem(ctxt, "nodeXY");
       if ((stat = asn1PD_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.timeReferencePresent = 1;
-      asn1PushElem(ctxt, "timeReference");
+      asn1DecStartElem(ctxt, "timeReference");
       if ((stat = asn1PD_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -533,9 +533,9 @@ int asn1PD_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -553,26 +553,27 @@ int asn1PD_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = pd_UnconsInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue).id);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.lanePresent = 1;
-      asn1PushElem(ctxt, "lane");
+      asn1DecStartElem(ctxt, "lane");
       if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.connectionIDPresent = 1;
-      asn1PushElem(ctxt, "connectionID");
+      asn1DecStartElem(ctxt, "connectionID");
       if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.intersectionIDPresent = 1;
-      asn1PushElem(ctxt, "intersectionID");
+      asn1DecStartElem(ctxt, "intersectionID");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -612,9 +613,9 @@ int asn1PD_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_Node();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -627,15 +628,15 @@ int asn1PD_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "stationID");
+   asn1DecStartElem(ctxt, "stationID");
    if ((stat = asn1PD_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "priorState");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "priorState");
    if ((stat = asn1PD_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "signalGroup");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "signalGroup");
    if ((stat = asn1PD_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -674,9 +675,9 @@ int asn1PD_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -689,15 +690,15 @@ int asn1PD_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "nodeXY");
+   asn1DecStartElem(ctxt, "nodeXY");
    if ((stat = asn1PD_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "nodeZ");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "nodeZ");
    if ((stat = asn1PD_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "signalGroupID");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "signalGroupID");
    if ((stat = asn1PD_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -736,9 +737,9 @@ int asn1PD_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -755,10 +756,12 @@ int asn1PD_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus* 
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_BatteryStatus_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_BatteryStatus_ToString);
    return 0;
 }
 
@@ -772,10 +775,12 @@ int asn1PD_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType* pv
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_EmissionType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_EmissionType_ToString);
    return 0;
 }
 
@@ -789,10 +794,12 @@ int asn1PD_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exceptio
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_ExceptionalCondition_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_ExceptionalCondition_ToString);
    return 0;
 }
 
@@ -806,10 +813,12 @@ int asn1PD_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_PtvRequestType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_PtvRequestType_ToString);
    return 0;
 }
 
@@ -823,10 +832,12 @@ int asn1PD_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_RejectedReason_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_GrpC_RejectedReason_ToString);
    return 0;
 }
 
@@ -838,5 +849,6 @@ int asn1PD_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* 
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

@@ -14,24 +14,24 @@ static const char* const THIS_FILE = "../src/etsi/CAM-PDU-DescriptionsDec.cpp";
 int asn1PD_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "cam");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "cam");
    if ((stat = asn1PD_CoopAwareness(ctxt, &(*pvalue).cam)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }
 
 int asn1PD_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "generationDeltaTime");
+   asn1DecStartElem(ctxt, "generationDeltaTime");
    if ((stat = asn1PD_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "camParameters");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "camParameters");
    if ((stat = asn1PD_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -45,23 +45,23 @@ int asn1PD_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "basicContainer");
+   asn1DecStartElem(ctxt, "basicContainer");
    if ((stat = asn1PD_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "highFrequencyContainer");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "highFrequencyContainer");
    if ((stat = asn1PD_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.lowFrequencyContainerPresent = 1;
-      asn1PushElem(ctxt, "lowFrequencyContainer");
+      asn1DecStartElem(ctxt, "lowFrequencyContainer");
       if ((stat = asn1PD_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.specialVehicleContainerPresent = 1;
-      asn1PushElem(ctxt, "specialVehicleContainer");
+      asn1DecStartElem(ctxt, "specialVehicleContainer");
       if ((stat = asn1PD_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -118,18 +118,18 @@ int asn1PD_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
       (*pvalue).u.basicVehicleContainerHighFrequency = (ASN1T_BasicVehicleContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerHighFrequency));
       if ((*pvalue).u.basicVehicleContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.basicVehicleContainerHighFrequency) ASN1T_BasicVehicleContainerHighFrequency();
-      asn1PushElem(ctxt, "basicVehicleContainerHighFrequency");
+      asn1DecStartElem(ctxt, "basicVehicleContainerHighFrequency");
       if ((stat = asn1PD_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.rsuContainerHighFrequency = (ASN1T_RSUContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RSUContainerHighFrequency));
       if ((*pvalue).u.rsuContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.rsuContainerHighFrequency) ASN1T_RSUContainerHighFrequency();
-      asn1PushElem(ctxt, "rsuContainerHighFrequency");
+      asn1DecStartElem(ctxt, "rsuContainerHighFrequency");
       if ((stat = asn1PD_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -168,9 +168,9 @@ int asn1PD_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
       (*pvalue).u.basicVehicleContainerLowFrequency = (ASN1T_BasicVehicleContainerLowFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerLowFrequency));
       if ((*pvalue).u.basicVehicleContainerLowFrequency == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.basicVehicleContainerLowFrequency) ASN1T_BasicVehicleContainerLowFrequency();
-      asn1PushElem(ctxt, "basicVehicleContainerLowFrequency");
+      asn1DecStartElem(ctxt, "basicVehicleContainerLowFrequency");
       if ((stat = asn1PD_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -210,63 +210,63 @@ int asn1PD_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
       (*pvalue).u.publicTransportContainer = (ASN1T_PublicTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PublicTransportContainer));
       if ((*pvalue).u.publicTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.publicTransportContainer) ASN1T_PublicTransportContainer();
-      asn1PushElem(ctxt, "publicTransportContainer");
+      asn1DecStartElem(ctxt, "publicTransportContainer");
       if ((stat = asn1PD_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.specialTransportContainer = (ASN1T_SpecialTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SpecialTransportContainer));
       if ((*pvalue).u.specialTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.specialTransportContainer) ASN1T_SpecialTransportContainer();
-      asn1PushElem(ctxt, "specialTransportContainer");
+      asn1DecStartElem(ctxt, "specialTransportContainer");
       if ((stat = asn1PD_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.dangerousGoodsContainer = (ASN1T_DangerousGoodsContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DangerousGoodsContainer));
       if ((*pvalue).u.dangerousGoodsContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dangerousGoodsContainer) ASN1T_DangerousGoodsContainer();
-      asn1PushElem(ctxt, "dangerousGoodsContainer");
+      asn1DecStartElem(ctxt, "dangerousGoodsContainer");
       if ((stat = asn1PD_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.roadWorksContainerBasic = (ASN1T_RoadWorksContainerBasic*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RoadWorksContainerBasic));
       if ((*pvalue).u.roadWorksContainerBasic == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.roadWorksContainerBasic) ASN1T_RoadWorksContainerBasic();
-      asn1PushElem(ctxt, "roadWorksContainerBasic");
+      asn1DecStartElem(ctxt, "roadWorksContainerBasic");
       if ((stat = asn1PD_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.rescueContainer = (ASN1T_RescueContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RescueContainer));
       if ((*pvalue).u.rescueContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.rescueContainer) ASN1T_RescueContainer();
-      asn1PushElem(ctxt, "rescueContainer");
+      asn1DecStartElem(ctxt, "rescueContainer");
       if ((stat = asn1PD_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.emergencyContainer = (ASN1T_EmergencyContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EmergencyContainer));
       if ((*pvalue).u.emergencyContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.emergencyContainer) ASN1T_EmergencyContainer();
-      asn1PushElem(ctxt, "emergencyContainer");
+      asn1DecStartElem(ctxt, "emergencyContainer");
       if ((stat = asn1PD_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.safetyCarContainer = (ASN1T_SafetyCarContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SafetyCarContainer));
       if ((*pvalue).u.safetyCarContainer == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.safetyCarContainer) ASN1T_SafetyCarContainer();
-      asn1PushElem(ctxt, "safetyCarContainer");
+      asn1DecStartElem(ctxt, "safetyCarContainer");
       if ((stat = asn1PD_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -280,12 +280,12 @@ int asn1PD_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "stationType");
+   asn1DecStartElem(ctxt, "stationType");
    if ((stat = asn1PD_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "referencePosition");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "referencePosition");
    if ((stat = asn1PD_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -321,74 +321,74 @@ int asn1PD_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "heading");
+   asn1DecStartElem(ctxt, "heading");
    if ((stat = asn1PD_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "speed");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "speed");
    if ((stat = asn1PD_ITS_Speed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "driveDirection");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "driveDirection");
    if ((stat = asn1PD_ITS_DriveDirection(ctxt, &(*pvalue).driveDirection)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleLength");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleLength");
    if ((stat = asn1PD_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleWidth");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleWidth");
    if ((stat = asn1PD_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "longitudinalAcceleration");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "longitudinalAcceleration");
    if ((stat = asn1PD_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "curvature");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "curvature");
    if ((stat = asn1PD_ITS_Curvature(ctxt, &(*pvalue).curvature)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "curvatureCalculationMode");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "curvatureCalculationMode");
    if ((stat = asn1PD_ITS_CurvatureCalculationMode(ctxt, &(*pvalue).curvatureCalculationMode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "yawRate");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "yawRate");
    if ((stat = asn1PD_ITS_YawRate(ctxt, &(*pvalue).yawRate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.accelerationControlPresent = 1;
-      asn1PushElem(ctxt, "accelerationControl");
+      asn1DecStartElem(ctxt, "accelerationControl");
       if ((stat = asn1PD_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.lanePositionPresent = 1;
-      asn1PushElem(ctxt, "lanePosition");
+      asn1DecStartElem(ctxt, "lanePosition");
       if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.steeringWheelAnglePresent = 1;
-      asn1PushElem(ctxt, "steeringWheelAngle");
+      asn1DecStartElem(ctxt, "steeringWheelAngle");
       if ((stat = asn1PD_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.lateralAccelerationPresent = 1;
-      asn1PushElem(ctxt, "lateralAcceleration");
+      asn1DecStartElem(ctxt, "lateralAcceleration");
       if ((stat = asn1PD_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.verticalAccelerationPresent = 1;
-      asn1PushElem(ctxt, "verticalAcceleration");
+      asn1DecStartElem(ctxt, "verticalAcceleration");
       if ((stat = asn1PD_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.performanceClassPresent = 1;
-      asn1PushElem(ctxt, "performanceClass");
+      asn1DecStartElem(ctxt, "performanceClass");
       if ((stat = asn1PD_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.cenDsrcTollingZonePresent = 1;
-      asn1PushElem(ctxt, "cenDsrcTollingZone");
+      asn1DecStartElem(ctxt, "cenDsrcTollingZone");
       if ((stat = asn1PD_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -396,15 +396,15 @@ int asn1PD_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
 int asn1PD_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vehicleRole");
+   asn1DecStartElem(ctxt, "vehicleRole");
    if ((stat = asn1PD_ITS_VehicleRole(ctxt, &(*pvalue).vehicleRole)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "exteriorLights");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "exteriorLights");
    if ((stat = asn1PD_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "pathHistory");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "pathHistory");
    if ((stat = asn1PD_ITS_PathHistory(ctxt, &(*pvalue).pathHistory)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -414,14 +414,14 @@ int asn1PD_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "embarkationStatus");
+   asn1DecStartElem(ctxt, "embarkationStatus");
    if ((stat = asn1PD_ITS_EmbarkationStatus(ctxt, &(*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.ptActivationPresent = 1;
-      asn1PushElem(ctxt, "ptActivation");
+      asn1DecStartElem(ctxt, "ptActivation");
       if ((stat = asn1PD_ITS_PtActivation(ctxt, &(*pvalue).ptActivation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -429,21 +429,21 @@ int asn1PD_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
 int asn1PD_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "specialTransportType");
+   asn1DecStartElem(ctxt, "specialTransportType");
    if ((stat = asn1PD_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "lightBarSirenInUse");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "dangerousGoodsBasic");
+   asn1DecStartElem(ctxt, "dangerousGoodsBasic");
    if ((stat = asn1PD_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsBasic)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -456,18 +456,18 @@ int asn1PD_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.roadworksSubCauseCodePresent = 1;
-      asn1PushElem(ctxt, "roadworksSubCauseCode");
+      asn1DecStartElem(ctxt, "roadworksSubCauseCode");
       if ((stat = asn1PD_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "lightBarSirenInUse");
+   asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.closedLanesPresent = 1;
-      asn1PushElem(ctxt, "closedLanes");
+      asn1DecStartElem(ctxt, "closedLanes");
       if ((stat = asn1PD_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -475,9 +475,9 @@ int asn1PD_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
 int asn1PD_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "lightBarSirenInUse");
+   asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -488,20 +488,20 @@ int asn1PD_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "lightBarSirenInUse");
+   asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.incidentIndicationPresent = 1;
-      asn1PushElem(ctxt, "incidentIndication");
+      asn1DecStartElem(ctxt, "incidentIndication");
       if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.emergencyPriorityPresent = 1;
-      asn1PushElem(ctxt, "emergencyPriority");
+      asn1DecStartElem(ctxt, "emergencyPriority");
       if ((stat = asn1PD_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -514,26 +514,26 @@ int asn1PD_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "lightBarSirenInUse");
+   asn1DecStartElem(ctxt, "lightBarSirenInUse");
    if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.incidentIndicationPresent = 1;
-      asn1PushElem(ctxt, "incidentIndication");
+      asn1DecStartElem(ctxt, "incidentIndication");
       if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.trafficRulePresent = 1;
-      asn1PushElem(ctxt, "trafficRule");
+      asn1DecStartElem(ctxt, "trafficRule");
       if ((stat = asn1PD_ITS_TrafficRule(ctxt, &(*pvalue).trafficRule)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.speedLimitPresent = 1;
-      asn1PushElem(ctxt, "speedLimit");
+      asn1DecStartElem(ctxt, "speedLimit");
       if ((stat = asn1PD_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -549,9 +549,9 @@ int asn1PD_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.protectedCommunicationZonesRSUPresent = 1;
-      asn1PushElem(ctxt, "protectedCommunicationZonesRSU");
+      asn1DecStartElem(ctxt, "protectedCommunicationZonesRSU");
       if ((stat = asn1PD_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -584,5 +584,6 @@ int asn1PD_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

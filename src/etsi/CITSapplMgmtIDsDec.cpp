@@ -25,22 +25,23 @@ int asn1PD_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       (*pvalue).u.content = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.content) QSUINT8();
-      asn1PushElem(ctxt, "content");
+      asn1DecStartElem(ctxt, "content");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.content) = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.content));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.extension = (ASN1T_Ext1*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext1));
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.extension) ASN1T_Ext1();
-      asn1PushElem(ctxt, "extension");
+      asn1DecStartElem(ctxt, "extension");
       if ((stat = asn1PD_Ext1(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -63,22 +64,23 @@ int asn1PD_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       (*pvalue).u.content = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.content) QSUINT16();
-      asn1PushElem(ctxt, "content");
+      asn1DecStartElem(ctxt, "content");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.content) = (QSUINT16)((QSINT64)ui + (128));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.content));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.extension = (ASN1T_Ext2*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext2));
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.extension) ASN1T_Ext2();
-      asn1PushElem(ctxt, "extension");
+      asn1DecStartElem(ctxt, "extension");
       if ((stat = asn1PD_Ext2(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -101,22 +103,23 @@ int asn1PD_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       (*pvalue).u.content = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.content) QSUINT32();
-      asn1PushElem(ctxt, "content");
+      asn1DecStartElem(ctxt, "content");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 21)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.content) = (QSUINT32)((QSINT64)ui + (16512));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.content));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.extension = (ASN1T_Ext3*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext3));
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.extension) ASN1T_Ext3();
-      asn1PushElem(ctxt, "extension");
+      asn1DecStartElem(ctxt, "extension");
       if ((stat = asn1PD_Ext3(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -141,5 +144,6 @@ int asn1PD_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

@@ -14,12 +14,12 @@ static const char* const THIS_FILE = "../src/etsi/DENM-PDU-DescriptionsDec.cpp";
 int asn1PD_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "denm");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "denm");
    if ((stat = asn1PD_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }
 
@@ -31,26 +31,26 @@ int asn1PD_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "management");
+   asn1DecStartElem(ctxt, "management");
    if ((stat = asn1PD_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.situationPresent = 1;
-      asn1PushElem(ctxt, "situation");
+      asn1DecStartElem(ctxt, "situation");
       if ((stat = asn1PD_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.locationPresent = 1;
-      asn1PushElem(ctxt, "location");
+      asn1DecStartElem(ctxt, "location");
       if ((stat = asn1PD_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.alacartePresent = 1;
-      asn1PushElem(ctxt, "alacarte");
+      asn1DecStartElem(ctxt, "alacarte");
       if ((stat = asn1PD_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -68,52 +68,52 @@ int asn1PD_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "actionID");
+   asn1DecStartElem(ctxt, "actionID");
    if ((stat = asn1PD_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "detectionTime");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "detectionTime");
    if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "referenceTime");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "referenceTime");
    if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.terminationPresent = 1;
-      asn1PushElem(ctxt, "termination");
+      asn1DecStartElem(ctxt, "termination");
       if ((stat = asn1PD_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "eventPosition");
+   asn1DecStartElem(ctxt, "eventPosition");
    if ((stat = asn1PD_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.relevanceDistancePresent = 1;
-      asn1PushElem(ctxt, "relevanceDistance");
+      asn1DecStartElem(ctxt, "relevanceDistance");
       if ((stat = asn1PD_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.relevanceTrafficDirectionPresent = 1;
-      asn1PushElem(ctxt, "relevanceTrafficDirection");
+      asn1DecStartElem(ctxt, "relevanceTrafficDirection");
       if ((stat = asn1PD_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.validityDurationPresent = 1;
-      asn1PushElem(ctxt, "validityDuration");
+      asn1DecStartElem(ctxt, "validityDuration");
       if ((stat = asn1PD_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    else (*pvalue).validityDuration = 600;
    if (optbits[4]) {
       (*pvalue).m.transmissionIntervalPresent = 1;
-      asn1PushElem(ctxt, "transmissionInterval");
+      asn1DecStartElem(ctxt, "transmissionInterval");
       if ((stat = asn1PD_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "stationType");
+   asn1DecStartElem(ctxt, "stationType");
    if ((stat = asn1PD_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -147,23 +147,23 @@ int asn1PD_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "informationQuality");
+   asn1DecStartElem(ctxt, "informationQuality");
    if ((stat = asn1PD_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "eventType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "eventType");
    if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.linkedCausePresent = 1;
-      asn1PushElem(ctxt, "linkedCause");
+      asn1DecStartElem(ctxt, "linkedCause");
       if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.eventHistoryPresent = 1;
-      asn1PushElem(ctxt, "eventHistory");
+      asn1DecStartElem(ctxt, "eventHistory");
       if ((stat = asn1PD_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -201,24 +201,24 @@ int asn1PD_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.eventSpeedPresent = 1;
-      asn1PushElem(ctxt, "eventSpeed");
+      asn1DecStartElem(ctxt, "eventSpeed");
       if ((stat = asn1PD_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.eventPositionHeadingPresent = 1;
-      asn1PushElem(ctxt, "eventPositionHeading");
+      asn1DecStartElem(ctxt, "eventPositionHeading");
       if ((stat = asn1PD_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "traces");
+   asn1DecStartElem(ctxt, "traces");
    if ((stat = asn1PD_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[2]) {
       (*pvalue).m.roadTypePresent = 1;
-      asn1PushElem(ctxt, "roadType");
+      asn1DecStartElem(ctxt, "roadType");
       if ((stat = asn1PD_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -246,42 +246,42 @@ int asn1PD_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 int asn1PD_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "heightLonCarrLeft");
+   asn1DecStartElem(ctxt, "heightLonCarrLeft");
    if ((stat = asn1PD_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "heightLonCarrRight");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "heightLonCarrRight");
    if ((stat = asn1PD_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "posLonCarrLeft");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "posLonCarrLeft");
    if ((stat = asn1PD_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "posLonCarrRight");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "posLonCarrRight");
    if ((stat = asn1PD_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "positionOfPillars");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "positionOfPillars");
    if ((stat = asn1PD_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "posCentMass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "posCentMass");
    if ((stat = asn1PD_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "wheelBaseVehicle");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "wheelBaseVehicle");
    if ((stat = asn1PD_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "turningRadius");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "turningRadius");
    if ((stat = asn1PD_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "posFrontAx");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "posFrontAx");
    if ((stat = asn1PD_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "positionOfOccupants");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "positionOfOccupants");
    if ((stat = asn1PD_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleMass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleMass");
    if ((stat = asn1PD_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "requestResponseIndication");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "requestResponseIndication");
    if ((stat = asn1PD_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -301,57 +301,57 @@ int asn1PD_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
    if ((stat = pd_OptBit(ctxt, &optbits[8])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.lightBarSirenInUsePresent = 1;
-      asn1PushElem(ctxt, "lightBarSirenInUse");
+      asn1DecStartElem(ctxt, "lightBarSirenInUse");
       if ((stat = asn1PD_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.closedLanesPresent = 1;
-      asn1PushElem(ctxt, "closedLanes");
+      asn1DecStartElem(ctxt, "closedLanes");
       if ((stat = asn1PD_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.restrictionPresent = 1;
-      asn1PushElem(ctxt, "restriction");
+      asn1DecStartElem(ctxt, "restriction");
       if ((stat = asn1PD_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.speedLimitPresent = 1;
-      asn1PushElem(ctxt, "speedLimit");
+      asn1DecStartElem(ctxt, "speedLimit");
       if ((stat = asn1PD_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.incidentIndicationPresent = 1;
-      asn1PushElem(ctxt, "incidentIndication");
+      asn1DecStartElem(ctxt, "incidentIndication");
       if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.recommendedPathPresent = 1;
-      asn1PushElem(ctxt, "recommendedPath");
+      asn1DecStartElem(ctxt, "recommendedPath");
       if ((stat = asn1PD_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.startingPointSpeedLimitPresent = 1;
-      asn1PushElem(ctxt, "startingPointSpeedLimit");
+      asn1DecStartElem(ctxt, "startingPointSpeedLimit");
       if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.trafficFlowRulePresent = 1;
-      asn1PushElem(ctxt, "trafficFlowRule");
+      asn1DecStartElem(ctxt, "trafficFlowRule");
       if ((stat = asn1PD_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[8]) {
       (*pvalue).m.referenceDenmsPresent = 1;
-      asn1PushElem(ctxt, "referenceDenms");
+      asn1DecStartElem(ctxt, "referenceDenms");
       if ((stat = asn1PD_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -369,39 +369,39 @@ int asn1PD_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.stationarySincePresent = 1;
-      asn1PushElem(ctxt, "stationarySince");
+      asn1DecStartElem(ctxt, "stationarySince");
       if ((stat = asn1PD_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.stationaryCausePresent = 1;
-      asn1PushElem(ctxt, "stationaryCause");
+      asn1DecStartElem(ctxt, "stationaryCause");
       if ((stat = asn1PD_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.carryingDangerousGoodsPresent = 1;
-      asn1PushElem(ctxt, "carryingDangerousGoods");
+      asn1DecStartElem(ctxt, "carryingDangerousGoods");
       if ((stat = asn1PD_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.numberOfOccupantsPresent = 1;
-      asn1PushElem(ctxt, "numberOfOccupants");
+      asn1DecStartElem(ctxt, "numberOfOccupants");
       if ((stat = asn1PD_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.vehicleIdentificationPresent = 1;
-      asn1PushElem(ctxt, "vehicleIdentification");
+      asn1DecStartElem(ctxt, "vehicleIdentification");
       if ((stat = asn1PD_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.energyStorageTypePresent = 1;
-      asn1PushElem(ctxt, "energyStorageType");
+      asn1DecStartElem(ctxt, "energyStorageType");
       if ((stat = asn1PD_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -422,39 +422,39 @@ int asn1PD_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.lanePositionPresent = 1;
-      asn1PushElem(ctxt, "lanePosition");
+      asn1DecStartElem(ctxt, "lanePosition");
       if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.impactReductionPresent = 1;
-      asn1PushElem(ctxt, "impactReduction");
+      asn1DecStartElem(ctxt, "impactReduction");
       if ((stat = asn1PD_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.externalTemperaturePresent = 1;
-      asn1PushElem(ctxt, "externalTemperature");
+      asn1DecStartElem(ctxt, "externalTemperature");
       if ((stat = asn1PD_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.roadWorksPresent = 1;
-      asn1PushElem(ctxt, "roadWorks");
+      asn1DecStartElem(ctxt, "roadWorks");
       if ((stat = asn1PD_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.positioningSolutionPresent = 1;
-      asn1PushElem(ctxt, "positioningSolution");
+      asn1DecStartElem(ctxt, "positioningSolution");
       if ((stat = asn1PD_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.stationaryVehiclePresent = 1;
-      asn1PushElem(ctxt, "stationaryVehicle");
+      asn1DecStartElem(ctxt, "stationaryVehicle");
       if ((stat = asn1PD_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -485,6 +485,7 @@ int asn1PD_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_Termination_ToString);
    return 0;
 }
 
@@ -503,9 +504,9 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ActionID();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }

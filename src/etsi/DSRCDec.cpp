@@ -31,54 +31,54 @@ int asn1PD_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "msgIssueRevision");
+   asn1DecStartElem(ctxt, "msgIssueRevision");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.layerTypePresent = 1;
-      asn1PushElem(ctxt, "layerType");
+      asn1DecStartElem(ctxt, "layerType");
       if ((stat = asn1PD_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.layerIDPresent = 1;
-      asn1PushElem(ctxt, "layerID");
+      asn1DecStartElem(ctxt, "layerID");
       if ((stat = asn1PD_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.intersectionsPresent = 1;
-      asn1PushElem(ctxt, "intersections");
+      asn1DecStartElem(ctxt, "intersections");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.roadSegmentsPresent = 1;
-      asn1PushElem(ctxt, "roadSegments");
+      asn1DecStartElem(ctxt, "roadSegments");
       if ((stat = asn1PD_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.dataParametersPresent = 1;
-      asn1PushElem(ctxt, "dataParameters");
+      asn1DecStartElem(ctxt, "dataParameters");
       if ((stat = asn1PD_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.restrictionListPresent = 1;
-      asn1PushElem(ctxt, "restrictionList");
+      asn1DecStartElem(ctxt, "restrictionList");
       if ((stat = asn1PD_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -118,9 +118,9 @@ int asn1PD_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_MapData_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -130,10 +130,10 @@ int asn1PD_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -143,19 +143,20 @@ int asn1PD_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
          ASN1T_ETSI_GrpC_MapData_addGrpC* pv = (ASN1T_ETSI_GrpC_MapData_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MapData_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_MapData_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_MapData_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_MapData_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_MapData_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -171,38 +172,38 @@ int asn1PD_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "msgCnt");
+   asn1DecStartElem(ctxt, "msgCnt");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "rev");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "rev");
    if ((stat = asn1PD_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.anchorPointPresent = 1;
-      asn1PushElem(ctxt, "anchorPoint");
+      asn1DecStartElem(ctxt, "anchorPoint");
       if ((stat = asn1PD_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.rtcmHeaderPresent = 1;
-      asn1PushElem(ctxt, "rtcmHeader");
+      asn1DecStartElem(ctxt, "rtcmHeader");
       if ((stat = asn1PD_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "msgs");
+   asn1DecStartElem(ctxt, "msgs");
    if ((stat = asn1PD_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[3]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -242,9 +243,9 @@ int asn1PD_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
          ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RTCMcorrections_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -254,10 +255,10 @@ int asn1PD_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
 int asn1PD_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -265,11 +266,12 @@ int asn1PD_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -286,24 +288,24 @@ int asn1PD_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "intersections");
+   asn1DecStartElem(ctxt, "intersections");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[2]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -343,9 +345,9 @@ int asn1PD_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SPAT_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -355,10 +357,10 @@ int asn1PD_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -366,11 +368,12 @@ int asn1PD_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -388,33 +391,33 @@ int asn1PD_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "second");
+   asn1DecStartElem(ctxt, "second");
    if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.sequenceNumberPresent = 1;
-      asn1PushElem(ctxt, "sequenceNumber");
+      asn1DecStartElem(ctxt, "sequenceNumber");
       if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.requestsPresent = 1;
-      asn1PushElem(ctxt, "requests");
+      asn1DecStartElem(ctxt, "requests");
       if ((stat = asn1PD_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "requestor");
+   asn1DecStartElem(ctxt, "requestor");
    if ((stat = asn1PD_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[3]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -454,9 +457,9 @@ int asn1PD_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -466,10 +469,10 @@ int asn1PD_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int asn1PD_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -477,11 +480,12 @@ int asn1PD_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -498,27 +502,27 @@ int asn1PD_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "second");
+   asn1DecStartElem(ctxt, "second");
    if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.sequenceNumberPresent = 1;
-      asn1PushElem(ctxt, "sequenceNumber");
+      asn1DecStartElem(ctxt, "sequenceNumber");
       if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "status");
+   asn1DecStartElem(ctxt, "status");
    if ((stat = asn1PD_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[2]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -558,9 +562,9 @@ int asn1PD_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
          ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -570,10 +574,10 @@ int asn1PD_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int asn1PD_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -581,11 +585,12 @@ int asn1PD_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -602,38 +607,38 @@ int asn1PD_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "type");
+   asn1DecStartElem(ctxt, "type");
    if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.speedPresent = 1;
-      asn1PushElem(ctxt, "speed");
+      asn1DecStartElem(ctxt, "speed");
       if ((stat = asn1PD_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.confidencePresent = 1;
-      asn1PushElem(ctxt, "confidence");
+      asn1DecStartElem(ctxt, "confidence");
       if ((stat = asn1PD_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.distancePresent = 1;
-      asn1PushElem(ctxt, "distance");
+      asn1DecStartElem(ctxt, "distance");
       if ((stat = asn1PD_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.class_Present = 1;
-      asn1PushElem(ctxt, "class");
+      asn1DecStartElem(ctxt, "class");
       if ((stat = asn1PD_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -673,9 +678,9 @@ int asn1PD_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -685,10 +690,10 @@ int asn1PD_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int asn1PD_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -696,11 +701,12 @@ int asn1PD_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -719,9 +725,9 @@ int asn1PD_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -731,15 +737,15 @@ int asn1PD_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "antOffsetX");
+   asn1DecStartElem(ctxt, "antOffsetX");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "antOffsetY");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "antOffsetY");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "antOffsetZ");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "antOffsetZ");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -755,38 +761,38 @@ int asn1PD_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "referenceLaneId");
+   asn1DecStartElem(ctxt, "referenceLaneId");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "offsetXaxis");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "offsetXaxis");
    if ((stat = asn1PD_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "offsetYaxis");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "offsetYaxis");
    if ((stat = asn1PD_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.rotateXYPresent = 1;
-      asn1PushElem(ctxt, "rotateXY");
+      asn1DecStartElem(ctxt, "rotateXY");
       if ((stat = asn1PD_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.scaleXaxisPresent = 1;
-      asn1PushElem(ctxt, "scaleXaxis");
+      asn1DecStartElem(ctxt, "scaleXaxis");
       if ((stat = asn1PD_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.scaleYaxisPresent = 1;
-      asn1PushElem(ctxt, "scaleYaxis");
+      asn1DecStartElem(ctxt, "scaleYaxis");
       if ((stat = asn1PD_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -826,18 +832,18 @@ int asn1PD_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
       (*pvalue).u.small = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.small) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
-      asn1PushElem(ctxt, "small");
+      asn1DecStartElem(ctxt, "small");
       if ((stat = asn1PD_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.large = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.large) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
-      asn1PushElem(ctxt, "large");
+      asn1DecStartElem(ctxt, "large");
       if ((stat = asn1PD_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -860,18 +866,18 @@ int asn1PD_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
       (*pvalue).u.small = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.small) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
-      asn1PushElem(ctxt, "small");
+      asn1DecStartElem(ctxt, "small");
       if ((stat = asn1PD_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.large = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.large) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
-      asn1PushElem(ctxt, "large");
+      asn1DecStartElem(ctxt, "large");
       if ((stat = asn1PD_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -894,9 +900,9 @@ int asn1PD_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_ComputedLane_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -906,10 +912,10 @@ int asn1PD_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -917,11 +923,12 @@ int asn1PD_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -940,9 +947,9 @@ int asn1PD_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_Connection();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -955,14 +962,14 @@ int asn1PD_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "lane");
+   asn1DecStartElem(ctxt, "lane");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.maneuverPresent = 1;
-      asn1PushElem(ctxt, "maneuver");
+      asn1DecStartElem(ctxt, "maneuver");
       if ((stat = asn1PD_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -976,32 +983,32 @@ int asn1PD_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "connectingLane");
+   asn1DecStartElem(ctxt, "connectingLane");
    if ((stat = asn1PD_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.remoteIntersectionPresent = 1;
-      asn1PushElem(ctxt, "remoteIntersection");
+      asn1DecStartElem(ctxt, "remoteIntersection");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.signalGroupPresent = 1;
-      asn1PushElem(ctxt, "signalGroup");
+      asn1DecStartElem(ctxt, "signalGroup");
       if ((stat = asn1PD_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.userClassPresent = 1;
-      asn1PushElem(ctxt, "userClass");
+      asn1DecStartElem(ctxt, "userClass");
       if ((stat = asn1PD_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.connectionIDPresent = 1;
-      asn1PushElem(ctxt, "connectionID");
+      asn1DecStartElem(ctxt, "connectionID");
       if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1019,38 +1026,38 @@ int asn1PD_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "connectionID");
+   asn1DecStartElem(ctxt, "connectionID");
    if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.queueLengthPresent = 1;
-      asn1PushElem(ctxt, "queueLength");
+      asn1DecStartElem(ctxt, "queueLength");
       if ((stat = asn1PD_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.availableStorageLengthPresent = 1;
-      asn1PushElem(ctxt, "availableStorageLength");
+      asn1DecStartElem(ctxt, "availableStorageLength");
       if ((stat = asn1PD_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.waitOnStopPresent = 1;
-      asn1PushElem(ctxt, "waitOnStop");
+      asn1DecStartElem(ctxt, "waitOnStop");
       if ((stat = asn1PD_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.pedBicycleDetectPresent = 1;
-      asn1PushElem(ctxt, "pedBicycleDetect");
+      asn1DecStartElem(ctxt, "pedBicycleDetect");
       if ((stat = asn1PD_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1090,9 +1097,9 @@ int asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1102,10 +1109,10 @@ int asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
 int asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1115,19 +1122,20 @@ int asn1PD_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
          ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_ConnectionManeuverAssist_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_ConnectionManeuverAssist_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1145,31 +1153,31 @@ int asn1PD_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.processMethodPresent = 1;
-      asn1PushElem(ctxt, "processMethod");
+      asn1DecStartElem(ctxt, "processMethod");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 255, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).processMethod, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.processAgencyPresent = 1;
-      asn1PushElem(ctxt, "processAgency");
+      asn1DecStartElem(ctxt, "processAgency");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 255, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).processAgency, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.lastCheckedDatePresent = 1;
-      asn1PushElem(ctxt, "lastCheckedDate");
+      asn1DecStartElem(ctxt, "lastCheckedDate");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 255, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).lastCheckedDate, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.geoidUsedPresent = 1;
-      asn1PushElem(ctxt, "geoidUsed");
+      asn1DecStartElem(ctxt, "geoidUsed");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 255, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).geoidUsed, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1208,45 +1216,45 @@ int asn1PD_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.yearPresent = 1;
-      asn1PushElem(ctxt, "year");
+      asn1DecStartElem(ctxt, "year");
       if ((stat = asn1PD_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.monthPresent = 1;
-      asn1PushElem(ctxt, "month");
+      asn1DecStartElem(ctxt, "month");
       if ((stat = asn1PD_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.dayPresent = 1;
-      asn1PushElem(ctxt, "day");
+      asn1DecStartElem(ctxt, "day");
       if ((stat = asn1PD_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.hourPresent = 1;
-      asn1PushElem(ctxt, "hour");
+      asn1DecStartElem(ctxt, "hour");
       if ((stat = asn1PD_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.minutePresent = 1;
-      asn1PushElem(ctxt, "minute");
+      asn1DecStartElem(ctxt, "minute");
       if ((stat = asn1PD_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.secondPresent = 1;
-      asn1PushElem(ctxt, "second");
+      asn1DecStartElem(ctxt, "second");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.offsetPresent = 1;
-      asn1PushElem(ctxt, "offset");
+      asn1DecStartElem(ctxt, "offset");
       if ((stat = asn1PD_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1266,9 +1274,9 @@ int asn1PD_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_LaneID();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1293,57 +1301,57 @@ int asn1PD_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
    if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.utcTimePresent = 1;
-      asn1PushElem(ctxt, "utcTime");
+      asn1DecStartElem(ctxt, "utcTime");
       if ((stat = asn1PD_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "long");
+   asn1DecStartElem(ctxt, "long");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "lat");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "lat");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.elevationPresent = 1;
-      asn1PushElem(ctxt, "elevation");
+      asn1DecStartElem(ctxt, "elevation");
       if ((stat = asn1PD_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.headingPresent = 1;
-      asn1PushElem(ctxt, "heading");
+      asn1DecStartElem(ctxt, "heading");
       if ((stat = asn1PD_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.speedPresent = 1;
-      asn1PushElem(ctxt, "speed");
+      asn1DecStartElem(ctxt, "speed");
       if ((stat = asn1PD_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.posAccuracyPresent = 1;
-      asn1PushElem(ctxt, "posAccuracy");
+      asn1DecStartElem(ctxt, "posAccuracy");
       if ((stat = asn1PD_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.timeConfidencePresent = 1;
-      asn1PushElem(ctxt, "timeConfidence");
+      asn1DecStartElem(ctxt, "timeConfidence");
       if ((stat = asn1PD_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.posConfidencePresent = 1;
-      asn1PushElem(ctxt, "posConfidence");
+      asn1DecStartElem(ctxt, "posConfidence");
       if ((stat = asn1PD_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.speedConfidencePresent = 1;
-      asn1PushElem(ctxt, "speedConfidence");
+      asn1DecStartElem(ctxt, "speedConfidence");
       if ((stat = asn1PD_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1383,56 +1391,56 @@ int asn1PD_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "laneID");
+   asn1DecStartElem(ctxt, "laneID");
    if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.ingressApproachPresent = 1;
-      asn1PushElem(ctxt, "ingressApproach");
+      asn1DecStartElem(ctxt, "ingressApproach");
       if ((stat = asn1PD_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.egressApproachPresent = 1;
-      asn1PushElem(ctxt, "egressApproach");
+      asn1DecStartElem(ctxt, "egressApproach");
       if ((stat = asn1PD_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "laneAttributes");
+   asn1DecStartElem(ctxt, "laneAttributes");
    if ((stat = asn1PD_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[3]) {
       (*pvalue).m.maneuversPresent = 1;
-      asn1PushElem(ctxt, "maneuvers");
+      asn1DecStartElem(ctxt, "maneuvers");
       if ((stat = asn1PD_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "nodeList");
+   asn1DecStartElem(ctxt, "nodeList");
    if ((stat = asn1PD_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[4]) {
       (*pvalue).m.connectsToPresent = 1;
-      asn1PushElem(ctxt, "connectsTo");
+      asn1DecStartElem(ctxt, "connectsTo");
       if ((stat = asn1PD_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.overlaysPresent = 1;
-      asn1PushElem(ctxt, "overlays");
+      asn1DecStartElem(ctxt, "overlays");
       if ((stat = asn1PD_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1472,9 +1480,9 @@ int asn1PD_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_GenericLane_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1484,10 +1492,10 @@ int asn1PD_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1497,19 +1505,20 @@ int asn1PD_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_GenericLane_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_GenericLane_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_ConnectionTrajectory_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1545,27 +1554,27 @@ int asn1PD_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
       (*pvalue).u.lane = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.lane) ASN1T_ETSI_DSRC_LaneID();
-      asn1PushElem(ctxt, "lane");
+      asn1DecStartElem(ctxt, "lane");
       if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*(*pvalue).u.lane))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.approach = (ASN1T_ETSI_DSRC_ApproachID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ApproachID));
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.approach) ASN1T_ETSI_DSRC_ApproachID();
-      asn1PushElem(ctxt, "approach");
+      asn1DecStartElem(ctxt, "approach");
       if ((stat = asn1PD_ETSI_DSRC_ApproachID(ctxt, &(*(*pvalue).u.approach))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.connection = (ASN1T_ETSI_DSRC_LaneConnectionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneConnectionID));
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.connection) ASN1T_ETSI_DSRC_LaneConnectionID();
-      asn1PushElem(ctxt, "connection");
+      asn1DecStartElem(ctxt, "connection");
       if ((stat = asn1PD_ETSI_DSRC_LaneConnectionID(ctxt, &(*(*pvalue).u.connection))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -1588,45 +1597,45 @@ int asn1PD_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "revision");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "revision");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "refPoint");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "refPoint");
    if ((stat = asn1PD_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.laneWidthPresent = 1;
-      asn1PushElem(ctxt, "laneWidth");
+      asn1DecStartElem(ctxt, "laneWidth");
       if ((stat = asn1PD_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.speedLimitsPresent = 1;
-      asn1PushElem(ctxt, "speedLimits");
+      asn1DecStartElem(ctxt, "speedLimits");
       if ((stat = asn1PD_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "laneSet");
+   asn1DecStartElem(ctxt, "laneSet");
    if ((stat = asn1PD_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[3]) {
       (*pvalue).m.preemptPriorityDataPresent = 1;
-      asn1PushElem(ctxt, "preemptPriorityData");
+      asn1DecStartElem(ctxt, "preemptPriorityData");
       if ((stat = asn1PD_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1666,9 +1675,9 @@ int asn1PD_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1678,10 +1687,10 @@ int asn1PD_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int asn1PD_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1689,11 +1698,12 @@ int asn1PD_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1712,9 +1722,9 @@ int asn1PD_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
          ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1729,13 +1739,13 @@ int asn1PD_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.regionPresent = 1;
-      asn1PushElem(ctxt, "region");
+      asn1DecStartElem(ctxt, "region");
       if ((stat = asn1PD_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1755,51 +1765,51 @@ int asn1PD_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "revision");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "revision");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "status");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "status");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.moyPresent = 1;
-      asn1PushElem(ctxt, "moy");
+      asn1DecStartElem(ctxt, "moy");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.enabledLanesPresent = 1;
-      asn1PushElem(ctxt, "enabledLanes");
+      asn1DecStartElem(ctxt, "enabledLanes");
       if ((stat = asn1PD_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "states");
+   asn1DecStartElem(ctxt, "states");
    if ((stat = asn1PD_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[4]) {
       (*pvalue).m.maneuverAssistListPresent = 1;
-      asn1PushElem(ctxt, "maneuverAssistList");
+      asn1DecStartElem(ctxt, "maneuverAssistList");
       if ((stat = asn1PD_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1839,9 +1849,9 @@ int asn1PD_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_IntersectionState_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1851,10 +1861,10 @@ int asn1PD_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 int asn1PD_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1864,19 +1874,20 @@ int asn1PD_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pv = (ASN1T_ETSI_GrpC_IntersectionState_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_IntersectionState_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_IntersectionState_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_IntersectionState_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_IntersectionState_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_IntersectionState_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1895,9 +1906,9 @@ int asn1PD_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_IntersectionState();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1910,20 +1921,20 @@ int asn1PD_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "directionalUse");
+   asn1DecStartElem(ctxt, "directionalUse");
    if ((stat = asn1PD_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sharedWith");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sharedWith");
    if ((stat = asn1PD_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneType");
    if ((stat = asn1PD_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1931,10 +1942,10 @@ int asn1PD_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
 int asn1PD_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1944,19 +1955,20 @@ int asn1PD_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
          ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pv = (ASN1T_ETSI_GrpC_LaneAttributes_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_LaneAttributes_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_LaneAttributes_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_LaneAttributes_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_LaneAttributes_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_LaneAttributes_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1992,63 +2004,63 @@ int asn1PD_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
       (*pvalue).u.pathEndPointAngle = (ASN1T_ETSI_DSRC_DeltaAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DeltaAngle));
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.pathEndPointAngle) ASN1T_ETSI_DSRC_DeltaAngle();
-      asn1PushElem(ctxt, "pathEndPointAngle");
+      asn1DecStartElem(ctxt, "pathEndPointAngle");
       if ((stat = asn1PD_ETSI_DSRC_DeltaAngle(ctxt, &(*(*pvalue).u.pathEndPointAngle))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.laneCrownPointCenter = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.laneCrownPointCenter) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
-      asn1PushElem(ctxt, "laneCrownPointCenter");
+      asn1DecStartElem(ctxt, "laneCrownPointCenter");
       if ((stat = asn1PD_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointCenter))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.laneCrownPointLeft = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.laneCrownPointLeft) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
-      asn1PushElem(ctxt, "laneCrownPointLeft");
+      asn1DecStartElem(ctxt, "laneCrownPointLeft");
       if ((stat = asn1PD_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointLeft))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.laneCrownPointRight = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.laneCrownPointRight) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
-      asn1PushElem(ctxt, "laneCrownPointRight");
+      asn1DecStartElem(ctxt, "laneCrownPointRight");
       if ((stat = asn1PD_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointRight))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.laneAngle = (ASN1T_ETSI_DSRC_MergeDivergeNodeAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MergeDivergeNodeAngle));
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.laneAngle) ASN1T_ETSI_DSRC_MergeDivergeNodeAngle();
-      asn1PushElem(ctxt, "laneAngle");
+      asn1DecStartElem(ctxt, "laneAngle");
       if ((stat = asn1PD_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*(*pvalue).u.laneAngle))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.speedLimits = (ASN1T_ETSI_DSRC_SpeedLimitList*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SpeedLimitList));
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.speedLimits) ASN1T_ETSI_DSRC_SpeedLimitList();
-      asn1PushElem(ctxt, "speedLimits");
+      asn1DecStartElem(ctxt, "speedLimits");
       if ((stat = asn1PD_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.regional = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional));
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.regional) ASN1T_ETSI_DSRC_LaneDataAttribute_regional();
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2071,9 +2083,9 @@ int asn1PD_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2083,10 +2095,10 @@ int asn1PD_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 int asn1PD_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2094,11 +2106,12 @@ int asn1PD_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2117,9 +2130,9 @@ int asn1PD_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2141,9 +2154,9 @@ int asn1PD_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_GenericLane();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2154,6 +2167,7 @@ int asn1PD_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pval
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 10, 10)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -2189,72 +2203,72 @@ int asn1PD_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
       (*pvalue).u.vehicle = (ASN1T_ETSI_DSRC_LaneAttributes_Vehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Vehicle));
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.vehicle) ASN1T_ETSI_DSRC_LaneAttributes_Vehicle();
-      asn1PushElem(ctxt, "vehicle");
+      asn1DecStartElem(ctxt, "vehicle");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.crosswalk = (ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk));
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.crosswalk) ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk();
-      asn1PushElem(ctxt, "crosswalk");
+      asn1DecStartElem(ctxt, "crosswalk");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.bikeLane = (ASN1T_ETSI_DSRC_LaneAttributes_Bike*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Bike));
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.bikeLane) ASN1T_ETSI_DSRC_LaneAttributes_Bike();
-      asn1PushElem(ctxt, "bikeLane");
+      asn1DecStartElem(ctxt, "bikeLane");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.sidewalk = (ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk));
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.sidewalk) ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk();
-      asn1PushElem(ctxt, "sidewalk");
+      asn1DecStartElem(ctxt, "sidewalk");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.median = (ASN1T_ETSI_DSRC_LaneAttributes_Barrier*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Barrier));
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.median) ASN1T_ETSI_DSRC_LaneAttributes_Barrier();
-      asn1PushElem(ctxt, "median");
+      asn1DecStartElem(ctxt, "median");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.striping = (ASN1T_ETSI_DSRC_LaneAttributes_Striping*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Striping));
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.striping) ASN1T_ETSI_DSRC_LaneAttributes_Striping();
-      asn1PushElem(ctxt, "striping");
+      asn1DecStartElem(ctxt, "striping");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.trackedVehicle = (ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle));
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.trackedVehicle) ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle();
-      asn1PushElem(ctxt, "trackedVehicle");
+      asn1DecStartElem(ctxt, "trackedVehicle");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 7: {
       (*pvalue).u.parking = (ASN1T_ETSI_DSRC_LaneAttributes_Parking*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Parking));
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.parking) ASN1T_ETSI_DSRC_LaneAttributes_Parking();
-      asn1PushElem(ctxt, "parking");
+      asn1DecStartElem(ctxt, "parking");
       if ((stat = asn1PD_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2277,9 +2291,9 @@ int asn1PD_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2297,26 +2311,26 @@ int asn1PD_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "eventState");
+   asn1DecStartElem(ctxt, "eventState");
    if ((stat = asn1PD_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.timingPresent = 1;
-      asn1PushElem(ctxt, "timing");
+      asn1DecStartElem(ctxt, "timing");
       if ((stat = asn1PD_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.speedsPresent = 1;
-      asn1PushElem(ctxt, "speeds");
+      asn1DecStartElem(ctxt, "speeds");
       if ((stat = asn1PD_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -2356,9 +2370,9 @@ int asn1PD_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_MovementEvent_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2368,10 +2382,10 @@ int asn1PD_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int asn1PD_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2381,19 +2395,20 @@ int asn1PD_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
          ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pv = (ASN1T_ETSI_GrpC_MovementEvent_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MovementEvent_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_MovementEvent_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_MovementEvent_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_MovementEvent_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_MovementEvent_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2412,9 +2427,9 @@ int asn1PD_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_MovementEvent();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2436,9 +2451,9 @@ int asn1PD_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_MovementState();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2458,27 +2473,27 @@ int asn1PD_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.movementNamePresent = 1;
-      asn1PushElem(ctxt, "movementName");
+      asn1DecStartElem(ctxt, "movementName");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "signalGroup");
+   asn1DecStartElem(ctxt, "signalGroup");
    if ((stat = asn1PD_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "state-time-speed");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "state-time-speed");
    if ((stat = asn1PD_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.maneuverAssistListPresent = 1;
-      asn1PushElem(ctxt, "maneuverAssistList");
+      asn1DecStartElem(ctxt, "maneuverAssistList");
       if ((stat = asn1PD_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -2518,9 +2533,9 @@ int asn1PD_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_MovementState_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2530,10 +2545,10 @@ int asn1PD_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int asn1PD_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2541,11 +2556,12 @@ int asn1PD_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2566,45 +2582,45 @@ int asn1PD_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.localNodePresent = 1;
-      asn1PushElem(ctxt, "localNode");
+      asn1DecStartElem(ctxt, "localNode");
       if ((stat = asn1PD_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.disabledPresent = 1;
-      asn1PushElem(ctxt, "disabled");
+      asn1DecStartElem(ctxt, "disabled");
       if ((stat = asn1PD_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.enabledPresent = 1;
-      asn1PushElem(ctxt, "enabled");
+      asn1DecStartElem(ctxt, "enabled");
       if ((stat = asn1PD_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.dataPresent = 1;
-      asn1PushElem(ctxt, "data");
+      asn1DecStartElem(ctxt, "data");
       if ((stat = asn1PD_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.dWidthPresent = 1;
-      asn1PushElem(ctxt, "dWidth");
+      asn1DecStartElem(ctxt, "dWidth");
       if ((stat = asn1PD_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.dElevationPresent = 1;
-      asn1PushElem(ctxt, "dElevation");
+      asn1DecStartElem(ctxt, "dElevation");
       if ((stat = asn1PD_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -2644,9 +2660,9 @@ int asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2656,10 +2672,10 @@ int asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 int asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2669,19 +2685,20 @@ int asn1PD_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
          ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pv = (ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_NodeAttributeSetXY_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_NodeAttributeSetXY_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_NodeAttributeSet_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2695,10 +2712,12 @@ int asn1PD_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttribute
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_NodeAttributeXY_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_NodeAttributeXY_ToString);
    return 0;
 }
 
@@ -2717,9 +2736,9 @@ int asn1PD_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_NodeAttributeXY();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -2729,84 +2748,84 @@ int asn1PD_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "lon");
+   asn1DecStartElem(ctxt, "lon");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "lat");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "lat");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "x");
+   asn1DecStartElem(ctxt, "x");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    if ((stat = asn1PD_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2842,18 +2861,18 @@ int asn1PD_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
       (*pvalue).u.nodes = (ASN1T_ETSI_DSRC_NodeSetXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeSetXY));
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.nodes) ASN1T_ETSI_DSRC_NodeSetXY();
-      asn1PushElem(ctxt, "nodes");
+      asn1DecStartElem(ctxt, "nodes");
       if ((stat = asn1PD_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.computed = (ASN1T_ETSI_DSRC_ComputedLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane));
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.computed) ASN1T_ETSI_DSRC_ComputedLane();
-      asn1PushElem(ctxt, "computed");
+      asn1DecStartElem(ctxt, "computed");
       if ((stat = asn1PD_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2876,72 +2895,72 @@ int asn1PD_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       (*pvalue).u.node_XY1 = (ASN1T_ETSI_DSRC_Node_XY_20b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_20b));
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY1) ASN1T_ETSI_DSRC_Node_XY_20b();
-      asn1PushElem(ctxt, "node-XY1");
+      asn1DecStartElem(ctxt, "node-XY1");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.node_XY2 = (ASN1T_ETSI_DSRC_Node_XY_22b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_22b));
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY2) ASN1T_ETSI_DSRC_Node_XY_22b();
-      asn1PushElem(ctxt, "node-XY2");
+      asn1DecStartElem(ctxt, "node-XY2");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.node_XY3 = (ASN1T_ETSI_DSRC_Node_XY_24b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_24b));
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY3) ASN1T_ETSI_DSRC_Node_XY_24b();
-      asn1PushElem(ctxt, "node-XY3");
+      asn1DecStartElem(ctxt, "node-XY3");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.node_XY4 = (ASN1T_ETSI_DSRC_Node_XY_26b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_26b));
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY4) ASN1T_ETSI_DSRC_Node_XY_26b();
-      asn1PushElem(ctxt, "node-XY4");
+      asn1DecStartElem(ctxt, "node-XY4");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.node_XY5 = (ASN1T_ETSI_DSRC_Node_XY_28b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_28b));
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY5) ASN1T_ETSI_DSRC_Node_XY_28b();
-      asn1PushElem(ctxt, "node-XY5");
+      asn1DecStartElem(ctxt, "node-XY5");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.node_XY6 = (ASN1T_ETSI_DSRC_Node_XY_32b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_32b));
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_XY6) ASN1T_ETSI_DSRC_Node_XY_32b();
-      asn1PushElem(ctxt, "node-XY6");
+      asn1DecStartElem(ctxt, "node-XY6");
       if ((stat = asn1PD_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.node_LatLon = (ASN1T_ETSI_DSRC_Node_LLmD_64b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_LLmD_64b));
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.node_LatLon) ASN1T_ETSI_DSRC_Node_LLmD_64b();
-      asn1PushElem(ctxt, "node-LatLon");
+      asn1DecStartElem(ctxt, "node-LatLon");
       if ((stat = asn1PD_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 7: {
       (*pvalue).u.regional = (ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional));
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.regional) ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional();
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2952,10 +2971,10 @@ int asn1PD_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
 int asn1PD_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2963,11 +2982,12 @@ int asn1PD_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2980,14 +3000,14 @@ int asn1PD_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "delta");
+   asn1DecStartElem(ctxt, "delta");
    if ((stat = asn1PD_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.attributesPresent = 1;
-      asn1PushElem(ctxt, "attributes");
+      asn1DecStartElem(ctxt, "attributes");
       if ((stat = asn1PD_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3027,9 +3047,9 @@ int asn1PD_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_NodeXY();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3051,9 +3071,9 @@ int asn1PD_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_LaneID();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3063,27 +3083,27 @@ int asn1PD_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "semiMajor");
+   asn1DecStartElem(ctxt, "semiMajor");
    if ((stat = asn1PD_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "semiMinor");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "semiMinor");
    if ((stat = asn1PD_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "orientation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "orientation");
    if ((stat = asn1PD_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "pos");
+   asn1DecStartElem(ctxt, "pos");
    if ((stat = asn1PD_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "elevation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "elevation");
    if ((stat = asn1PD_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3097,23 +3117,23 @@ int asn1PD_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "lat");
+   asn1DecStartElem(ctxt, "lat");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "long");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "long");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.elevationPresent = 1;
-      asn1PushElem(ctxt, "elevation");
+      asn1DecStartElem(ctxt, "elevation");
       if ((stat = asn1PD_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3153,9 +3173,9 @@ int asn1PD_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_Position3D_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3165,10 +3185,10 @@ int asn1PD_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3178,19 +3198,20 @@ int asn1PD_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
          ASN1T_ETSI_GrpC_Position3D_addGrpC* pv = (ASN1T_ETSI_GrpC_Position3D_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Position3D_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_Position3D_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_Position3D_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_Position3D_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_Position3D_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3209,9 +3230,9 @@ int asn1PD_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalControlZone();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3221,12 +3242,12 @@ int asn1PD_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "type");
+   asn1DecStartElem(ctxt, "type");
    if ((stat = asn1PD_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "speed");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "speed");
    if ((stat = asn1PD_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3246,56 +3267,56 @@ int asn1PD_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.typePresent = 1;
-      asn1PushElem(ctxt, "type");
+      asn1DecStartElem(ctxt, "type");
       if ((stat = asn1PD_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.positionPresent = 1;
-      asn1PushElem(ctxt, "position");
+      asn1DecStartElem(ctxt, "position");
       if ((stat = asn1PD_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.routeNamePresent = 1;
-      asn1PushElem(ctxt, "routeName");
+      asn1DecStartElem(ctxt, "routeName");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.transitStatusPresent = 1;
-      asn1PushElem(ctxt, "transitStatus");
+      asn1DecStartElem(ctxt, "transitStatus");
       if ((stat = asn1PD_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.transitOccupancyPresent = 1;
-      asn1PushElem(ctxt, "transitOccupancy");
+      asn1DecStartElem(ctxt, "transitOccupancy");
       if ((stat = asn1PD_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.transitSchedulePresent = 1;
-      asn1PushElem(ctxt, "transitSchedule");
+      asn1DecStartElem(ctxt, "transitSchedule");
       if ((stat = asn1PD_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3335,9 +3356,9 @@ int asn1PD_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RequestorDescription_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3347,10 +3368,10 @@ int asn1PD_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int asn1PD_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3360,19 +3381,20 @@ int asn1PD_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
          ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pv = (ASN1T_ETSI_GrpC_RequestorDescription_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RequestorDescription_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_RequestorDescription_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_RequestorDescription_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_RequestorDescription_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_RequestorDescription_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3386,20 +3408,20 @@ int asn1PD_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "position");
+   asn1DecStartElem(ctxt, "position");
    if ((stat = asn1PD_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.headingPresent = 1;
-      asn1PushElem(ctxt, "heading");
+      asn1DecStartElem(ctxt, "heading");
       if ((stat = asn1PD_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.speedPresent = 1;
-      asn1PushElem(ctxt, "speed");
+      asn1DecStartElem(ctxt, "speed");
       if ((stat = asn1PD_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3437,38 +3459,38 @@ int asn1PD_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "role");
+   asn1DecStartElem(ctxt, "role");
    if ((stat = asn1PD_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.subrolePresent = 1;
-      asn1PushElem(ctxt, "subrole");
+      asn1DecStartElem(ctxt, "subrole");
       if ((stat = asn1PD_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.requestPresent = 1;
-      asn1PushElem(ctxt, "request");
+      asn1DecStartElem(ctxt, "request");
       if ((stat = asn1PD_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.iso3883Present = 1;
-      asn1PushElem(ctxt, "iso3883");
+      asn1DecStartElem(ctxt, "iso3883");
       if ((stat = asn1PD_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.hpmsTypePresent = 1;
-      asn1PushElem(ctxt, "hpmsType");
+      asn1DecStartElem(ctxt, "hpmsType");
       if ((stat = asn1PD_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3496,10 +3518,10 @@ int asn1PD_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
 int asn1PD_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3507,23 +3529,24 @@ int asn1PD_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "users");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "users");
    if ((stat = asn1PD_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3542,9 +3565,9 @@ int asn1PD_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RestrictionClassAssignment();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3583,18 +3606,18 @@ int asn1PD_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
       (*pvalue).u.basicType = (ASN1T_ETSI_DSRC_RestrictionAppliesTo*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionAppliesTo));
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.basicType) ASN1T_ETSI_DSRC_RestrictionAppliesTo();
-      asn1PushElem(ctxt, "basicType");
+      asn1DecStartElem(ctxt, "basicType");
       if ((stat = asn1PD_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*(*pvalue).u.basicType))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.regional = (ASN1T_ETSI_DSRC_RestrictionUserType_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional));
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.regional) ASN1T_ETSI_DSRC_RestrictionUserType_regional();
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -3617,9 +3640,9 @@ int asn1PD_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
          ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RestrictionUserType_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3629,10 +3652,10 @@ int asn1PD_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int asn1PD_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3642,19 +3665,20 @@ int asn1PD_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
          ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pv = (ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_RestrictionUserType_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_RestrictionUserType_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_RestrictionUserType_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3673,9 +3697,9 @@ int asn1PD_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
          ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RestrictionUserType();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3697,9 +3721,9 @@ int asn1PD_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_GenericLane();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3714,13 +3738,13 @@ int asn1PD_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.regionPresent = 1;
-      asn1PushElem(ctxt, "region");
+      asn1DecStartElem(ctxt, "region");
       if ((stat = asn1PD_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3738,39 +3762,39 @@ int asn1PD_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.namePresent = 1;
-      asn1PushElem(ctxt, "name");
+      asn1DecStartElem(ctxt, "name");
       if ((stat = asn1PD_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "revision");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "revision");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "refPoint");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "refPoint");
    if ((stat = asn1PD_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.laneWidthPresent = 1;
-      asn1PushElem(ctxt, "laneWidth");
+      asn1DecStartElem(ctxt, "laneWidth");
       if ((stat = asn1PD_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.speedLimitsPresent = 1;
-      asn1PushElem(ctxt, "speedLimits");
+      asn1DecStartElem(ctxt, "speedLimits");
       if ((stat = asn1PD_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "roadLaneSet");
+   asn1DecStartElem(ctxt, "roadLaneSet");
    if ((stat = asn1PD_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[3]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -3810,9 +3834,9 @@ int asn1PD_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RoadSegment_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3822,10 +3846,10 @@ int asn1PD_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3833,11 +3857,12 @@ int asn1PD_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3856,9 +3881,9 @@ int asn1PD_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RoadSegment();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3868,12 +3893,12 @@ int asn1PD_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "status");
+   asn1DecStartElem(ctxt, "status");
    if ((stat = asn1PD_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "offsetSet");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "offsetSet");
    if ((stat = asn1PD_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3892,9 +3917,9 @@ int asn1PD_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RTCMmessage();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3916,9 +3941,9 @@ int asn1PD_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SegmentAttributeXY();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -3931,9 +3956,9 @@ int asn1PD_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "zone");
+   asn1DecStartElem(ctxt, "zone");
    if ((stat = asn1PD_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3960,10 +3985,10 @@ int asn1PD_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
 int asn1PD_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3971,11 +3996,12 @@ int asn1PD_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3989,26 +4015,26 @@ int asn1PD_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "request");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "request");
    if ((stat = asn1PD_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sequenceNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sequenceNumber");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.rolePresent = 1;
-      asn1PushElem(ctxt, "role");
+      asn1DecStartElem(ctxt, "role");
       if ((stat = asn1PD_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.typeDataPresent = 1;
-      asn1PushElem(ctxt, "typeData");
+      asn1DecStartElem(ctxt, "typeData");
       if ((stat = asn1PD_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -4043,29 +4069,29 @@ int asn1PD_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "id");
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "requestID");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "requestID");
    if ((stat = asn1PD_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "requestType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "requestType");
    if ((stat = asn1PD_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "inBoundLane");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "inBoundLane");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.outBoundLanePresent = 1;
-      asn1PushElem(ctxt, "outBoundLane");
+      asn1DecStartElem(ctxt, "outBoundLane");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -4105,9 +4131,9 @@ int asn1PD_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalRequest_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4117,10 +4143,10 @@ int asn1PD_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int asn1PD_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4128,11 +4154,12 @@ int asn1PD_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -4151,9 +4178,9 @@ int asn1PD_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4172,32 +4199,32 @@ int asn1PD_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "request");
+   asn1DecStartElem(ctxt, "request");
    if ((stat = asn1PD_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.minutePresent = 1;
-      asn1PushElem(ctxt, "minute");
+      asn1DecStartElem(ctxt, "minute");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.secondPresent = 1;
-      asn1PushElem(ctxt, "second");
+      asn1DecStartElem(ctxt, "second");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.durationPresent = 1;
-      asn1PushElem(ctxt, "duration");
+      asn1DecStartElem(ctxt, "duration");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -4237,9 +4264,9 @@ int asn1PD_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4249,10 +4276,10 @@ int asn1PD_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 int asn1PD_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4260,11 +4287,12 @@ int asn1PD_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -4277,20 +4305,20 @@ int asn1PD_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "sequenceNumber");
+   asn1DecStartElem(ctxt, "sequenceNumber");
    if ((stat = asn1PD_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "id");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "id");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sigStatus");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sigStatus");
    if ((stat = asn1PD_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -4330,9 +4358,9 @@ int asn1PD_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalStatus_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4342,10 +4370,10 @@ int asn1PD_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4353,11 +4381,12 @@ int asn1PD_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -4376,9 +4405,9 @@ int asn1PD_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalStatus();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4400,9 +4429,9 @@ int asn1PD_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
          ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4425,45 +4454,45 @@ int asn1PD_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.requesterPresent = 1;
-      asn1PushElem(ctxt, "requester");
+      asn1DecStartElem(ctxt, "requester");
       if ((stat = asn1PD_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "inboundOn");
+   asn1DecStartElem(ctxt, "inboundOn");
    if ((stat = asn1PD_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.outboundOnPresent = 1;
-      asn1PushElem(ctxt, "outboundOn");
+      asn1DecStartElem(ctxt, "outboundOn");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.minutePresent = 1;
-      asn1PushElem(ctxt, "minute");
+      asn1DecStartElem(ctxt, "minute");
       if ((stat = asn1PD_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.secondPresent = 1;
-      asn1PushElem(ctxt, "second");
+      asn1DecStartElem(ctxt, "second");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.durationPresent = 1;
-      asn1PushElem(ctxt, "duration");
+      asn1DecStartElem(ctxt, "duration");
       if ((stat = asn1PD_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "status");
+   asn1DecStartElem(ctxt, "status");
    if ((stat = asn1PD_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[5]) {
       (*pvalue).m.regionalPresent = 1;
-      asn1PushElem(ctxt, "regional");
+      asn1DecStartElem(ctxt, "regional");
       if ((stat = asn1PD_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -4503,9 +4532,9 @@ int asn1PD_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
          ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4515,10 +4544,10 @@ int asn1PD_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 int asn1PD_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "regionId");
+   asn1DecStartElem(ctxt, "regionId");
    if ((stat = asn1PD_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "regExtValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "regExtValue");
    {
       QSUINT64 endBit;
       if ((stat = pd_OpenTypeBegin(ctxt, &endBit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4528,34 +4557,35 @@ int asn1PD_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
          ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pv = (ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC));
          if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          (*pvalue).regExtValue.u.addGrpC = new (pv) ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC();
-         asn1PushElem(ctxt, "_ETSI_REG_Reg_SignalStatusPackage_addGrpC");
+         asn1DecStartElem(ctxt, "_ETSI_REG_Reg_SignalStatusPackage_addGrpC");
          if ((stat = asn1PD_ETSI_GrpC_SignalStatusPackage_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          break;
       }
       default:
          (*pvalue).regExtValue.t = 0;
          if ((stat = pd_OpenTypeRaw(ctxt, endBit, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         asn1EvtOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data);
          break;
       }
       if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "heading");
+   asn1DecStartElem(ctxt, "heading");
    if ((stat = asn1PD_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "speed");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "speed");
    if ((stat = asn1PD_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "throttle");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "throttle");
    if ((stat = asn1PD_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -4574,9 +4604,9 @@ int asn1PD_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_RegulatorySpeedLimit();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -4593,10 +4623,12 @@ int asn1PD_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_SpeedLimitType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_SpeedLimitType_ToString);
    return 0;
 }
 
@@ -4612,36 +4644,36 @@ int asn1PD_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.startTimePresent = 1;
-      asn1PushElem(ctxt, "startTime");
+      asn1DecStartElem(ctxt, "startTime");
       if ((stat = asn1PD_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "minEndTime");
+   asn1DecStartElem(ctxt, "minEndTime");
    if ((stat = asn1PD_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.maxEndTimePresent = 1;
-      asn1PushElem(ctxt, "maxEndTime");
+      asn1DecStartElem(ctxt, "maxEndTime");
       if ((stat = asn1PD_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.likelyTimePresent = 1;
-      asn1PushElem(ctxt, "likelyTime");
+      asn1DecStartElem(ctxt, "likelyTime");
       if ((stat = asn1PD_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.confidencePresent = 1;
-      asn1PushElem(ctxt, "confidence");
+      asn1DecStartElem(ctxt, "confidence");
       if ((stat = asn1PD_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.nextTimePresent = 1;
-      asn1PushElem(ctxt, "nextTime");
+      asn1DecStartElem(ctxt, "nextTime");
       if ((stat = asn1PD_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -4654,18 +4686,19 @@ int asn1PD_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "transmisson");
+   asn1DecStartElem(ctxt, "transmisson");
    if ((stat = asn1PD_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "speed");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "speed");
    if ((stat = asn1PD_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -4684,18 +4717,18 @@ int asn1PD_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
       (*pvalue).u.entityID = (ASN1T_ETSI_DSRC_TemporaryID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_TemporaryID));
       if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.entityID) ASN1T_ETSI_DSRC_TemporaryID();
-      asn1PushElem(ctxt, "entityID");
+      asn1DecStartElem(ctxt, "entityID");
       if ((stat = asn1PD_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.stationID = (ASN1T_ITS_StationID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationID));
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.stationID) ASN1T_ITS_StationID();
-      asn1PushElem(ctxt, "stationID");
+      asn1DecStartElem(ctxt, "stationID");
       if ((stat = asn1PD_ITS_StationID(ctxt, &(*(*pvalue).u.stationID))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -4713,10 +4746,12 @@ int asn1PD_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpe
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_AdvisorySpeedType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_AdvisorySpeedType_ToString);
    return 0;
 }
 
@@ -4724,6 +4759,7 @@ int asn1PD_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeu
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 12, 12)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -4735,6 +4771,7 @@ int asn1PD_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4746,6 +4783,7 @@ int asn1PD_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4759,10 +4797,12 @@ int asn1PD_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicle
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_BasicVehicleRole_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_BasicVehicleRole_ToString);
    return 0;
 }
 
@@ -4774,6 +4814,7 @@ int asn1PD_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4785,6 +4826,7 @@ int asn1PD_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-150));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4796,6 +4838,7 @@ int asn1PD_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT8)((QSINT64)ui + (-122));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4815,6 +4858,7 @@ int asn1PD_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4826,6 +4870,7 @@ int asn1PD_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4837,6 +4882,7 @@ int asn1PD_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4848,6 +4894,7 @@ int asn1PD_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 11)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-840));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4859,6 +4906,7 @@ int asn1PD_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-32767));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4870,6 +4918,7 @@ int asn1PD_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-2047));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4881,6 +4930,7 @@ int asn1PD_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4892,6 +4942,7 @@ int asn1PD_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4903,6 +4954,7 @@ int asn1PD_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4914,6 +4966,7 @@ int asn1PD_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-4096));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -4923,6 +4976,7 @@ int asn1PD_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_ElevationConfidence_ToString);
    return 0;
 }
 
@@ -4934,6 +4988,7 @@ int asn1PD_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4941,6 +4996,7 @@ int asn1PD_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -4950,6 +5006,7 @@ int asn1PD_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConf
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_HeadingConfidence_ToString);
    return 0;
 }
 
@@ -4961,6 +5018,7 @@ int asn1PD_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4972,6 +5030,7 @@ int asn1PD_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -4979,6 +5038,7 @@ int asn1PD_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inte
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -4986,6 +5046,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -4993,6 +5054,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5000,6 +5062,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Lane
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5007,6 +5070,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5014,6 +5078,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5021,6 +5086,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5028,6 +5094,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5036,6 +5103,7 @@ int asn1PD_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
    int stat;
    if ((stat = pu_setSizeConstraint(ctxt, 8, 8, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5047,6 +5115,7 @@ int asn1PD_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnecti
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5054,6 +5123,7 @@ int asn1PD_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* 
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 2, 2)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5065,6 +5135,7 @@ int asn1PD_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5076,6 +5147,7 @@ int asn1PD_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5089,10 +5161,12 @@ int asn1PD_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pvalue)
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_LayerType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_LayerType_ToString);
    return 0;
 }
 
@@ -5104,6 +5178,7 @@ int asn1PD_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5115,6 +5190,7 @@ int asn1PD_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDi
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-180));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5126,6 +5202,7 @@ int asn1PD_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYe
       if ((stat = pd_ConsBits(ctxt, &ui, 20)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5135,6 +5212,7 @@ int asn1PD_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPh
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_MovementPhaseState_ToString);
    return 0;
 }
 
@@ -5146,6 +5224,7 @@ int asn1PD_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5157,6 +5236,7 @@ int asn1PD_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-256));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5168,6 +5248,7 @@ int asn1PD_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-512));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5179,6 +5260,7 @@ int asn1PD_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 11)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-1024));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5190,6 +5272,7 @@ int asn1PD_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-2048));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5201,6 +5284,7 @@ int asn1PD_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 13)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-4096));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5212,6 +5296,7 @@ int asn1PD_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-8192));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5223,6 +5308,7 @@ int asn1PD_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-32768));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5239,6 +5325,7 @@ int asn1PD_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionCo
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_PositionConfidence_ToString);
    return 0;
 }
 
@@ -5252,10 +5339,12 @@ int asn1PD_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToString);
    return 0;
 }
 
@@ -5269,10 +5358,12 @@ int asn1PD_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityR
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_PriorityRequestType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_PriorityRequestType_ToString);
    return 0;
 }
 
@@ -5284,6 +5375,7 @@ int asn1PD_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5295,6 +5387,7 @@ int asn1PD_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5304,6 +5397,7 @@ int asn1PD_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RequestImportanceLevel_ToString);
    return 0;
 }
 
@@ -5313,6 +5407,7 @@ int asn1PD_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RequestSubRole_ToString);
    return 0;
 }
 
@@ -5326,10 +5421,12 @@ int asn1PD_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restrict
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToString);
    return 0;
 }
 
@@ -5341,6 +5438,7 @@ int asn1PD_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restrictio
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5352,6 +5450,7 @@ int asn1PD_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulator
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5363,6 +5462,7 @@ int asn1PD_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID* 
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5374,6 +5474,7 @@ int asn1PD_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrow
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT8)((QSINT64)ui + (-128));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5395,10 +5496,12 @@ int asn1PD_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision* 
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RTCM_Revision_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_RTCM_Revision_ToString);
    return 0;
 }
 
@@ -5410,6 +5513,7 @@ int asn1PD_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-2048));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -5421,6 +5525,7 @@ int asn1PD_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID* 
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5434,10 +5539,12 @@ int asn1PD_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAtt
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_SegmentAttributeXY_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_SegmentAttributeXY_ToString);
    return 0;
 }
 
@@ -5449,6 +5556,7 @@ int asn1PD_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMaj
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5460,6 +5568,7 @@ int asn1PD_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Semi
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5471,6 +5580,7 @@ int asn1PD_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMin
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5482,6 +5592,7 @@ int asn1PD_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice* pval
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5491,6 +5602,7 @@ int asn1PD_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfiden
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_SpeedConfidence_ToString);
    return 0;
 }
 
@@ -5508,6 +5620,7 @@ int asn1PD_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleCo
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_ThrottleConfidence_ToString);
    return 0;
 }
 
@@ -5517,6 +5630,7 @@ int asn1PD_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_TimeConfidence_ToString);
    return 0;
 }
 
@@ -5528,6 +5642,7 @@ int asn1PD_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIn
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5537,6 +5652,7 @@ int asn1PD_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Trans
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToString);
    return 0;
 }
 
@@ -5544,6 +5660,7 @@ int asn1PD_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitV
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -5553,6 +5670,7 @@ int asn1PD_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmissio
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_TransmissionState_ToString);
    return 0;
 }
 
@@ -5564,6 +5682,7 @@ int asn1PD_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight* 
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5577,10 +5696,12 @@ int asn1PD_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType* pval
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_VehicleType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ETSI_DSRC_VehicleType_ToString);
    return 0;
 }
 
@@ -5592,6 +5713,7 @@ int asn1PD_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 13)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -5610,5 +5732,6 @@ int asn1PD_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

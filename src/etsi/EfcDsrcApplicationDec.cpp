@@ -20,34 +20,35 @@ int asn1PD_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "maxLadenweightOnAxle1");
+   asn1DecStartElem(ctxt, "maxLadenweightOnAxle1");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "maxLadenweightOnAxle2");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "maxLadenweightOnAxle2");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "maxLadenweightOnAxle3");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "maxLadenweightOnAxle3");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "maxLadenweightOnAxle4");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "maxLadenweightOnAxle4");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "maxLadenweightOnAxle5");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "maxLadenweightOnAxle5");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "attributeId");
+   asn1DecStartElem(ctxt, "attributeId");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -62,10 +63,12 @@ int asn1PD_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "value");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).attributeId);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "value");
    if ((stat = pd_UnconsInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -77,37 +80,38 @@ int asn1PD_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "channelId");
+   asn1DecStartElem(ctxt, "channelId");
    if ((stat = asn1PD_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "apdu");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "apdu");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "channelId");
+   asn1DecStartElem(ctxt, "channelId");
    if ((stat = asn1PD_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "apdu");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "apdu");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "destinationEID");
+   asn1DecStartElem(ctxt, "destinationEID");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -122,114 +126,120 @@ int asn1PD_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "attributeIdList");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).destinationEID);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "attributeIdList");
    if ((stat = asn1PD_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "refund");
+   asn1DecStartElem(ctxt, "refund");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "nonce");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "nonce");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "key");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "key");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).key = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).key);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "creditResult");
+   asn1DecStartElem(ctxt, "creditResult");
    if ((stat = asn1PD_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "creditAuthenticator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "creditAuthenticator");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).creditAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "debitPaymentFee");
+   asn1DecStartElem(ctxt, "debitPaymentFee");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "nonce");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "nonce");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "keyRef");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "keyRef");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).keyRef = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).keyRef);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "debitResult");
+   asn1DecStartElem(ctxt, "debitResult");
    if ((stat = asn1PD_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "debitAuthenticator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "debitAuthenticator");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).debitAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "posOfFirstInstance");
+   asn1DecStartElem(ctxt, "posOfFirstInstance");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).posOfFirstInstance = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "posOfLastInstance");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "posOfLastInstance");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).posOfLastInstance = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "attributeIdList");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "attributeIdList");
    if ((stat = asn1PD_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "attributeIdList");
+   asn1DecStartElem(ctxt, "attributeIdList");
    if ((stat = asn1PD_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "nonce");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "nonce");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "keyRef");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "keyRef");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).keyRef = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).keyRef);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -241,13 +251,14 @@ int asn1PD_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "attributeId");
+   asn1DecStartElem(ctxt, "attributeId");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -262,10 +273,12 @@ int asn1PD_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "value");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).attributeId);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "value");
    if ((stat = pd_UnconsInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -277,6 +290,7 @@ int asn1PD_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -288,6 +302,7 @@ int asn1PD_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 32)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -301,55 +316,58 @@ int asn1PD_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pval
 int asn1PD_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "contractRestrictions");
+   asn1DecStartElem(ctxt, "contractRestrictions");
    if ((stat = pu_setSizeConstraint(ctxt, 4, 4, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).contractRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "contractExpiryDate");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "contractExpiryDate");
    if ((stat = asn1PD_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "countryCode");
+   asn1DecStartElem(ctxt, "countryCode");
    if ((stat = asn1PD_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "alphabetIndicator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "alphabetIndicator");
    if ((stat = asn1PD_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "licencePlateNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "licencePlateNumber");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "year");
+   asn1DecStartElem(ctxt, "year");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).year = (QSUINT16)((QSINT64)ui + (1990));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "month");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).year);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "month");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).month = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "day");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).month);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "day");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).day = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).day);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -361,60 +379,62 @@ int asn1PD_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteris
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "particulate");
+   asn1DecStartElem(ctxt, "particulate");
    if ((stat = asn1PD_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "absorptionCoeff");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "absorptionCoeff");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "unitType");
+   asn1DecStartElem(ctxt, "unitType");
    if ((stat = asn1PD_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "value");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "value");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).value = (QSUINT16)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "driverClass");
+   asn1DecStartElem(ctxt, "driverClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "tripPurpose");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "tripPurpose");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "contractProvider");
+   asn1DecStartElem(ctxt, "contractProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "typeOfContract");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "typeOfContract");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).typeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "contextVersion");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "contextVersion");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -429,19 +449,20 @@ int asn1PD_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).contextVersion);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "euroValue");
+   asn1DecStartElem(ctxt, "euroValue");
    if ((stat = asn1PD_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "copValue");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "copValue");
    if ((stat = asn1PD_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -451,6 +472,7 @@ int asn1PD_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_EuroValue_ToString);
    return 0;
 }
 
@@ -460,6 +482,7 @@ int asn1PD_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_CopValue_ToString);
    return 0;
 }
 
@@ -471,18 +494,19 @@ int asn1PD_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics* pval
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "engineCapacity");
+   asn1DecStartElem(ctxt, "engineCapacity");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "enginePower");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "enginePower");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -497,31 +521,33 @@ int asn1PD_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 16, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
 int asn1PD_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "unitType");
+   asn1DecStartElem(ctxt, "unitType");
    if ((stat = asn1PD_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "emissionCO");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "emissionCO");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).emissionCO = (QSUINT16)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "emissionHC");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).emissionCO);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "emissionHC");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "emissionNOX");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "emissionNOX");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "emissionHCNOX");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "emissionHCNOX");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -533,6 +559,7 @@ int asn1PD_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics* pval
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -551,6 +578,7 @@ int asn1PD_Int1(QSCTXT* ctxt, ASN1T_Int1* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -562,6 +590,7 @@ int asn1PD_Int2(QSCTXT* ctxt, ASN1T_Int2* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -573,6 +602,7 @@ int asn1PD_Int3(QSCTXT* ctxt, ASN1T_Int3* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 24)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -584,21 +614,22 @@ int asn1PD_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 32)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "countryCode");
+   asn1DecStartElem(ctxt, "countryCode");
    if ((stat = asn1PD_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "alphabetIndicator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "alphabetIndicator");
    if ((stat = asn1PD_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "licencePlateNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "licencePlateNumber");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -613,46 +644,47 @@ int asn1PD_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pval
       return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    }
    (*pvalue) = rootValues[ui];
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_LPN_alphabetIndicator_ToString);
    return 0;
 }
 
 int asn1PD_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "numberOfSeats");
+   asn1DecStartElem(ctxt, "numberOfSeats");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "numberOfStandingPlaces");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "numberOfStandingPlaces");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "paymentFeeAmount");
+   asn1DecStartElem(ctxt, "paymentFeeAmount");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "paymentFeeUnit");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "paymentFeeUnit");
    if ((stat = asn1PD_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "personalAccountNumber");
+   asn1DecStartElem(ctxt, "personalAccountNumber");
    if ((stat = asn1PD_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "paymentMeansExpiryDate");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "paymentMeansExpiryDate");
    if ((stat = asn1PD_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "pamentMeansUsageControl");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "pamentMeansUsageControl");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).pamentMeansUsageControl)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -671,26 +703,28 @@ int asn1PD_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
       (*pvalue).u.positive = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.positive) QSUINT32();
-      asn1PushElem(ctxt, "positive");
+      asn1DecStartElem(ctxt, "positive");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 23)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.positive) = (QSUINT32)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.negative = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.negative) QSINT32();
-      asn1PushElem(ctxt, "negative");
+      asn1DecStartElem(ctxt, "negative");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 23)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.negative) = (QSINT32)((QSINT64)ui + (-8388608));
       }
-      asn1PopElem(ctxt);
+      asn1EvtInt(ctxt, (QSINT64)(*(*pvalue).u.negative));
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -713,26 +747,28 @@ int asn1PD_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
       (*pvalue).u.positive = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.positive) QSUINT32();
-      asn1PushElem(ctxt, "positive");
+      asn1DecStartElem(ctxt, "positive");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 23)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.positive) = (QSUINT32)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.negative = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.negative) QSINT32();
-      asn1PushElem(ctxt, "negative");
+      asn1DecStartElem(ctxt, "negative");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 23)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.negative) = (QSINT32)((QSINT64)ui + (-8388608));
       }
-      asn1PopElem(ctxt);
+      asn1EvtInt(ctxt, (QSINT64)(*(*pvalue).u.negative));
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -774,81 +810,81 @@ int asn1PD_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pval
 int asn1PD_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "countryCode");
+   asn1DecStartElem(ctxt, "countryCode");
    if ((stat = asn1PD_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "providerIdentifier");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "providerIdentifier");
    if ((stat = asn1PD_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "purseValue");
+   asn1DecStartElem(ctxt, "purseValue");
    if ((stat = asn1PD_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "purseUnit");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "purseUnit");
    if ((stat = asn1PD_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionContractProvider");
+   asn1DecStartElem(ctxt, "sessionContractProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTypeOfContract");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTypeOfContract");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContractSerialNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContractSerialNumber");
    if ((stat = asn1PD_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionTime");
+   asn1DecStartElem(ctxt, "sessionTime");
    if ((stat = asn1PD_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionServiceProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionServiceProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "locationOfStation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "locationOfStation");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionLocation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionLocation");
    if ((stat = asn1PD_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionType");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionResult");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionResult");
    if ((stat = asn1PD_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTariffClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTariffClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionClaimedClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionClaimedClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionFee");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionFee");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContractProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContractProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTypeOfContract");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTypeOfContract");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContextVersion");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContextVersion");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -863,52 +899,53 @@ int asn1PD_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "receiptDataAuthenticator");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "receiptDataAuthenticator");
    if ((stat = pu_setSizeConstraint(ctxt, 4, 4, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionTime");
+   asn1DecStartElem(ctxt, "sessionTime");
    if ((stat = asn1PD_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionServiceProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionServiceProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "locationOfStation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "locationOfStation");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionLocation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionLocation");
    if ((stat = asn1PD_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionType");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionResult");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionResult");
    if ((stat = asn1PD_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTariffClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTariffClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionClaimedClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionClaimedClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionFee");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionFee");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContractProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContractProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTypeOfContract");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTypeOfContract");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContextVersion");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContextVersion");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -923,52 +960,53 @@ int asn1PD_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "receiptDataAuthenticator");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "receiptDataAuthenticator");
    if ((stat = pu_setSizeConstraint(ctxt, 4, 4, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionTime");
+   asn1DecStartElem(ctxt, "sessionTime");
    if ((stat = asn1PD_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionServiceProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionServiceProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "locationOfStation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "locationOfStation");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionLocation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionLocation");
    if ((stat = asn1PD_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionType");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionResult");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionResult");
    if ((stat = asn1PD_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTariffClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTariffClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionClaimedClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionClaimedClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionFee");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionFee");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContractProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContractProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionTypeOfContract");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionTypeOfContract");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionContextVersion");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionContextVersion");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -983,11 +1021,12 @@ int asn1PD_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "receiptDataAuthenticator");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "receiptDataAuthenticator");
    if ((stat = pu_setSizeConstraint(ctxt, 4, 4, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -999,24 +1038,25 @@ int asn1PD_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 24)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "personalAccountNumber");
+   asn1DecStartElem(ctxt, "personalAccountNumber");
    if ((stat = asn1PD_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionPaymentFee");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionPaymentFee");
    if ((stat = asn1PD_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionCurrentBalance");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionCurrentBalance");
    if ((stat = asn1PD_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "receiptFinancialSerialNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "receiptFinancialSerialNumber");
    if ((stat = asn1PD_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1037,31 +1077,33 @@ int asn1PD_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
 int asn1PD_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionTime");
+   asn1DecStartElem(ctxt, "sessionTime");
    if ((stat = asn1PD_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionServiceProvider");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionServiceProvider");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "stationLocation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "stationLocation");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 20)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).stationLocation = (QSUINT32)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionLocation");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).stationLocation);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionLocation");
    if ((stat = pd_BitString32(ctxt, &(*pvalue).sessionLocation, 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "typeOfSession");
+   asn1EvtBitStr(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "typeOfSession");
    if ((stat = asn1PD_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionResultOperational");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionResultOperational");
    if ((stat = asn1PD_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionResultFinancial");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionResultFinancial");
    if ((stat = asn1PD_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1073,6 +1115,7 @@ int asn1PD_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNu
       if ((stat = pd_ConsBits(ctxt, &ui, 24)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1106,34 +1149,36 @@ int asn1PD_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "sessionTariffClass");
+   asn1DecStartElem(ctxt, "sessionTariffClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sessionClaimedClass");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sessionClaimedClass");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "ascendingKilometrage");
+   asn1DecStartElem(ctxt, "ascendingKilometrage");
    if ((stat = pd_BoolField(ctxt, &(*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneCodeNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneCodeNumber");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).laneCodeNumber = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1143,84 +1188,88 @@ int asn1PD_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_StationType_ToString);
    return 0;
 }
 
 int asn1PD_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "timeDate");
+   asn1DecStartElem(ctxt, "timeDate");
    if ((stat = asn1PD_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "timeCompact");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "timeCompact");
    if ((stat = asn1PD_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "hours");
+   asn1DecStartElem(ctxt, "hours");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).hours = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "mins");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).hours);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "mins");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).mins = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "double-secs");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).mins);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "double-secs");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).double_secs = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).double_secs);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "soundstationary");
+   asn1DecStartElem(ctxt, "soundstationary");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sounddriveby");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sounddriveby");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "trailerDetails");
+   asn1DecStartElem(ctxt, "trailerDetails");
    if ((stat = asn1PD_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "trailerMaxLadenWeight");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "trailerMaxLadenWeight");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "trailerWeightUnladen");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "trailerWeightUnladen");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "trailerType");
+   asn1DecStartElem(ctxt, "trailerType");
    if ((stat = asn1PD_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "trailerAxles");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "trailerAxles");
    if ((stat = asn1PD_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1232,21 +1281,22 @@ int asn1PD_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailer
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "countryCode");
+   asn1DecStartElem(ctxt, "countryCode");
    if ((stat = asn1PD_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "alphabetIndicator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "alphabetIndicator");
    if ((stat = asn1PD_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "licencePlateNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "licencePlateNumber");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1256,19 +1306,20 @@ int asn1PD_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_UnitType_ToString);
    return 0;
 }
 
 int asn1PD_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "issuerRestrictions");
+   asn1DecStartElem(ctxt, "issuerRestrictions");
    if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).issuerRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "contractExpiryDate");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "contractExpiryDate");
    if ((stat = asn1PD_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1282,24 +1333,24 @@ int asn1PD_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue
 int asn1PD_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vehicleFirstAxleHeight");
+   asn1DecStartElem(ctxt, "vehicleFirstAxleHeight");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleAxlesNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleAxlesNumber");
    if ((stat = asn1PD_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "tyreType");
+   asn1DecStartElem(ctxt, "tyreType");
    if ((stat = asn1PD_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "numberOfAxles");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "numberOfAxles");
    if ((stat = asn1PD_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1309,18 +1360,19 @@ int asn1PD_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleA
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToString);
    return 0;
 }
 
 int asn1PD_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "trailerAxles");
+   asn1DecStartElem(ctxt, "trailerAxles");
    if ((stat = asn1PD_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "tractorAxles");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "tractorAxles");
    if ((stat = asn1PD_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1332,6 +1384,7 @@ int asn1PD_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1343,6 +1396,7 @@ int asn1PD_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1354,66 +1408,68 @@ int asn1PD_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vehicleLengthOverall");
+   asn1DecStartElem(ctxt, "vehicleLengthOverall");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleHeigthOverall");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleHeigthOverall");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleWidthOverall");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleWidthOverall");
    if ((stat = asn1PD_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "countryCode");
+   asn1DecStartElem(ctxt, "countryCode");
    if ((stat = asn1PD_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "alphabetIndicator");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "alphabetIndicator");
    if ((stat = asn1PD_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "licencePlateNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "licencePlateNumber");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vin");
+   asn1DecStartElem(ctxt, "vin");
    if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).vin, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "fill");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "fill");
    if ((stat = pd_BitString32(ctxt, &(*pvalue).fill, 9, 9)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1EvtBitStr(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "environmentalCharacteristics");
+   asn1DecStartElem(ctxt, "environmentalCharacteristics");
    if ((stat = asn1PD_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "engineCharacteristics");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "engineCharacteristics");
    if ((stat = asn1PD_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "descriptiveCharacteristics");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "descriptiveCharacteristics");
    if ((stat = asn1PD_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "futureCharacteristics");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "futureCharacteristics");
    if ((stat = asn1PD_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1425,6 +1481,7 @@ int asn1PD_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 32)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1436,6 +1493,7 @@ int asn1PD_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1447,20 +1505,21 @@ int asn1PD_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTra
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vehicleMaxLadenWeight");
+   asn1DecStartElem(ctxt, "vehicleMaxLadenWeight");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleTrainMaximumWeight");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleTrainMaximumWeight");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleWeightUnladen");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleWeightUnladen");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }

@@ -25,7 +25,7 @@ int asn1PD_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) QSUINT32();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          {
             QSBOOL extbit = 0;
             if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -40,7 +40,8 @@ int asn1PD_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
                }
             }
          }
-         asn1PopElem(ctxt);
+         asn1EvtUInt(ctxt, (QSUINT64)(*elem));
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }

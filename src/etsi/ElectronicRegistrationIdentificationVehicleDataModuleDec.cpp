@@ -25,36 +25,36 @@ int asn1PD_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pval
       (*pvalue).u.euVehicleCategoryL = (ASN1T_EuVehicleCategoryL*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryL));
       if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euVehicleCategoryL) ASN1T_EuVehicleCategoryL();
-      asn1PushElem(ctxt, "euVehicleCategoryL");
+      asn1DecStartElem(ctxt, "euVehicleCategoryL");
       if ((stat = asn1PD_EuVehicleCategoryL(ctxt, &(*(*pvalue).u.euVehicleCategoryL))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.euVehicleCategoryM = (ASN1T_EuVehicleCategoryM*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryM));
       if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euVehicleCategoryM) ASN1T_EuVehicleCategoryM();
-      asn1PushElem(ctxt, "euVehicleCategoryM");
+      asn1DecStartElem(ctxt, "euVehicleCategoryM");
       if ((stat = asn1PD_EuVehicleCategoryM(ctxt, &(*(*pvalue).u.euVehicleCategoryM))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.euVehicleCategoryN = (ASN1T_EuVehicleCategoryN*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryN));
       if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euVehicleCategoryN) ASN1T_EuVehicleCategoryN();
-      asn1PushElem(ctxt, "euVehicleCategoryN");
+      asn1DecStartElem(ctxt, "euVehicleCategoryN");
       if ((stat = asn1PD_EuVehicleCategoryN(ctxt, &(*(*pvalue).u.euVehicleCategoryN))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.euVehicleCategoryO = (ASN1T_EuVehicleCategoryO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryO));
       if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euVehicleCategoryO) ASN1T_EuVehicleCategoryO();
-      asn1PushElem(ctxt, "euVehicleCategoryO");
+      asn1DecStartElem(ctxt, "euVehicleCategoryO");
       if ((stat = asn1PD_EuVehicleCategoryO(ctxt, &(*(*pvalue).u.euVehicleCategoryO))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
@@ -74,6 +74,7 @@ int asn1PD_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_EuVehicleCategoryL_ToString);
    return 0;
 }
 
@@ -83,6 +84,7 @@ int asn1PD_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_EuVehicleCategoryM_ToString);
    return 0;
 }
 
@@ -92,6 +94,7 @@ int asn1PD_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_EuVehicleCategoryN_ToString);
    return 0;
 }
 
@@ -101,6 +104,7 @@ int asn1PD_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_EuVehicleCategoryO_ToString);
    return 0;
 }
 
@@ -112,5 +116,6 @@ int asn1PD_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

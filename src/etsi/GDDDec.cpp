@@ -16,14 +16,14 @@ int asn1PD_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "pictogramCode");
+   asn1DecStartElem(ctxt, "pictogramCode");
    if ((stat = asn1PD_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.attributesPresent = 1;
-      asn1PushElem(ctxt, "attributes");
+      asn1DecStartElem(ctxt, "attributes");
       if ((stat = asn1PD_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -36,17 +36,17 @@ int asn1PD_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.countryCodePresent = 1;
-      asn1PushElem(ctxt, "countryCode");
+      asn1DecStartElem(ctxt, "countryCode");
       if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_DynOctetString(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "serviceCategoryCode");
+   asn1DecStartElem(ctxt, "serviceCategoryCode");
    if ((stat = asn1PD_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "pictogramCategoryCode");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "pictogramCategoryCode");
    if ((stat = asn1PD_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -82,27 +82,27 @@ int asn1PD_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
       (*pvalue).u.trafficSignPictogram = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram));
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.trafficSignPictogram) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram();
-      asn1PushElem(ctxt, "trafficSignPictogram");
+      asn1DecStartElem(ctxt, "trafficSignPictogram");
       if ((stat = asn1PD_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.publicFacilitiesPictogram = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram));
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.publicFacilitiesPictogram) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram();
-      asn1PushElem(ctxt, "publicFacilitiesPictogram");
+      asn1DecStartElem(ctxt, "publicFacilitiesPictogram");
       if ((stat = asn1PD_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.ambientOrRoadConditionPictogram = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram));
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ambientOrRoadConditionPictogram) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram();
-      asn1PushElem(ctxt, "ambientOrRoadConditionPictogram");
+      asn1DecStartElem(ctxt, "ambientOrRoadConditionPictogram");
       if ((stat = asn1PD_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -120,10 +120,12 @@ int asn1PD_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(Q
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString);
    return 0;
 }
 
@@ -137,9 +139,11 @@ int asn1PD_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictog
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString);
       return 0;
    }
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString);
    return 0;
 }
 
@@ -153,30 +157,34 @@ int asn1PD_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCondition
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString);
    return 0;
 }
 
 int asn1PD_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "nature");
+   asn1DecStartElem(ctxt, "nature");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).nature = (QSUINT8)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "serialNumber");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).nature);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "serialNumber");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).serialNumber = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).serialNumber);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -195,9 +203,9 @@ int asn1PD_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_GddAttribute();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -219,90 +227,90 @@ int asn1PD_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
       (*pvalue).u.dtm = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dtm) ASN1T_InternationalSign_applicablePeriod();
-      asn1PushElem(ctxt, "dtm");
+      asn1DecStartElem(ctxt, "dtm");
       if ((stat = asn1PD_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.edt = (ASN1T_InternationalSign_exemptedApplicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_exemptedApplicablePeriod));
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.edt) ASN1T_InternationalSign_exemptedApplicablePeriod();
-      asn1PushElem(ctxt, "edt");
+      asn1DecStartElem(ctxt, "edt");
       if ((stat = asn1PD_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.dfl = (ASN1T_InternationalSign_directionalFlowOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_directionalFlowOfLane));
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dfl) ASN1T_InternationalSign_directionalFlowOfLane();
-      asn1PushElem(ctxt, "dfl");
+      asn1DecStartElem(ctxt, "dfl");
       if ((stat = asn1PD_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.ved = (ASN1T_InternationalSign_applicableVehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicableVehicleDimensions));
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ved) ASN1T_InternationalSign_applicableVehicleDimensions();
-      asn1PushElem(ctxt, "ved");
+      asn1DecStartElem(ctxt, "ved");
       if ((stat = asn1PD_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.spe = (ASN1T_InternationalSign_speedLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_speedLimits));
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.spe) ASN1T_InternationalSign_speedLimits();
-      asn1PushElem(ctxt, "spe");
+      asn1DecStartElem(ctxt, "spe");
       if ((stat = asn1PD_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.roi = (ASN1T_InternationalSign_rateOfIncline*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_rateOfIncline));
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.roi) ASN1T_InternationalSign_rateOfIncline();
-      asn1PushElem(ctxt, "roi");
+      asn1DecStartElem(ctxt, "roi");
       if ((stat = asn1PD_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.dbv = (ASN1T_InternationalSign_distanceBetweenVehicles*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_distanceBetweenVehicles));
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dbv) ASN1T_InternationalSign_distanceBetweenVehicles();
-      asn1PushElem(ctxt, "dbv");
+      asn1DecStartElem(ctxt, "dbv");
       if ((stat = asn1PD_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 7: {
       (*pvalue).u.ddd = (ASN1T_InternationalSign_destinationInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_destinationInformation));
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ddd) ASN1T_InternationalSign_destinationInformation();
-      asn1PushElem(ctxt, "ddd");
+      asn1DecStartElem(ctxt, "ddd");
       if ((stat = asn1PD_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 8: {
       (*pvalue).u.set = (ASN1T_InternationalSign_section*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_section));
       if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.set) ASN1T_InternationalSign_section();
-      asn1PushElem(ctxt, "set");
+      asn1DecStartElem(ctxt, "set");
       if ((stat = asn1PD_InternationalSign_section(ctxt, &(*(*pvalue).u.set))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 9: {
       (*pvalue).u.nol = (ASN1T_InternationalSign_numberOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_numberOfLane));
       if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.nol) ASN1T_InternationalSign_numberOfLane();
-      asn1PushElem(ctxt, "nol");
+      asn1DecStartElem(ctxt, "nol");
       if ((stat = asn1PD_InternationalSign_numberOfLane(ctxt, &(*(*pvalue).u.nol))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -323,39 +331,39 @@ int asn1PD_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.yearPresent = 1;
-      asn1PushElem(ctxt, "year");
+      asn1DecStartElem(ctxt, "year");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.month_dayPresent = 1;
-      asn1PushElem(ctxt, "month-day");
+      asn1DecStartElem(ctxt, "month-day");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
-      asn1PushElem(ctxt, "repeatingPeriodDayTypes");
+      asn1DecStartElem(ctxt, "repeatingPeriodDayTypes");
       if ((stat = asn1PD_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.hourMinutesPresent = 1;
-      asn1PushElem(ctxt, "hourMinutes");
+      asn1DecStartElem(ctxt, "hourMinutes");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.dateRangeOfWeekPresent = 1;
-      asn1PushElem(ctxt, "dateRangeOfWeek");
+      asn1DecStartElem(ctxt, "dateRangeOfWeek");
       if ((stat = asn1PD_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.durationHourMinutePresent = 1;
-      asn1PushElem(ctxt, "durationHourMinute");
+      asn1DecStartElem(ctxt, "durationHourMinute");
       if ((stat = asn1PD_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -363,7 +371,7 @@ int asn1PD_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
 int asn1PD_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "yearRangeStartYear");
+   asn1DecStartElem(ctxt, "yearRangeStartYear");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -378,8 +386,9 @@ int asn1PD_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "yearRangeEndYear");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "yearRangeEndYear");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -394,31 +403,32 @@ int asn1PD_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
          }
       }
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "dateRangeStartMonthDay");
+   asn1DecStartElem(ctxt, "dateRangeStartMonthDay");
    if ((stat = asn1PD_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "dateRangeEndMonthDay");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "dateRangeEndMonthDay");
    if ((stat = asn1PD_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "timeRangeStartTime");
+   asn1DecStartElem(ctxt, "timeRangeStartTime");
    if ((stat = asn1PD_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "timeRangeEndTime");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "timeRangeEndTime");
    if ((stat = asn1PD_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -435,39 +445,39 @@ int asn1PD_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.yearPresent = 1;
-      asn1PushElem(ctxt, "year");
+      asn1DecStartElem(ctxt, "year");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.month_dayPresent = 1;
-      asn1PushElem(ctxt, "month-day");
+      asn1DecStartElem(ctxt, "month-day");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
-      asn1PushElem(ctxt, "repeatingPeriodDayTypes");
+      asn1DecStartElem(ctxt, "repeatingPeriodDayTypes");
       if ((stat = asn1PD_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.hourMinutesPresent = 1;
-      asn1PushElem(ctxt, "hourMinutes");
+      asn1DecStartElem(ctxt, "hourMinutes");
       if ((stat = asn1PD_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.dateRangeOfWeekPresent = 1;
-      asn1PushElem(ctxt, "dateRangeOfWeek");
+      asn1DecStartElem(ctxt, "dateRangeOfWeek");
       if ((stat = asn1PD_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.durationHourMinutePresent = 1;
-      asn1PushElem(ctxt, "durationHourMinute");
+      asn1DecStartElem(ctxt, "durationHourMinute");
       if ((stat = asn1PD_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -480,6 +490,7 @@ int asn1PD_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Internati
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -494,27 +505,27 @@ int asn1PD_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.vehicleHeightPresent = 1;
-      asn1PushElem(ctxt, "vehicleHeight");
+      asn1DecStartElem(ctxt, "vehicleHeight");
       if ((stat = asn1PD_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.vehicleWidthPresent = 1;
-      asn1PushElem(ctxt, "vehicleWidth");
+      asn1DecStartElem(ctxt, "vehicleWidth");
       if ((stat = asn1PD_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.vehicleLengthPresent = 1;
-      asn1PushElem(ctxt, "vehicleLength");
+      asn1DecStartElem(ctxt, "vehicleLength");
       if ((stat = asn1PD_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.vehicleWeightPresent = 1;
-      asn1PushElem(ctxt, "vehicleWeight");
+      asn1DecStartElem(ctxt, "vehicleWeight");
       if ((stat = asn1PD_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -528,31 +539,34 @@ int asn1PD_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.speedLimitMaxPresent = 1;
-      asn1PushElem(ctxt, "speedLimitMax");
+      asn1DecStartElem(ctxt, "speedLimitMax");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).speedLimitMax = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.speedLimitMinPresent = 1;
-      asn1PushElem(ctxt, "speedLimitMin");
+      asn1DecStartElem(ctxt, "speedLimitMin");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).speedLimitMin = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMin);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "unit");
+   asn1DecStartElem(ctxt, "unit");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unit = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -564,26 +578,29 @@ int asn1PD_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "value");
+   asn1DecStartElem(ctxt, "value");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).value = (QSUINT16)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "unit");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "unit");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unit = (QSUINT8)((QSINT64)ui + (2));
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -597,37 +614,40 @@ int asn1PD_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.junctionDirectionPresent = 1;
-      asn1PushElem(ctxt, "junctionDirection");
+      asn1DecStartElem(ctxt, "junctionDirection");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).junctionDirection = (QSUINT8)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.roundaboutCwDirectionPresent = 1;
-      asn1PushElem(ctxt, "roundaboutCwDirection");
+      asn1DecStartElem(ctxt, "roundaboutCwDirection");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).roundaboutCwDirection = (QSUINT8)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCwDirection);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.roundaboutCcwDirectionPresent = 1;
-      asn1PushElem(ctxt, "roundaboutCcwDirection");
+      asn1DecStartElem(ctxt, "roundaboutCcwDirection");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).roundaboutCcwDirection = (QSUINT8)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCcwDirection);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "ioList");
+   asn1DecStartElem(ctxt, "ioList");
    if ((stat = asn1PD_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -640,15 +660,15 @@ int asn1PD_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.startingPointLengthPresent = 1;
-      asn1PushElem(ctxt, "startingPointLength");
+      asn1DecStartElem(ctxt, "startingPointLength");
       if ((stat = asn1PD_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.continuityLengthPresent = 1;
-      asn1PushElem(ctxt, "continuityLength");
+      asn1DecStartElem(ctxt, "continuityLength");
       if ((stat = asn1PD_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -661,6 +681,7 @@ int asn1PD_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -672,6 +693,7 @@ int asn1PD_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -679,6 +701,7 @@ int asn1PD_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue)
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -697,9 +720,9 @@ int asn1PD_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DDD_IO();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -718,62 +741,65 @@ int asn1PD_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "arrowDirection");
+   asn1DecStartElem(ctxt, "arrowDirection");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).arrowDirection = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.destPlacePresent = 1;
-      asn1PushElem(ctxt, "destPlace");
+      asn1DecStartElem(ctxt, "destPlace");
       if ((stat = asn1PD_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.destRoadPresent = 1;
-      asn1PushElem(ctxt, "destRoad");
+      asn1DecStartElem(ctxt, "destRoad");
       if ((stat = asn1PD_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.roadNumberIdentifierPresent = 1;
-      asn1PushElem(ctxt, "roadNumberIdentifier");
+      asn1DecStartElem(ctxt, "roadNumberIdentifier");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).roadNumberIdentifier = (QSUINT16)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.streetNamePresent = 1;
-      asn1PushElem(ctxt, "streetName");
+      asn1DecStartElem(ctxt, "streetName");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).streetName = (QSUINT16)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).streetName);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.streetNameTextPresent = 1;
-      asn1PushElem(ctxt, "streetNameText");
+      asn1DecStartElem(ctxt, "streetNameText");
       if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.distanceToDivergingPointPresent = 1;
-      asn1PushElem(ctxt, "distanceToDivergingPoint");
+      asn1DecStartElem(ctxt, "distanceToDivergingPoint");
       if ((stat = asn1PD_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.distanceToDestinationPlacePresent = 1;
-      asn1PushElem(ctxt, "distanceToDestinationPlace");
+      asn1DecStartElem(ctxt, "distanceToDestinationPlace");
       if ((stat = asn1PD_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -787,41 +813,42 @@ int asn1PD_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "destType");
+   asn1DecStartElem(ctxt, "destType");
    if ((stat = asn1PD_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.destRSCodePresent = 1;
-      asn1PushElem(ctxt, "destRSCode");
+      asn1DecStartElem(ctxt, "destRSCode");
       if ((stat = asn1PD_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
       if (!(!(*pvalue).destRSCode.m.attributesPresent)) {
          rtxErrAddStrParm(ctxt, "element 'attributes' present");
          rtxErrAddStrParm(ctxt, "WITH COMPONENTS");
          return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
       }
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.destBlobPresent = 1;
-      asn1PushElem(ctxt, "destBlob");
+      asn1DecStartElem(ctxt, "destBlob");
       if ((stat = pd_DynOctetString(ctxt, &(*pvalue).destBlob)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.placeNameIdentificationPresent = 1;
-      asn1PushElem(ctxt, "placeNameIdentification");
+      asn1DecStartElem(ctxt, "placeNameIdentification");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).placeNameIdentification = (QSUINT16)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.placeNameTextPresent = 1;
-      asn1PushElem(ctxt, "placeNameText");
+      asn1DecStartElem(ctxt, "placeNameText");
       if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -841,9 +868,9 @@ int asn1PD_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationPlace();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -857,24 +884,25 @@ int asn1PD_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "derType");
+   asn1DecStartElem(ctxt, "derType");
    if ((stat = asn1PD_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.roadNumberIdentifierPresent = 1;
-      asn1PushElem(ctxt, "roadNumberIdentifier");
+      asn1DecStartElem(ctxt, "roadNumberIdentifier");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).roadNumberIdentifier = (QSUINT16)((QSINT64)ui + (1));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.roadNumberTextPresent = 1;
-      asn1PushElem(ctxt, "roadNumberText");
+      asn1DecStartElem(ctxt, "roadNumberText");
       if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -894,9 +922,9 @@ int asn1PD_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationRoad();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -920,6 +948,7 @@ int asn1PD_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -940,86 +969,95 @@ int asn1PD_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "value");
+   asn1DecStartElem(ctxt, "value");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).value = (QSUINT16)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "unit");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "unit");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unit = (QSUINT8)((QSINT64)ui + (2));
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "value");
+   asn1DecStartElem(ctxt, "value");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).value = (QSUINT16)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "unit");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "unit");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unit = (QSUINT8)((QSINT64)ui + (2));
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "hours");
+   asn1DecStartElem(ctxt, "hours");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).hours = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "mins");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).hours);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "mins");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).mins = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).mins);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "month");
+   asn1DecStartElem(ctxt, "month");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).month = (QSUINT8)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "day");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).month);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "day");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).day = (QSUINT8)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).day);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1027,25 +1065,28 @@ int asn1PD_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* 
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 4, 4)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
 int asn1PD_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "value");
+   asn1DecStartElem(ctxt, "value");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).value = (QSUINT16)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "unit");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "unit");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unit = (QSUINT8)((QSINT64)ui + (10));
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
+   asn1DecEndElem(ctxt);
    return 0;
 }

@@ -13,19 +13,20 @@ static const char* const THIS_FILE = "../src/etsi/ITS-ContainerDec.cpp";
 int asn1PD_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "protocolVersion");
+   asn1DecStartElem(ctxt, "protocolVersion");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).protocolVersion = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "messageID");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).protocolVersion);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "messageID");
    if ((stat = asn1PD_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "stationID");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "stationID");
    if ((stat = asn1PD_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -37,6 +38,7 @@ int asn1PD_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messa
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -48,39 +50,40 @@ int asn1PD_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 32)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "latitude");
+   asn1DecStartElem(ctxt, "latitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "longitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "longitude");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "positionConfidenceEllipse");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "positionConfidenceEllipse");
    if ((stat = asn1PD_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "altitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "altitude");
    if ((stat = asn1PD_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "deltaLatitude");
+   asn1DecStartElem(ctxt, "deltaLatitude");
    if ((stat = asn1PD_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "deltaLongitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "deltaLongitude");
    if ((stat = asn1PD_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "deltaAltitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "deltaAltitude");
    if ((stat = asn1PD_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -92,6 +95,7 @@ int asn1PD_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 32)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-1800000000));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -103,18 +107,19 @@ int asn1PD_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 31)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-900000000));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "altitudeValue");
+   asn1DecStartElem(ctxt, "altitudeValue");
    if ((stat = asn1PD_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "altitudeConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "altitudeConfidence");
    if ((stat = asn1PD_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -126,6 +131,7 @@ int asn1PD_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 20)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-100000));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -135,6 +141,7 @@ int asn1PD_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence* pv
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_AltitudeConfidence_ToString);
    return 0;
 }
 
@@ -146,6 +153,7 @@ int asn1PD_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 18)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-131071));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -157,6 +165,7 @@ int asn1PD_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 18)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT32)((QSINT64)ui + (-131071));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -168,21 +177,22 @@ int asn1PD_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 15)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-12700));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "semiMajorConfidence");
+   asn1DecStartElem(ctxt, "semiMajorConfidence");
    if ((stat = asn1PD_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "semiMinorConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "semiMinorConfidence");
    if ((stat = asn1PD_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "semiMajorOrientation");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "semiMajorOrientation");
    if ((stat = asn1PD_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -192,14 +202,14 @@ int asn1PD_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "pathPosition");
+   asn1DecStartElem(ctxt, "pathPosition");
    if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.pathDeltaTimePresent = 1;
-      asn1PushElem(ctxt, "pathDeltaTime");
+      asn1DecStartElem(ctxt, "pathDeltaTime");
       if ((stat = asn1PD_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -221,18 +231,19 @@ int asn1PD_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "ptActivationType");
+   asn1DecStartElem(ctxt, "ptActivationType");
    if ((stat = asn1PD_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "ptActivationData");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "ptActivationData");
    if ((stat = asn1PD_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -244,6 +255,7 @@ int asn1PD_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -259,6 +271,7 @@ int asn1PD_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* 
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -270,6 +283,7 @@ int asn1PD_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -279,12 +293,12 @@ int asn1PD_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "causeCode");
+   asn1DecStartElem(ctxt, "causeCode");
    if ((stat = asn1PD_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "subCauseCode");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "subCauseCode");
    if ((stat = asn1PD_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -316,6 +330,7 @@ int asn1PD_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -327,6 +342,7 @@ int asn1PD_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -338,6 +354,7 @@ int asn1PD_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficCondi
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -349,6 +366,7 @@ int asn1PD_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -360,6 +378,7 @@ int asn1PD_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCo
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -371,6 +390,7 @@ int asn1PD_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanP
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -382,6 +402,7 @@ int asn1PD_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivi
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -393,6 +414,7 @@ int asn1PD_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTX
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -404,6 +426,7 @@ int asn1PD_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -415,6 +438,7 @@ int asn1PD_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -426,6 +450,7 @@ int asn1PD_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, A
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -437,6 +462,7 @@ int asn1PD_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCau
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -448,6 +474,7 @@ int asn1PD_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryV
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -459,6 +486,7 @@ int asn1PD_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubC
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -470,6 +498,7 @@ int asn1PD_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_E
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -481,6 +510,7 @@ int asn1PD_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -492,6 +522,7 @@ int asn1PD_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -503,6 +534,7 @@ int asn1PD_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -514,6 +546,7 @@ int asn1PD_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -525,6 +558,7 @@ int asn1PD_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSu
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -536,6 +570,7 @@ int asn1PD_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolati
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -547,6 +582,7 @@ int asn1PD_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_I
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -558,6 +594,7 @@ int asn1PD_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_Dangerous
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -569,6 +606,7 @@ int asn1PD_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousS
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -580,6 +618,7 @@ int asn1PD_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreak
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -591,18 +630,19 @@ int asn1PD_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCo
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "curvatureValue");
+   asn1DecStartElem(ctxt, "curvatureValue");
    if ((stat = asn1PD_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "curvatureConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "curvatureConfidence");
    if ((stat = asn1PD_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -614,6 +654,7 @@ int asn1PD_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 11)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-1023));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -623,6 +664,7 @@ int asn1PD_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence* 
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_CurvatureConfidence_ToString);
    return 0;
 }
 
@@ -636,22 +678,24 @@ int asn1PD_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalcula
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_CurvatureCalculationMode_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_CurvatureCalculationMode_ToString);
    return 0;
 }
 
 int asn1PD_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "headingValue");
+   asn1DecStartElem(ctxt, "headingValue");
    if ((stat = asn1PD_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "headingConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "headingConfidence");
    if ((stat = asn1PD_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -663,6 +707,7 @@ int asn1PD_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 12)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -674,6 +719,7 @@ int asn1PD_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence* pval
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -685,6 +731,7 @@ int asn1PD_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT8)((QSINT64)ui + (-1));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -701,21 +748,21 @@ int asn1PD_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.innerhardShoulderStatusPresent = 1;
-      asn1PushElem(ctxt, "innerhardShoulderStatus");
+      asn1DecStartElem(ctxt, "innerhardShoulderStatus");
       if ((stat = asn1PD_ITS_HardShoulderStatus(ctxt, &(*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.outerhardShoulderStatusPresent = 1;
-      asn1PushElem(ctxt, "outerhardShoulderStatus");
+      asn1DecStartElem(ctxt, "outerhardShoulderStatus");
       if ((stat = asn1PD_ITS_HardShoulderStatus(ctxt, &(*pvalue).outerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.drivingLaneStatusPresent = 1;
-      asn1PushElem(ctxt, "drivingLaneStatus");
+      asn1DecStartElem(ctxt, "drivingLaneStatus");
       if ((stat = asn1PD_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -746,6 +793,7 @@ int asn1PD_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus* pv
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_HardShoulderStatus_ToString);
    return 0;
 }
 
@@ -753,6 +801,7 @@ int asn1PD_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pval
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 1, 13)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -764,6 +813,7 @@ int asn1PD_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -775,6 +825,7 @@ int asn1PD_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -786,6 +837,7 @@ int asn1PD_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -797,18 +849,19 @@ int asn1PD_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "speedValue");
+   asn1DecStartElem(ctxt, "speedValue");
    if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "speedConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "speedConfidence");
    if ((stat = asn1PD_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -818,6 +871,7 @@ int asn1PD_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_DriveDirection_ToString);
    return 0;
 }
 
@@ -831,12 +885,12 @@ int asn1PD_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus* pval
 int asn1PD_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "longitudinalAccelerationValue");
+   asn1DecStartElem(ctxt, "longitudinalAccelerationValue");
    if ((stat = asn1PD_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "longitudinalAccelerationConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "longitudinalAccelerationConfidence");
    if ((stat = asn1PD_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -848,6 +902,7 @@ int asn1PD_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_Longitudina
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-160));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -859,18 +914,19 @@ int asn1PD_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfid
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "lateralAccelerationValue");
+   asn1DecStartElem(ctxt, "lateralAccelerationValue");
    if ((stat = asn1PD_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "lateralAccelerationConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "lateralAccelerationConfidence");
    if ((stat = asn1PD_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -882,18 +938,19 @@ int asn1PD_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-160));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "verticalAccelerationValue");
+   asn1DecStartElem(ctxt, "verticalAccelerationValue");
    if ((stat = asn1PD_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "verticalAccelerationConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "verticalAccelerationConfidence");
    if ((stat = asn1PD_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -905,6 +962,7 @@ int asn1PD_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
       if ((stat = pd_ConsBits(ctxt, &ui, 9)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-160));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -916,6 +974,7 @@ int asn1PD_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -923,6 +982,7 @@ int asn1PD_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue)
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 8, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -932,6 +992,7 @@ int asn1PD_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic* 
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_DangerousGoodsBasic_ToString);
    return 0;
 }
 
@@ -946,43 +1007,44 @@ int asn1PD_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "dangerousGoodsType");
+   asn1DecStartElem(ctxt, "dangerousGoodsType");
    if ((stat = asn1PD_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "unNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "unNumber");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).unNumber = (QSUINT16)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "elevatedTemperature");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unNumber);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "elevatedTemperature");
    if ((stat = pd_BoolField(ctxt, &(*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "tunnelsRestricted");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "tunnelsRestricted");
    if ((stat = pd_BoolField(ctxt, &(*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "limitedQuantity");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "limitedQuantity");
    if ((stat = pd_BoolField(ctxt, &(*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.emergencyActionCodePresent = 1;
-      asn1PushElem(ctxt, "emergencyActionCode");
+      asn1DecStartElem(ctxt, "emergencyActionCode");
       if ((stat = pu_setSizeConstraint(ctxt, 1, 24, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_ConstrainedStringEx(ctxt, &(*pvalue).emergencyActionCode, 0, 8, 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.phoneNumberPresent = 1;
-      asn1PushElem(ctxt, "phoneNumber");
+      asn1DecStartElem(ctxt, "phoneNumber");
       if ((stat = asn1PD_ITS_PhoneNumber(ctxt, &(*pvalue).phoneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.companyNamePresent = 1;
-      asn1PushElem(ctxt, "companyName");
+      asn1DecStartElem(ctxt, "companyName");
       if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).companyName)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1011,6 +1073,7 @@ int asn1PD_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 4, 4)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -1018,6 +1081,7 @@ int asn1PD_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pv
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 2, 2)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -1029,6 +1093,7 @@ int asn1PD_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1040,6 +1105,7 @@ int asn1PD_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1051,6 +1117,7 @@ int asn1PD_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1062,6 +1129,7 @@ int asn1PD_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1071,6 +1139,7 @@ int asn1PD_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponse
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_RequestResponseIndication_ToString);
    return 0;
 }
 
@@ -1082,6 +1151,7 @@ int asn1PD_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1091,6 +1161,7 @@ int asn1PD_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_StationarySince_ToString);
    return 0;
 }
 
@@ -1102,6 +1173,7 @@ int asn1PD_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT8)((QSINT64)ui + (-60));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -1115,10 +1187,12 @@ int asn1PD_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_TrafficRule_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_TrafficRule_ToString);
    return 0;
 }
 
@@ -1130,6 +1204,7 @@ int asn1PD_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1141,6 +1216,7 @@ int asn1PD_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1152,6 +1228,7 @@ int asn1PD_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1159,6 +1236,7 @@ int asn1PD_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* 
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 20, 20)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -1172,10 +1250,12 @@ int asn1PD_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSoluti
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_PositioningSolutionType_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_PositioningSolutionType_ToString);
    return 0;
 }
 
@@ -1191,15 +1271,15 @@ int asn1PD_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.wMInumberPresent = 1;
-      asn1PushElem(ctxt, "wMInumber");
+      asn1DecStartElem(ctxt, "wMInumber");
       if ((stat = asn1PD_ITS_WMInumber(ctxt, &(*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.vDSPresent = 1;
-      asn1PushElem(ctxt, "vDS");
+      asn1DecStartElem(ctxt, "vDS");
       if ((stat = asn1PD_ITS_VDS(ctxt, &(*pvalue).vDS)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1244,18 +1324,19 @@ int asn1PD_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pval
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 7, 7)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
 int asn1PD_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "vehicleLengthValue");
+   asn1DecStartElem(ctxt, "vehicleLengthValue");
    if ((stat = asn1PD_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vehicleLengthConfidenceIndication");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vehicleLengthConfidenceIndication");
    if ((stat = asn1PD_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1267,6 +1348,7 @@ int asn1PD_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1276,6 +1358,7 @@ int asn1PD_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Vehicle
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_VehicleLengthConfidenceIndication_ToString);
    return 0;
 }
 
@@ -1287,6 +1370,7 @@ int asn1PD_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1305,9 +1389,9 @@ int asn1PD_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_PathPoint* elem = (ASN1T_ITS_PathPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathPoint));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_PathPoint();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_PathPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1318,6 +1402,7 @@ int asn1PD_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pval
 {
    int stat;
    if ((stat = pd_BitString32(ctxt, &(*pvalue), 2, 2)) != 0) return LOG_RTERR(ctxt, stat);
+   asn1EvtBitStr(ctxt, (*pvalue).numbits, (*pvalue).data);
    return 0;
 }
 
@@ -1329,6 +1414,7 @@ int asn1PD_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1338,18 +1424,19 @@ int asn1PD_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_RoadType_ToString);
    return 0;
 }
 
 int asn1PD_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "steeringWheelAngleValue");
+   asn1DecStartElem(ctxt, "steeringWheelAngleValue");
    if ((stat = asn1PD_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "steeringWheelAngleConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "steeringWheelAngleConfidence");
    if ((stat = asn1PD_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1361,6 +1448,7 @@ int asn1PD_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
       if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-511));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -1372,6 +1460,7 @@ int asn1PD_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWhee
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1383,6 +1472,7 @@ int asn1PD_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts* pvalue)
       if ((stat = pd_ConsBits64(ctxt, &ui, 42)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT64)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1392,18 +1482,19 @@ int asn1PD_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_VehicleRole_ToString);
    return 0;
 }
 
 int asn1PD_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "yawRateValue");
+   asn1DecStartElem(ctxt, "yawRateValue");
    if ((stat = asn1PD_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "yawRateConfidence");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "yawRateConfidence");
    if ((stat = asn1PD_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1415,6 +1506,7 @@ int asn1PD_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-32766));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -1424,6 +1516,7 @@ int asn1PD_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence* pval
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_YawRateConfidence_ToString);
    return 0;
 }
 
@@ -1437,9 +1530,11 @@ int asn1PD_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType* pval
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       static const QSUINT32 extValues[1] = { 1 };
       (*pvalue) = ui < 1 ? extValues[ui] : 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_ProtectedZoneType_ToString);
       return 0;
    }
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_ProtectedZoneType_ToString);
    return 0;
 }
 
@@ -1449,6 +1544,7 @@ int asn1PD_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance* pval
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_RelevanceDistance_ToString);
    return 0;
 }
 
@@ -1458,6 +1554,7 @@ int asn1PD_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTraffi
    QSUINT32 ui = 0;
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_ITS_RelevanceTrafficDirection_ToString);
    return 0;
 }
 
@@ -1469,6 +1566,7 @@ int asn1PD_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval
       if ((stat = pd_ConsBits(ctxt, &ui, 14)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1480,18 +1578,19 @@ int asn1PD_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration* pvalue
       if ((stat = pd_ConsBits(ctxt, &ui, 17)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "originatingStationID");
+   asn1DecStartElem(ctxt, "originatingStationID");
    if ((stat = asn1PD_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "sequenceNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "sequenceNumber");
    if ((stat = asn1PD_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1510,9 +1609,9 @@ int asn1PD_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ReferencePosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1530,32 +1629,32 @@ int asn1PD_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "protectedZoneType");
+   asn1DecStartElem(ctxt, "protectedZoneType");
    if ((stat = asn1PD_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.expiryTimePresent = 1;
-      asn1PushElem(ctxt, "expiryTime");
+      asn1DecStartElem(ctxt, "expiryTime");
       if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "protectedZoneLatitude");
+   asn1DecStartElem(ctxt, "protectedZoneLatitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "protectedZoneLongitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "protectedZoneLongitude");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.protectedZoneRadiusPresent = 1;
-      asn1PushElem(ctxt, "protectedZoneRadius");
+      asn1DecStartElem(ctxt, "protectedZoneRadius");
       if ((stat = asn1PD_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.protectedZoneIDPresent = 1;
-      asn1PushElem(ctxt, "protectedZoneID");
+      asn1DecStartElem(ctxt, "protectedZoneID");
       if ((stat = asn1PD_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1595,9 +1694,9 @@ int asn1PD_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_PathHistory* elem = (ASN1T_ITS_PathHistory*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathHistory));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_PathHistory();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_PathHistory(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1612,6 +1711,7 @@ int asn1PD_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants* pval
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1623,6 +1723,7 @@ int asn1PD_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1641,9 +1742,9 @@ int asn1PD_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_PosPillar* elem = (ASN1T_ITS_PosPillar*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PosPillar));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_PosPillar();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_PosPillar(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1665,9 +1766,9 @@ int asn1PD_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_StationType* elem = (ASN1T_ITS_StationType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationType));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_StationType();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_StationType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1689,9 +1790,9 @@ int asn1PD_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_EventPoint* elem = (ASN1T_ITS_EventPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_EventPoint));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_EventPoint();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_EventPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1704,18 +1805,18 @@ int asn1PD_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "eventPosition");
+   asn1DecStartElem(ctxt, "eventPosition");
    if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.eventDeltaTimePresent = 1;
-      asn1PushElem(ctxt, "eventDeltaTime");
+      asn1DecStartElem(ctxt, "eventDeltaTime");
       if ((stat = asn1PD_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "informationQuality");
+   asn1DecStartElem(ctxt, "informationQuality");
    if ((stat = asn1PD_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1734,9 +1835,9 @@ int asn1PD_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
          ASN1T_ITS_ProtectedCommunicationZone* elem = (ASN1T_ITS_ProtectedCommunicationZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ProtectedCommunicationZone));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ProtectedCommunicationZone();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ProtectedCommunicationZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1752,17 +1853,17 @@ int asn1PD_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
    rtxDListInit(&(*pvalue).extElem1);
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "protectedZoneLatitude");
+   asn1DecStartElem(ctxt, "protectedZoneLatitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "protectedZoneLongitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "protectedZoneLongitude");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.cenDsrcTollingZoneIDPresent = 1;
-      asn1PushElem(ctxt, "cenDsrcTollingZoneID");
+      asn1DecStartElem(ctxt, "cenDsrcTollingZoneID");
       if ((stat = asn1PD_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1804,6 +1905,7 @@ int asn1PD_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius* 
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1815,6 +1917,7 @@ int asn1PD_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 27)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1826,6 +1929,7 @@ int asn1PD_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID
       if ((stat = pd_ConsBits(ctxt, &ui, 27)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT32)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -1844,9 +1948,9 @@ int asn1PD_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ReferencePosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }

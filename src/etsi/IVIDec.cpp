@@ -22,14 +22,14 @@ int asn1PD_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "mandatory");
+   asn1DecStartElem(ctxt, "mandatory");
    if ((stat = asn1PD_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.optionalPresent = 1;
-      asn1PushElem(ctxt, "optional");
+      asn1DecStartElem(ctxt, "optional");
       if ((stat = asn1PD_IVI_IviContainers(ctxt, &(*pvalue).optional)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -49,9 +49,9 @@ int asn1PD_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_IviContainer* elem = (ASN1T_IVI_IviContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_IviContainer));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_IviContainer();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_IviContainer(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -75,9 +75,9 @@ int asn1PD_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
          (*pvalue).u.avc = (ASN1T_IVI_AutomatedVehicleContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AutomatedVehicleContainer));
          if ((*pvalue).u.avc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new ((*pvalue).u.avc) ASN1T_IVI_AutomatedVehicleContainer();
-         asn1PushElem(ctxt, "avc");
+         asn1DecStartElem(ctxt, "avc");
          if ((stat = asn1PD_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
@@ -87,9 +87,9 @@ int asn1PD_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
          (*pvalue).u.mlc = (ASN1T_IVI_MapLocationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_MapLocationContainer));
          if ((*pvalue).u.mlc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new ((*pvalue).u.mlc) ASN1T_IVI_MapLocationContainer();
-         asn1PushElem(ctxt, "mlc");
+         asn1DecStartElem(ctxt, "mlc");
          if ((stat = asn1PD_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
@@ -99,9 +99,9 @@ int asn1PD_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
          (*pvalue).u.rsc = (ASN1T_IVI_RoadSurfaceContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RoadSurfaceContainer));
          if ((*pvalue).u.rsc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new ((*pvalue).u.rsc) ASN1T_IVI_RoadSurfaceContainer();
-         asn1PushElem(ctxt, "rsc");
+         asn1DecStartElem(ctxt, "rsc");
          if ((stat = asn1PD_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
          if ((stat = pd_OpenTypeEnd(ctxt, endBit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
@@ -126,45 +126,45 @@ int asn1PD_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
       (*pvalue).u.glc = (ASN1T_IVI_GeographicLocationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GeographicLocationContainer));
       if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.glc) ASN1T_IVI_GeographicLocationContainer();
-      asn1PushElem(ctxt, "glc");
+      asn1DecStartElem(ctxt, "glc");
       if ((stat = asn1PD_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.giv = (ASN1T_IVI_GeneralIviContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GeneralIviContainer));
       if ((*pvalue).u.giv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.giv) ASN1T_IVI_GeneralIviContainer();
-      asn1PushElem(ctxt, "giv");
+      asn1DecStartElem(ctxt, "giv");
       if ((stat = asn1PD_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.rcc = (ASN1T_IVI_RoadConfigurationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RoadConfigurationContainer));
       if ((*pvalue).u.rcc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.rcc) ASN1T_IVI_RoadConfigurationContainer();
-      asn1PushElem(ctxt, "rcc");
+      asn1DecStartElem(ctxt, "rcc");
       if ((stat = asn1PD_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.tc = (ASN1T_IVI_TextContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TextContainer));
       if ((*pvalue).u.tc == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.tc) ASN1T_IVI_TextContainer();
-      asn1PushElem(ctxt, "tc");
+      asn1DecStartElem(ctxt, "tc");
       if ((stat = asn1PD_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.lac = (ASN1T_IVI_LayoutContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LayoutContainer));
       if ((*pvalue).u.lac == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.lac) ASN1T_IVI_LayoutContainer();
-      asn1PushElem(ctxt, "lac");
+      asn1DecStartElem(ctxt, "lac");
       if ((stat = asn1PD_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -184,39 +184,39 @@ int asn1PD_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "serviceProviderId");
+   asn1DecStartElem(ctxt, "serviceProviderId");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).serviceProviderId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "iviIdentificationNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "iviIdentificationNumber");
    if ((stat = asn1PD_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.timeStampPresent = 1;
-      asn1PushElem(ctxt, "timeStamp");
+      asn1DecStartElem(ctxt, "timeStamp");
       if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.validFromPresent = 1;
-      asn1PushElem(ctxt, "validFrom");
+      asn1DecStartElem(ctxt, "validFrom");
       if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.validToPresent = 1;
-      asn1PushElem(ctxt, "validTo");
+      asn1DecStartElem(ctxt, "validTo");
       if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.connectedIviStructuresPresent = 1;
-      asn1PushElem(ctxt, "connectedIviStructures");
+      asn1DecStartElem(ctxt, "connectedIviStructures");
       if ((stat = asn1PD_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "iviStatus");
+   asn1DecStartElem(ctxt, "iviStatus");
    if ((stat = asn1PD_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -230,9 +230,9 @@ int asn1PD_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
                (*pvalue).m.connectedDenmsPresent = 1;
                stat = 0;
                do {
-                  asn1PushElem(ctxt, "connectedDenms");
+                  asn1DecStartElem(ctxt, "connectedDenms");
                   if ((stat = asn1PD_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms)) != 0) { stat = LOG_RTERR(ctxt, stat); break; }
-                  asn1PopElem(ctxt);
+                  asn1DecEndElem(ctxt);
                } while (0);
                break;
             default: break;
@@ -271,30 +271,30 @@ int asn1PD_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "referencePosition");
+   asn1DecStartElem(ctxt, "referencePosition");
    if ((stat = asn1PD_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.referencePositionTimePresent = 1;
-      asn1PushElem(ctxt, "referencePositionTime");
+      asn1DecStartElem(ctxt, "referencePositionTime");
       if ((stat = asn1PD_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.referencePositionHeadingPresent = 1;
-      asn1PushElem(ctxt, "referencePositionHeading");
+      asn1DecStartElem(ctxt, "referencePositionHeading");
       if ((stat = asn1PD_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.referencePositionSpeedPresent = 1;
-      asn1PushElem(ctxt, "referencePositionSpeed");
+      asn1DecStartElem(ctxt, "referencePositionSpeed");
       if ((stat = asn1PD_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "parts");
+   asn1DecStartElem(ctxt, "parts");
    if ((stat = asn1PD_IVI_GlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -333,9 +333,9 @@ int asn1PD_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_GlcPart* elem = (ASN1T_IVI_GlcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GlcPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_GlcPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_GlcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -354,36 +354,37 @@ int asn1PD_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "zoneId");
+   asn1DecStartElem(ctxt, "zoneId");
    if ((stat = asn1PD_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.laneNumberPresent = 1;
-      asn1PushElem(ctxt, "laneNumber");
+      asn1DecStartElem(ctxt, "laneNumber");
       if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.zoneExtensionPresent = 1;
-      asn1PushElem(ctxt, "zoneExtension");
+      asn1DecStartElem(ctxt, "zoneExtension");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).zoneExtension = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).zoneExtension);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.zoneHeadingPresent = 1;
-      asn1PushElem(ctxt, "zoneHeading");
+      asn1DecStartElem(ctxt, "zoneHeading");
       if ((stat = asn1PD_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.zonePresent = 1;
-      asn1PushElem(ctxt, "zone");
+      asn1DecStartElem(ctxt, "zone");
       if ((stat = asn1PD_IVI_Zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -423,9 +424,9 @@ int asn1PD_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_GicPart* elem = (ASN1T_IVI_GicPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GicPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_GicPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_GicPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -456,80 +457,81 @@ int asn1PD_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[13])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.detectionZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "detectionZoneIds");
+      asn1DecStartElem(ctxt, "detectionZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.its_RridPresent = 1;
-      asn1PushElem(ctxt, "its-Rrid");
+      asn1DecStartElem(ctxt, "its-Rrid");
       if ((stat = asn1PD_VarLengthNumber(ctxt, &(*pvalue).its_Rrid)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.relevanceZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "relevanceZoneIds");
+      asn1DecStartElem(ctxt, "relevanceZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.directionPresent = 1;
-      asn1PushElem(ctxt, "direction");
+      asn1DecStartElem(ctxt, "direction");
       if ((stat = asn1PD_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.driverAwarenessZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "driverAwarenessZoneIds");
+      asn1DecStartElem(ctxt, "driverAwarenessZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.minimumAwarenessTimePresent = 1;
-      asn1PushElem(ctxt, "minimumAwarenessTime");
+      asn1DecStartElem(ctxt, "minimumAwarenessTime");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).minimumAwarenessTime = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.applicableLanesPresent = 1;
-      asn1PushElem(ctxt, "applicableLanes");
+      asn1DecStartElem(ctxt, "applicableLanes");
       if ((stat = asn1PD_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "iviType");
+   asn1DecStartElem(ctxt, "iviType");
    if ((stat = asn1PD_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[7]) {
       (*pvalue).m.iviPurposePresent = 1;
-      asn1PushElem(ctxt, "iviPurpose");
+      asn1DecStartElem(ctxt, "iviPurpose");
       if ((stat = asn1PD_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[8]) {
       (*pvalue).m.laneStatusPresent = 1;
-      asn1PushElem(ctxt, "laneStatus");
+      asn1DecStartElem(ctxt, "laneStatus");
       if ((stat = asn1PD_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[9]) {
       (*pvalue).m.vehicleCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "vehicleCharacteristics");
+      asn1DecStartElem(ctxt, "vehicleCharacteristics");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[10]) {
       (*pvalue).m.driverCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "driverCharacteristics");
+      asn1DecStartElem(ctxt, "driverCharacteristics");
       if ((stat = asn1PD_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[11]) {
       (*pvalue).m.layoutIdPresent = 1;
-      asn1PushElem(ctxt, "layoutId");
+      asn1DecStartElem(ctxt, "layoutId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -544,11 +546,12 @@ int asn1PD_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutId);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[12]) {
       (*pvalue).m.preStoredlayoutIdPresent = 1;
-      asn1PushElem(ctxt, "preStoredlayoutId");
+      asn1DecStartElem(ctxt, "preStoredlayoutId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -563,16 +566,17 @@ int asn1PD_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "roadSignCodes");
+   asn1DecStartElem(ctxt, "roadSignCodes");
    if ((stat = asn1PD_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[13]) {
       (*pvalue).m.extraTextPresent = 1;
-      asn1PushElem(ctxt, "extraText");
+      asn1DecStartElem(ctxt, "extraText");
       if ((stat = asn1PD_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -612,9 +616,9 @@ int asn1PD_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_RccPart* elem = (ASN1T_IVI_RccPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RccPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_RccPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_RccPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -627,15 +631,15 @@ int asn1PD_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
    QSBOOL extbit = 0;
    pd_ExtBit(ctxt, &extbit);  /* at the end of the input the next read fails */
    rtxDListInit(&(*pvalue).extElem1);
-   asn1PushElem(ctxt, "relevanceZoneIds");
+   asn1DecStartElem(ctxt, "relevanceZoneIds");
    if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "roadType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "roadType");
    if ((stat = asn1PD_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneConfiguration");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneConfiguration");
    if ((stat = asn1PD_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -674,9 +678,9 @@ int asn1PD_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_RscPart* elem = (ASN1T_IVI_RscPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RscPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_RscPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_RscPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -694,30 +698,30 @@ int asn1PD_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[3])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.detectionZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "detectionZoneIds");
+      asn1DecStartElem(ctxt, "detectionZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "relevanceZoneIds");
+   asn1DecStartElem(ctxt, "relevanceZoneIds");
    if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.directionPresent = 1;
-      asn1PushElem(ctxt, "direction");
+      asn1DecStartElem(ctxt, "direction");
       if ((stat = asn1PD_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.roadSurfaceStaticCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "roadSurfaceStaticCharacteristics");
+      asn1DecStartElem(ctxt, "roadSurfaceStaticCharacteristics");
       if ((stat = asn1PD_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.roadSurfaceDynamicCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "roadSurfaceDynamicCharacteristics");
+      asn1DecStartElem(ctxt, "roadSurfaceDynamicCharacteristics");
       if ((stat = asn1PD_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (!(((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) || ((*pvalue).m.roadSurfaceDynamicCharacteristicsPresent))) {
       rtxErrAddStrParm(ctxt, "element 'roadSurfaceStaticCharacteristics' absent | element 'roadSurfaceDynamicCharacteristics' absent");
@@ -742,9 +746,9 @@ int asn1PD_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_TcPart* elem = (ASN1T_IVI_TcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TcPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_TcPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_TcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -758,20 +762,20 @@ static int asn1PD_addition0_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    pvalue->m.iviTypePresent = 1;
-   asn1PushElem(ctxt, "iviType");
+   asn1DecStartElem(ctxt, "iviType");
    if ((stat = asn1PD_IVI_IviType(ctxt, &pvalue->iviType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       pvalue->m.laneStatusPresent = 1;
-      asn1PushElem(ctxt, "laneStatus");
+      asn1DecStartElem(ctxt, "laneStatus");
       if ((stat = asn1PD_IVI_LaneStatus(ctxt, &pvalue->laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       pvalue->m.vehicleCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "vehicleCharacteristics");
+      asn1DecStartElem(ctxt, "vehicleCharacteristics");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsList(ctxt, &pvalue->vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return stat;
 }
@@ -794,44 +798,45 @@ int asn1PD_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.detectionZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "detectionZoneIds");
+      asn1DecStartElem(ctxt, "detectionZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "relevanceZoneIds");
+   asn1DecStartElem(ctxt, "relevanceZoneIds");
    if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.directionPresent = 1;
-      asn1PushElem(ctxt, "direction");
+      asn1DecStartElem(ctxt, "direction");
       if ((stat = asn1PD_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.driverAwarenessZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "driverAwarenessZoneIds");
+      asn1DecStartElem(ctxt, "driverAwarenessZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.minimumAwarenessTimePresent = 1;
-      asn1PushElem(ctxt, "minimumAwarenessTime");
+      asn1DecStartElem(ctxt, "minimumAwarenessTime");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).minimumAwarenessTime = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.applicableLanesPresent = 1;
-      asn1PushElem(ctxt, "applicableLanes");
+      asn1DecStartElem(ctxt, "applicableLanes");
       if ((stat = asn1PD_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.layoutIdPresent = 1;
-      asn1PushElem(ctxt, "layoutId");
+      asn1DecStartElem(ctxt, "layoutId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -846,11 +851,12 @@ int asn1PD_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutId);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.preStoredlayoutIdPresent = 1;
-      asn1PushElem(ctxt, "preStoredlayoutId");
+      asn1DecStartElem(ctxt, "preStoredlayoutId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -865,17 +871,18 @@ int asn1PD_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.textPresent = 1;
-      asn1PushElem(ctxt, "text");
+      asn1DecStartElem(ctxt, "text");
       if ((stat = asn1PD_IVI_TextLines(ctxt, &(*pvalue).text)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "data");
+   asn1DecStartElem(ctxt, "data");
    if ((stat = pd_DynOctetString(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -923,7 +930,7 @@ int asn1PD_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "layoutId");
+   asn1DecStartElem(ctxt, "layoutId");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -938,30 +945,33 @@ int asn1PD_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutId);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.heightPresent = 1;
-      asn1PushElem(ctxt, "height");
+      asn1DecStartElem(ctxt, "height");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).height = (QSUINT8)((QSINT64)ui + (10));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).height);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.widthPresent = 1;
-      asn1PushElem(ctxt, "width");
+      asn1DecStartElem(ctxt, "width");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).width = (QSUINT16)((QSINT64)ui + (10));
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).width);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "layoutComponents");
+   asn1DecStartElem(ctxt, "layoutComponents");
    if ((stat = asn1PD_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (extbit) {
       ASN1TExtOptBits bits;
       if ((stat = pd_ExtOptElemBits(ctxt, &bits)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1000,9 +1010,9 @@ int asn1PD_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_AvcPart* elem = (ASN1T_IVI_AvcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AvcPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_AvcPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_AvcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1025,42 +1035,42 @@ int asn1PD_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.detectionZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "detectionZoneIds");
+      asn1DecStartElem(ctxt, "detectionZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "relevanceZoneIds");
+   asn1DecStartElem(ctxt, "relevanceZoneIds");
    if ((stat = asn1PD_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.directionPresent = 1;
-      asn1PushElem(ctxt, "direction");
+      asn1DecStartElem(ctxt, "direction");
       if ((stat = asn1PD_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.applicableLanesPresent = 1;
-      asn1PushElem(ctxt, "applicableLanes");
+      asn1DecStartElem(ctxt, "applicableLanes");
       if ((stat = asn1PD_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.vehicleCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "vehicleCharacteristics");
+      asn1DecStartElem(ctxt, "vehicleCharacteristics");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.automatedVehicleRulesPresent = 1;
-      asn1PushElem(ctxt, "automatedVehicleRules");
+      asn1DecStartElem(ctxt, "automatedVehicleRules");
       if ((stat = asn1PD_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.platooningRulesPresent = 1;
-      asn1PushElem(ctxt, "platooningRules");
+      asn1DecStartElem(ctxt, "platooningRules");
       if ((stat = asn1PD_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1093,12 +1103,12 @@ int asn1PD_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
 int asn1PD_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "reference");
+   asn1DecStartElem(ctxt, "reference");
    if ((stat = asn1PD_IVI_MapReference(ctxt, &(*pvalue).reference)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "parts");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "parts");
    if ((stat = asn1PD_IVI_MlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1117,9 +1127,9 @@ int asn1PD_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_MlcPart* elem = (ASN1T_IVI_MlcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_MlcPart));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_MlcPart();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_MlcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1132,14 +1142,14 @@ int asn1PD_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "zoneId");
+   asn1DecStartElem(ctxt, "zoneId");
    if ((stat = asn1PD_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.laneIdsPresent = 1;
-      asn1PushElem(ctxt, "laneIds");
+      asn1DecStartElem(ctxt, "laneIds");
       if ((stat = asn1PD_IVI_LaneIds(ctxt, &(*pvalue).laneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1159,9 +1169,9 @@ int asn1PD_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_AbsolutePosition* elem = (ASN1T_IVI_AbsolutePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_AbsolutePosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_AbsolutePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1183,9 +1193,9 @@ int asn1PD_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_AbsolutePositionWAltitude* elem = (ASN1T_IVI_AbsolutePositionWAltitude*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositionWAltitude));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_AbsolutePositionWAltitude();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_AbsolutePositionWAltitude(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1207,9 +1217,9 @@ int asn1PD_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_AutomatedVehicleRule* elem = (ASN1T_IVI_AutomatedVehicleRule*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AutomatedVehicleRule));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_AutomatedVehicleRule();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_AutomatedVehicleRule(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1231,9 +1241,9 @@ int asn1PD_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ActionID();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1255,9 +1265,9 @@ int asn1PD_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_DeltaPosition* elem = (ASN1T_IVI_DeltaPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaPosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_DeltaPosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_DeltaPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1279,9 +1289,9 @@ int asn1PD_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_DeltaReferencePosition* elem = (ASN1T_ITS_DeltaReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_DeltaReferencePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_DeltaReferencePosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1303,9 +1313,9 @@ int asn1PD_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_Text();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1327,9 +1337,9 @@ int asn1PD_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_Text();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1351,9 +1361,9 @@ int asn1PD_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_IviIdentificationNumber* elem = (ASN1T_IVI_IviIdentificationNumber*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_IviIdentificationNumber));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_IviIdentificationNumber();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_IviIdentificationNumber(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1375,9 +1385,9 @@ int asn1PD_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_ISO14823Attribute* elem = (ASN1T_IVI_ISO14823Attribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Attribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_ISO14823Attribute();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_ISO14823Attribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1399,9 +1409,9 @@ int asn1PD_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_LaneInformation* elem = (ASN1T_IVI_LaneInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LaneInformation));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_LaneInformation();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_LaneInformation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1423,9 +1433,9 @@ int asn1PD_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_DSRC_LaneID();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1447,9 +1457,9 @@ int asn1PD_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ITS_LanePosition* elem = (ASN1T_ITS_LanePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_LanePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_LanePosition();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1471,9 +1481,9 @@ int asn1PD_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_LayoutComponent* elem = (ASN1T_IVI_LayoutComponent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LayoutComponent));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_LayoutComponent();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_LayoutComponent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1495,9 +1505,9 @@ int asn1PD_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_PlatooningRule* elem = (ASN1T_IVI_PlatooningRule*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_PlatooningRule));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_PlatooningRule();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_PlatooningRule(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1519,9 +1529,9 @@ int asn1PD_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_RSCode* elem = (ASN1T_IVI_RSCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RSCode));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_RSCode();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_RSCode(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1543,9 +1553,9 @@ int asn1PD_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_Text();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1567,9 +1577,9 @@ int asn1PD_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_TrailerCharacteristics* elem = (ASN1T_IVI_TrailerCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TrailerCharacteristics));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_TrailerCharacteristics();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_TrailerCharacteristics(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1591,9 +1601,9 @@ int asn1PD_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_IVI_VehicleCharacteristicsFixValues* elem = (ASN1T_IVI_VehicleCharacteristicsFixValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsFixValues));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_VehicleCharacteristicsFixValues();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValues(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1615,9 +1625,9 @@ int asn1PD_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          ASN1T_IVI_VehicleCharacteristicsRanges* elem = (ASN1T_IVI_VehicleCharacteristicsRanges*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsRanges));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_VehicleCharacteristicsRanges();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_VehicleCharacteristicsRanges(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1639,9 +1649,9 @@ int asn1PD_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_SaeAutomationLevel* elem = (ASN1T_IVI_SaeAutomationLevel*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_SaeAutomationLevel));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_SaeAutomationLevel();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_SaeAutomationLevel(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1663,9 +1673,9 @@ int asn1PD_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
          ASN1T_IVI_VehicleCharacteristicsFixValues* elem = (ASN1T_IVI_VehicleCharacteristicsFixValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsFixValues));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_VehicleCharacteristicsFixValues();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValues(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1687,9 +1697,9 @@ int asn1PD_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_CompleteVehicleCharacteristics* elem = (ASN1T_IVI_CompleteVehicleCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_CompleteVehicleCharacteristics));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_CompleteVehicleCharacteristics();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_CompleteVehicleCharacteristics(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1711,9 +1721,9 @@ int asn1PD_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          ASN1T_IVI_VehicleCharacteristicsRanges* elem = (ASN1T_IVI_VehicleCharacteristicsRanges*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsRanges));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_VehicleCharacteristicsRanges();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_VehicleCharacteristicsRanges(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1735,9 +1745,9 @@ int asn1PD_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_InternationalSign_applicablePeriod* elem = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_InternationalSign_applicablePeriod();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_InternationalSign_applicablePeriod(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1759,9 +1769,9 @@ int asn1PD_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_IVI_Zid* elem = (ASN1T_IVI_Zid*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Zid));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_IVI_Zid();
-         asn1PushArrayElem(ctxt, "elem", (*pvalue).count - 1);
+         asn1DecStartArrayElem(ctxt, "elem", (*pvalue).count - 1);
          if ((stat = asn1PD_IVI_Zid(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-         asn1PopElem(ctxt);
+         asn1DecEndElem(ctxt);
       }
       if (lstat != 2) break;
    }
@@ -1771,27 +1781,27 @@ int asn1PD_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1PD_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "latitude");
+   asn1DecStartElem(ctxt, "latitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "longitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "longitude");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositionWAltitude* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "latitude");
+   asn1DecStartElem(ctxt, "latitude");
    if ((stat = asn1PD_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "longitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "longitude");
    if ((stat = asn1PD_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "altitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "altitude");
    if ((stat = asn1PD_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -1803,44 +1813,47 @@ int asn1PD_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "owner");
+   asn1DecStartElem(ctxt, "owner");
    if ((stat = asn1PD_Provider(ctxt, &(*pvalue).owner)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "version");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "version");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).version = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "pictogramCode");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).version);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "pictogramCode");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).pictogramCode = (QSUINT16)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).pictogramCode);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.valuePresent = 1;
-      asn1PushElem(ctxt, "value");
+      asn1DecStartElem(ctxt, "value");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).value = (QSUINT16)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.unitPresent = 1;
-      asn1PushElem(ctxt, "unit");
+      asn1DecStartElem(ctxt, "unit");
       if ((stat = asn1PD_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.attributesPresent = 1;
-      asn1PushElem(ctxt, "attributes");
+      asn1DecStartElem(ctxt, "attributes");
       if ((stat = asn1PD_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1860,53 +1873,53 @@ int asn1PD_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "priority");
+   asn1DecStartElem(ctxt, "priority");
    if ((stat = asn1PD_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "allowedSaeAutomationLevels");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "allowedSaeAutomationLevels");
    if ((stat = asn1PD_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.minGapBetweenVehiclesPresent = 1;
-      asn1PushElem(ctxt, "minGapBetweenVehicles");
+      asn1DecStartElem(ctxt, "minGapBetweenVehicles");
       if ((stat = asn1PD_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.recGapBetweenVehiclesPresent = 1;
-      asn1PushElem(ctxt, "recGapBetweenVehicles");
+      asn1DecStartElem(ctxt, "recGapBetweenVehicles");
       if ((stat = asn1PD_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.automatedVehicleMaxSpeedLimitPresent = 1;
-      asn1PushElem(ctxt, "automatedVehicleMaxSpeedLimit");
+      asn1DecStartElem(ctxt, "automatedVehicleMaxSpeedLimit");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.automatedVehicleMinSpeedLimitPresent = 1;
-      asn1PushElem(ctxt, "automatedVehicleMinSpeedLimit");
+      asn1DecStartElem(ctxt, "automatedVehicleMinSpeedLimit");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.automatedVehicleSpeedRecommendationPresent = 1;
-      asn1PushElem(ctxt, "automatedVehicleSpeedRecommendation");
+      asn1DecStartElem(ctxt, "automatedVehicleSpeedRecommendation");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.roadSignCodesPresent = 1;
-      asn1PushElem(ctxt, "roadSignCodes");
+      asn1DecStartElem(ctxt, "roadSignCodes");
       if ((stat = asn1PD_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.extraTextPresent = 1;
-      asn1PushElem(ctxt, "extraText");
+      asn1DecStartElem(ctxt, "extraText");
       if ((stat = asn1PD_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -1941,21 +1954,21 @@ int asn1PD_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVe
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.tractorPresent = 1;
-      asn1PushElem(ctxt, "tractor");
+      asn1DecStartElem(ctxt, "tractor");
       if ((stat = asn1PD_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.trailerPresent = 1;
-      asn1PushElem(ctxt, "trailer");
+      asn1DecStartElem(ctxt, "trailer");
       if ((stat = asn1PD_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.trainPresent = 1;
-      asn1PushElem(ctxt, "train");
+      asn1DecStartElem(ctxt, "train");
       if ((stat = asn1PD_IVI_TrainCharacteristics(ctxt, &(*pvalue).train)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1967,30 +1980,31 @@ int asn1PD_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue)
    QSBOOL optbits[2];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "zoneId");
+   asn1DecStartElem(ctxt, "zoneId");
    if ((stat = asn1PD_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneNumber");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneNumber");
    if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneWidth");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneWidth");
    if ((stat = asn1PD_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.offsetDistancePresent = 1;
-      asn1PushElem(ctxt, "offsetDistance");
+      asn1DecStartElem(ctxt, "offsetDistance");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).offsetDistance = (QSINT16)((QSINT64)ui + (-32768));
       }
-      asn1PopElem(ctxt);
+      asn1EvtInt(ctxt, (QSINT64)(*pvalue).offsetDistance);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.offsetPositionPresent = 1;
-      asn1PushElem(ctxt, "offsetPosition");
+      asn1DecStartElem(ctxt, "offsetPosition");
       if ((stat = asn1PD_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -1998,12 +2012,12 @@ int asn1PD_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue)
 int asn1PD_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "deltaLatitude");
+   asn1DecStartElem(ctxt, "deltaLatitude");
    if ((stat = asn1PD_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "deltaLongitude");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "deltaLongitude");
    if ((stat = asn1PD_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2022,72 +2036,72 @@ int asn1PD_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
       (*pvalue).u.dtm = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dtm) ASN1T_InternationalSign_applicablePeriod();
-      asn1PushElem(ctxt, "dtm");
+      asn1DecStartElem(ctxt, "dtm");
       if ((stat = asn1PD_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.edt = (ASN1T_InternationalSign_exemptedApplicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_exemptedApplicablePeriod));
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.edt) ASN1T_InternationalSign_exemptedApplicablePeriod();
-      asn1PushElem(ctxt, "edt");
+      asn1DecStartElem(ctxt, "edt");
       if ((stat = asn1PD_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.dfl = (ASN1T_InternationalSign_directionalFlowOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_directionalFlowOfLane));
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dfl) ASN1T_InternationalSign_directionalFlowOfLane();
-      asn1PushElem(ctxt, "dfl");
+      asn1DecStartElem(ctxt, "dfl");
       if ((stat = asn1PD_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.ved = (ASN1T_InternationalSign_applicableVehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicableVehicleDimensions));
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ved) ASN1T_InternationalSign_applicableVehicleDimensions();
-      asn1PushElem(ctxt, "ved");
+      asn1DecStartElem(ctxt, "ved");
       if ((stat = asn1PD_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.spe = (ASN1T_InternationalSign_speedLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_speedLimits));
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.spe) ASN1T_InternationalSign_speedLimits();
-      asn1PushElem(ctxt, "spe");
+      asn1DecStartElem(ctxt, "spe");
       if ((stat = asn1PD_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.roi = (ASN1T_InternationalSign_rateOfIncline*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_rateOfIncline));
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.roi) ASN1T_InternationalSign_rateOfIncline();
-      asn1PushElem(ctxt, "roi");
+      asn1DecStartElem(ctxt, "roi");
       if ((stat = asn1PD_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.dbv = (ASN1T_InternationalSign_distanceBetweenVehicles*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_distanceBetweenVehicles));
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dbv) ASN1T_InternationalSign_distanceBetweenVehicles();
-      asn1PushElem(ctxt, "dbv");
+      asn1DecStartElem(ctxt, "dbv");
       if ((stat = asn1PD_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 7: {
       (*pvalue).u.ddd = (ASN1T_InternationalSign_destinationInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_destinationInformation));
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ddd) ASN1T_InternationalSign_destinationInformation();
-      asn1PushElem(ctxt, "ddd");
+      asn1DecStartElem(ctxt, "ddd");
       if ((stat = asn1PD_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2101,14 +2115,14 @@ int asn1PD_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "pictogramCode");
+   asn1DecStartElem(ctxt, "pictogramCode");
    if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.attributesPresent = 1;
-      asn1PushElem(ctxt, "attributes");
+      asn1DecStartElem(ctxt, "attributes");
       if ((stat = asn1PD_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -2121,17 +2135,17 @@ int asn1PD_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_p
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.countryCodePresent = 1;
-      asn1PushElem(ctxt, "countryCode");
+      asn1DecStartElem(ctxt, "countryCode");
       if ((stat = pu_setSizeConstraint(ctxt, 2, 2, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_DynOctetString(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "serviceCategoryCode");
+   asn1DecStartElem(ctxt, "serviceCategoryCode");
    if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "pictogramCategoryCode");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "pictogramCategoryCode");
    if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2167,27 +2181,27 @@ int asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
       (*pvalue).u.trafficSignPictogram = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram));
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.trafficSignPictogram) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram();
-      asn1PushElem(ctxt, "trafficSignPictogram");
+      asn1DecStartElem(ctxt, "trafficSignPictogram");
       if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.publicFacilitiesPictogram = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram));
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.publicFacilitiesPictogram) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram();
-      asn1PushElem(ctxt, "publicFacilitiesPictogram");
+      asn1DecStartElem(ctxt, "publicFacilitiesPictogram");
       if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.ambientOrRoadConditionPictogram = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram));
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.ambientOrRoadConditionPictogram) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram();
-      asn1PushElem(ctxt, "ambientOrRoadConditionPictogram");
+      asn1DecStartElem(ctxt, "ambientOrRoadConditionPictogram");
       if ((stat = asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2205,10 +2219,12 @@ int asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogr
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString);
    return 0;
 }
 
@@ -2222,9 +2238,11 @@ int asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPi
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString);
       return 0;
    }
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString);
    return 0;
 }
 
@@ -2238,30 +2256,34 @@ int asn1PD_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadCondi
       if ((stat = pd_SmallNonNegWholeNumber(ctxt, &ui)) != 0) return LOG_RTERR(ctxt, stat);
       (void)ui;
       (*pvalue) = 0xFFFFFFFFu;
+      asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString);
       return 0;
    }
    if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
    (*pvalue) = ui;
+   asn1EvtEnum(ctxt, (*pvalue), ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString);
    return 0;
 }
 
 int asn1PD_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "nature");
+   asn1DecStartElem(ctxt, "nature");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).nature = (QSUINT8)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "serialNumber");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).nature);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "serialNumber");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).serialNumber = (QSUINT8)ui;
    }
-   asn1PopElem(ctxt);
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).serialNumber);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2276,33 +2298,33 @@ static int asn1PD_addition0_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInfo
    if ((stat = pd_OptBit(ctxt, &optbits[4])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       pvalue->m.detectionZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "detectionZoneIds");
+      asn1DecStartElem(ctxt, "detectionZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &pvalue->detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       pvalue->m.relevanceZoneIdsPresent = 1;
-      asn1PushElem(ctxt, "relevanceZoneIds");
+      asn1DecStartElem(ctxt, "relevanceZoneIds");
       if ((stat = asn1PD_IVI_ZoneIds(ctxt, &pvalue->relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       pvalue->m.laneCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "laneCharacteristics");
+      asn1DecStartElem(ctxt, "laneCharacteristics");
       if ((stat = asn1PD_IVI_LaneCharacteristics(ctxt, &pvalue->laneCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       pvalue->m.laneSurfaceStaticCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "laneSurfaceStaticCharacteristics");
+      asn1DecStartElem(ctxt, "laneSurfaceStaticCharacteristics");
       if ((stat = asn1PD_IVI_RoadSurfaceStaticCharacteristics(ctxt, &pvalue->laneSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       pvalue->m.laneSurfaceDynamicCharacteristicsPresent = 1;
-      asn1PushElem(ctxt, "laneSurfaceDynamicCharacteristics");
+      asn1DecStartElem(ctxt, "laneSurfaceDynamicCharacteristics");
       if ((stat = asn1PD_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &pvalue->laneSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return stat;
 }
@@ -2318,35 +2340,35 @@ int asn1PD_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "laneNumber");
+   asn1DecStartElem(ctxt, "laneNumber");
    if ((stat = asn1PD_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "direction");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "direction");
    if ((stat = asn1PD_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.validityPresent = 1;
-      asn1PushElem(ctxt, "validity");
+      asn1DecStartElem(ctxt, "validity");
       if ((stat = asn1PD_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "laneType");
+   asn1DecStartElem(ctxt, "laneType");
    if ((stat = asn1PD_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[1]) {
       (*pvalue).m.laneTypeQualifierPresent = 1;
-      asn1PushElem(ctxt, "laneTypeQualifier");
+      asn1DecStartElem(ctxt, "laneTypeQualifier");
       if ((stat = asn1PD_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "laneStatus");
+   asn1DecStartElem(ctxt, "laneStatus");
    if ((stat = asn1PD_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[2]) {
       (*pvalue).m.laneWidthPresent = 1;
-      asn1PushElem(ctxt, "laneWidth");
+      asn1DecStartElem(ctxt, "laneWidth");
       if ((stat = asn1PD_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -2388,31 +2410,31 @@ int asn1PD_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue)
 int asn1PD_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "zoneDefinitionAccuracy");
+   asn1DecStartElem(ctxt, "zoneDefinitionAccuracy");
    if ((stat = asn1PD_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "existinglaneMarkingStatus");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "existinglaneMarkingStatus");
    if ((stat = asn1PD_IVI_LaneMarkingStatus(ctxt, &(*pvalue).existinglaneMarkingStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "newlaneMarkingColour");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "newlaneMarkingColour");
    if ((stat = asn1PD_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneDelimitationLeft");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneDelimitationLeft");
    if ((stat = asn1PD_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "laneDelimitationRight");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "laneDelimitationRight");
    if ((stat = asn1PD_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "mergingWith");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "mergingWith");
    if ((stat = asn1PD_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "layoutComponentId");
+   asn1DecStartElem(ctxt, "layoutComponentId");
    {
       QSBOOL extbit = 0;
       if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2427,38 +2449,43 @@ int asn1PD_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue)
          }
       }
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "height");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "height");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).height = (QSUINT8)((QSINT64)ui + (10));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "width");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).height);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "width");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).width = (QSUINT16)((QSINT64)ui + (10));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "x");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).width);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "x");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).x = (QSUINT16)((QSINT64)ui + (10));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "y");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).x);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "y");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).y = (QSUINT8)((QSINT64)ui + (10));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "textScripting");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).y);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "textScripting");
    if ((stat = asn1PD_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2470,21 +2497,22 @@ int asn1PD_IVI_LayoutComponent_textScripting(QSCTXT* ctxt, ASN1T_IVI_LayoutCompo
       if ((stat = pd_ConsBits(ctxt, &ui, 1)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
 int asn1PD_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "goodsType");
+   asn1DecStartElem(ctxt, "goodsType");
    if ((stat = asn1PD_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "dangerousGoodsType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "dangerousGoodsType");
    if ((stat = asn1PD_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "specialTransportType");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "specialTransportType");
    if ((stat = asn1PD_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2503,18 +2531,18 @@ int asn1PD_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
       (*pvalue).u.roadsegment = (ASN1T_ETSI_DSRC_RoadSegmentReferenceID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegmentReferenceID));
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.roadsegment) ASN1T_ETSI_DSRC_RoadSegmentReferenceID();
-      asn1PushElem(ctxt, "roadsegment");
+      asn1DecStartElem(ctxt, "roadsegment");
       if ((stat = asn1PD_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.intersection = (ASN1T_ETSI_DSRC_IntersectionReferenceID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionReferenceID));
       if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.intersection) ASN1T_ETSI_DSRC_IntersectionReferenceID();
-      asn1PushElem(ctxt, "intersection");
+      asn1DecStartElem(ctxt, "intersection");
       if ((stat = asn1PD_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2538,59 +2566,59 @@ int asn1PD_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[5])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[6])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[7])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "priority");
+   asn1DecStartElem(ctxt, "priority");
    if ((stat = asn1PD_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "allowedSaeAutomationLevels");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "allowedSaeAutomationLevels");
    if ((stat = asn1PD_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.maxNoOfVehiclesPresent = 1;
-      asn1PushElem(ctxt, "maxNoOfVehicles");
+      asn1DecStartElem(ctxt, "maxNoOfVehicles");
       if ((stat = asn1PD_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.maxLenghtOfPlatoonPresent = 1;
-      asn1PushElem(ctxt, "maxLenghtOfPlatoon");
+      asn1DecStartElem(ctxt, "maxLenghtOfPlatoon");
       if ((stat = asn1PD_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.minGapBetweenVehiclesPresent = 1;
-      asn1PushElem(ctxt, "minGapBetweenVehicles");
+      asn1DecStartElem(ctxt, "minGapBetweenVehicles");
       if ((stat = asn1PD_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[3]) {
       (*pvalue).m.platoonMaxSpeedLimitPresent = 1;
-      asn1PushElem(ctxt, "platoonMaxSpeedLimit");
+      asn1DecStartElem(ctxt, "platoonMaxSpeedLimit");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[4]) {
       (*pvalue).m.platoonMinSpeedLimitPresent = 1;
-      asn1PushElem(ctxt, "platoonMinSpeedLimit");
+      asn1DecStartElem(ctxt, "platoonMinSpeedLimit");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[5]) {
       (*pvalue).m.platoonSpeedRecommendationPresent = 1;
-      asn1PushElem(ctxt, "platoonSpeedRecommendation");
+      asn1DecStartElem(ctxt, "platoonSpeedRecommendation");
       if ((stat = asn1PD_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[6]) {
       (*pvalue).m.roadSignCodesPresent = 1;
-      asn1PushElem(ctxt, "roadSignCodes");
+      asn1DecStartElem(ctxt, "roadSignCodes");
       if ((stat = asn1PD_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[7]) {
       (*pvalue).m.extraTextPresent = 1;
-      asn1PushElem(ctxt, "extraText");
+      asn1DecStartElem(ctxt, "extraText");
       if ((stat = asn1PD_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (extbit) {
       ASN1TExtOptBits bits;
@@ -2647,36 +2675,36 @@ int asn1PD_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
       (*pvalue).u.deltaPositions = (ASN1T_IVI_DeltaPositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaPositions));
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.deltaPositions) ASN1T_IVI_DeltaPositions();
-      asn1PushElem(ctxt, "deltaPositions");
+      asn1DecStartElem(ctxt, "deltaPositions");
       if ((stat = asn1PD_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.deltaPositionsWithAltitude = (ASN1T_IVI_DeltaReferencePositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaReferencePositions));
       if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.deltaPositionsWithAltitude) ASN1T_IVI_DeltaReferencePositions();
-      asn1PushElem(ctxt, "deltaPositionsWithAltitude");
+      asn1DecStartElem(ctxt, "deltaPositionsWithAltitude");
       if ((stat = asn1PD_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.absolutePositions = (ASN1T_IVI_AbsolutePositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositions));
       if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.absolutePositions) ASN1T_IVI_AbsolutePositions();
-      asn1PushElem(ctxt, "absolutePositions");
+      asn1DecStartElem(ctxt, "absolutePositions");
       if ((stat = asn1PD_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.absolutePositionsWithAltitude = (ASN1T_IVI_AbsolutePositionsWAltitude*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositionsWAltitude));
       if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.absolutePositionsWithAltitude) ASN1T_IVI_AbsolutePositionsWAltitude();
-      asn1PushElem(ctxt, "absolutePositionsWithAltitude");
+      asn1DecStartElem(ctxt, "absolutePositionsWithAltitude");
       if ((stat = asn1PD_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2687,36 +2715,36 @@ int asn1PD_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
 int asn1PD_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceDynamicCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "condition");
+   asn1DecStartElem(ctxt, "condition");
    if ((stat = asn1PD_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "temperature");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "temperature");
    if ((stat = asn1PD_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "iceOrWaterDepth");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "iceOrWaterDepth");
    if ((stat = asn1PD_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "treatment");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "treatment");
    if ((stat = asn1PD_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
 int asn1PD_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceStaticCharacteristics* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "frictionCoefficient");
+   asn1DecStartElem(ctxt, "frictionCoefficient");
    if ((stat = asn1PD_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "material");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "material");
    if ((stat = asn1PD_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "wear");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "wear");
    if ((stat = asn1PD_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "avBankingAngle");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "avBankingAngle");
    if ((stat = asn1PD_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2728,7 +2756,7 @@ int asn1PD_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.layoutComponentIdPresent = 1;
-      asn1PushElem(ctxt, "layoutComponentId");
+      asn1DecStartElem(ctxt, "layoutComponentId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2743,11 +2771,12 @@ int asn1PD_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "code");
+   asn1DecStartElem(ctxt, "code");
    if ((stat = asn1PD_IVI_RSCode_code(ctxt, &(*pvalue).code)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2783,40 +2812,41 @@ int asn1PD_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
       (*pvalue).u.viennaConvention = (ASN1T_IVI_VcCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VcCode));
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.viennaConvention) ASN1T_IVI_VcCode();
-      asn1PushElem(ctxt, "viennaConvention");
+      asn1DecStartElem(ctxt, "viennaConvention");
       if ((stat = asn1PD_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.iso14823 = (ASN1T_IVI_ISO14823Code*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code));
       if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.iso14823) ASN1T_IVI_ISO14823Code();
-      asn1PushElem(ctxt, "iso14823");
+      asn1DecStartElem(ctxt, "iso14823");
       if ((stat = asn1PD_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.itisCodes = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.itisCodes) QSUINT16();
-      asn1PushElem(ctxt, "itisCodes");
+      asn1DecStartElem(ctxt, "itisCodes");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.itisCodes) = (QSUINT16)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.itisCodes));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.anyCatalogue = (ASN1T_IVI_AnyCatalogue*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AnyCatalogue));
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.anyCatalogue) ASN1T_IVI_AnyCatalogue();
-      asn1PushElem(ctxt, "anyCatalogue");
+      asn1DecStartElem(ctxt, "anyCatalogue");
       if ((stat = asn1PD_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -2830,14 +2860,14 @@ int asn1PD_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    QSBOOL optbits[1];
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "line");
+   asn1DecStartElem(ctxt, "line");
    if ((stat = asn1PD_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.laneWidthPresent = 1;
-      asn1PushElem(ctxt, "laneWidth");
+      asn1DecStartElem(ctxt, "laneWidth");
       if ((stat = asn1PD_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -2850,7 +2880,7 @@ int asn1PD_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.layoutComponentIdPresent = 1;
-      asn1PushElem(ctxt, "layoutComponentId");
+      asn1DecStartElem(ctxt, "layoutComponentId");
       {
          QSBOOL extbit = 0;
          if ((stat = pd_ExtBit(ctxt, &extbit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2865,14 +2895,16 @@ int asn1PD_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
             }
          }
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId);
+      asn1DecEndElem(ctxt);
    }
-   asn1PushElem(ctxt, "language");
+   asn1DecStartElem(ctxt, "language");
    if ((stat = pd_BitString32(ctxt, &(*pvalue).language, 10, 10)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "textContent");
+   asn1EvtBitStr(ctxt, (*pvalue).language.numbits, (*pvalue).language.data);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "textContent");
    if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).textContent)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -2886,21 +2918,21 @@ int asn1PD_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.equalToPresent = 1;
-      asn1PushElem(ctxt, "equalTo");
+      asn1DecStartElem(ctxt, "equalTo");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.notEqualToPresent = 1;
-      asn1PushElem(ctxt, "notEqualTo");
+      asn1DecStartElem(ctxt, "notEqualTo");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.rangesPresent = 1;
-      asn1PushElem(ctxt, "ranges");
+      asn1DecStartElem(ctxt, "ranges");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -2915,21 +2947,21 @@ int asn1PD_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.equalToPresent = 1;
-      asn1PushElem(ctxt, "equalTo");
+      asn1DecStartElem(ctxt, "equalTo");
       if ((stat = asn1PD_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.notEqualToPresent = 1;
-      asn1PushElem(ctxt, "notEqualTo");
+      asn1DecStartElem(ctxt, "notEqualTo");
       if ((stat = asn1PD_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.rangesPresent = 1;
-      asn1PushElem(ctxt, "ranges");
+      asn1DecStartElem(ctxt, "ranges");
       if ((stat = asn1PD_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -2944,21 +2976,21 @@ int asn1PD_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
    if (optbits[0]) {
       (*pvalue).m.equalToPresent = 1;
-      asn1PushElem(ctxt, "equalTo");
+      asn1DecStartElem(ctxt, "equalTo");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.notEqualToPresent = 1;
-      asn1PushElem(ctxt, "notEqualTo");
+      asn1DecStartElem(ctxt, "notEqualTo");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.rangesPresent = 1;
-      asn1PushElem(ctxt, "ranges");
+      asn1DecStartElem(ctxt, "ranges");
       if ((stat = asn1PD_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -2971,40 +3003,42 @@ int asn1PD_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
    if ((stat = pd_OptBit(ctxt, &optbits[0])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[1])) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = pd_OptBit(ctxt, &optbits[2])) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PushElem(ctxt, "roadSignClass");
+   asn1DecStartElem(ctxt, "roadSignClass");
    if ((stat = asn1PD_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "roadSignCode");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "roadSignCode");
    {
       QSUINT32 ui;
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue).roadSignCode = (QSUINT8)((QSINT64)ui + (1));
    }
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "vcOption");
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode);
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "vcOption");
    if ((stat = asn1PD_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    if (optbits[0]) {
       (*pvalue).m.validityPresent = 1;
-      asn1PushElem(ctxt, "validity");
+      asn1DecStartElem(ctxt, "validity");
       if ((stat = asn1PD_IVI_ValidityPeriods(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[1]) {
       (*pvalue).m.valuePresent = 1;
-      asn1PushElem(ctxt, "value");
+      asn1DecStartElem(ctxt, "value");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 16)) != 0) return LOG_RTERR(ctxt, stat);
          (*pvalue).value = (QSUINT16)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).value);
+      asn1DecEndElem(ctxt);
    }
    if (optbits[2]) {
       (*pvalue).m.unitPresent = 1;
-      asn1PushElem(ctxt, "unit");
+      asn1DecStartElem(ctxt, "unit");
       if ((stat = asn1PD_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
    }
    return 0;
 }
@@ -3041,63 +3075,63 @@ int asn1PD_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       (*pvalue).u.simpleVehicleType = (ASN1T_ITS_StationType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationType));
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.simpleVehicleType) ASN1T_ITS_StationType();
-      asn1PushElem(ctxt, "simpleVehicleType");
+      asn1DecStartElem(ctxt, "simpleVehicleType");
       if ((stat = asn1PD_ITS_StationType(ctxt, &(*(*pvalue).u.simpleVehicleType))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.euVehicleCategoryCode = (ASN1T_EuVehicleCategoryCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryCode));
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euVehicleCategoryCode) ASN1T_EuVehicleCategoryCode();
-      asn1PushElem(ctxt, "euVehicleCategoryCode");
+      asn1DecStartElem(ctxt, "euVehicleCategoryCode");
       if ((stat = asn1PD_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.iso3833VehicleType = (ASN1T_Iso3833VehicleType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Iso3833VehicleType));
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.iso3833VehicleType) ASN1T_Iso3833VehicleType();
-      asn1PushElem(ctxt, "iso3833VehicleType");
+      asn1DecStartElem(ctxt, "iso3833VehicleType");
       if ((stat = asn1PD_Iso3833VehicleType(ctxt, &(*(*pvalue).u.iso3833VehicleType))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.euroAndCo2value = (ASN1T_EnvironmentalCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EnvironmentalCharacteristics));
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.euroAndCo2value) ASN1T_EnvironmentalCharacteristics();
-      asn1PushElem(ctxt, "euroAndCo2value");
+      asn1DecStartElem(ctxt, "euroAndCo2value");
       if ((stat = asn1PD_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.engineCharacteristics = (ASN1T_EngineCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EngineCharacteristics));
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.engineCharacteristics) ASN1T_EngineCharacteristics();
-      asn1PushElem(ctxt, "engineCharacteristics");
+      asn1DecStartElem(ctxt, "engineCharacteristics");
       if ((stat = asn1PD_EngineCharacteristics(ctxt, &(*(*pvalue).u.engineCharacteristics))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.loadType = (ASN1T_IVI_LoadType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LoadType));
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.loadType) ASN1T_IVI_LoadType();
-      asn1PushElem(ctxt, "loadType");
+      asn1DecStartElem(ctxt, "loadType");
       if ((stat = asn1PD_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.usage = (ASN1T_ITS_VehicleRole*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_VehicleRole));
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.usage) ASN1T_ITS_VehicleRole();
-      asn1PushElem(ctxt, "usage");
+      asn1DecStartElem(ctxt, "usage");
       if ((stat = asn1PD_ITS_VehicleRole(ctxt, &(*(*pvalue).u.usage))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -3108,12 +3142,12 @@ int asn1PD_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
 int asn1PD_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "comparisonOperator");
+   asn1DecStartElem(ctxt, "comparisonOperator");
    if ((stat = asn1PD_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "limits");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "limits");
    if ((stat = asn1PD_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return 0;
 }
 
@@ -3149,76 +3183,77 @@ int asn1PD_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       (*pvalue).u.numberOfAxles = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.numberOfAxles) QSUINT8();
-      asn1PushElem(ctxt, "numberOfAxles");
+      asn1DecStartElem(ctxt, "numberOfAxles");
       {
          QSUINT32 ui;
          if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
          (*(*pvalue).u.numberOfAxles) = (QSUINT8)ui;
       }
-      asn1PopElem(ctxt);
+      asn1EvtUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles));
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.vehicleDimensions = (ASN1T_VehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_VehicleDimensions));
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.vehicleDimensions) ASN1T_VehicleDimensions();
-      asn1PushElem(ctxt, "vehicleDimensions");
+      asn1DecStartElem(ctxt, "vehicleDimensions");
       if ((stat = asn1PD_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.vehicleWeightLimits = (ASN1T_VehicleWeightLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_VehicleWeightLimits));
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.vehicleWeightLimits) ASN1T_VehicleWeightLimits();
-      asn1PushElem(ctxt, "vehicleWeightLimits");
+      asn1DecStartElem(ctxt, "vehicleWeightLimits");
       if ((stat = asn1PD_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 3: {
       (*pvalue).u.axleWeightLimits = (ASN1T_AxleWeightLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_AxleWeightLimits));
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.axleWeightLimits) ASN1T_AxleWeightLimits();
-      asn1PushElem(ctxt, "axleWeightLimits");
+      asn1DecStartElem(ctxt, "axleWeightLimits");
       if ((stat = asn1PD_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 4: {
       (*pvalue).u.passengerCapacity = (ASN1T_PassengerCapacity*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PassengerCapacity));
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.passengerCapacity) ASN1T_PassengerCapacity();
-      asn1PushElem(ctxt, "passengerCapacity");
+      asn1DecStartElem(ctxt, "passengerCapacity");
       if ((stat = asn1PD_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 5: {
       (*pvalue).u.exhaustEmissionValues = (ASN1T_ExhaustEmissionValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ExhaustEmissionValues));
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.exhaustEmissionValues) ASN1T_ExhaustEmissionValues();
-      asn1PushElem(ctxt, "exhaustEmissionValues");
+      asn1DecStartElem(ctxt, "exhaustEmissionValues");
       if ((stat = asn1PD_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 6: {
       (*pvalue).u.dieselEmissionValues = (ASN1T_DieselEmissionValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DieselEmissionValues));
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.dieselEmissionValues) ASN1T_DieselEmissionValues();
-      asn1PushElem(ctxt, "dieselEmissionValues");
+      asn1DecStartElem(ctxt, "dieselEmissionValues");
       if ((stat = asn1PD_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 7: {
       (*pvalue).u.soundLevel = (ASN1T_SoundLevel*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SoundLevel));
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.soundLevel) ASN1T_SoundLevel();
-      asn1PushElem(ctxt, "soundLevel");
+      asn1DecStartElem(ctxt, "soundLevel");
       if ((stat = asn1PD_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -3258,27 +3293,27 @@ int asn1PD_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
       (*pvalue).u.segment = (ASN1T_IVI_Segment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Segment));
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.segment) ASN1T_IVI_Segment();
-      asn1PushElem(ctxt, "segment");
+      asn1DecStartElem(ctxt, "segment");
       if ((stat = asn1PD_IVI_Segment(ctxt, &(*(*pvalue).u.segment))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 1: {
       (*pvalue).u.area = (ASN1T_IVI_PolygonalLine*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_PolygonalLine));
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.area) ASN1T_IVI_PolygonalLine();
-      asn1PushElem(ctxt, "area");
+      asn1DecStartElem(ctxt, "area");
       if ((stat = asn1PD_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    case 2: {
       (*pvalue).u.computedSegment = (ASN1T_IVI_ComputedSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ComputedSegment));
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new ((*pvalue).u.computedSegment) ASN1T_IVI_ComputedSegment();
-      asn1PushElem(ctxt, "computedSegment");
+      asn1DecStartElem(ctxt, "computedSegment");
       if ((stat = asn1PD_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment))) != 0) return LOG_RTERR(ctxt, stat);
-      asn1PopElem(ctxt);
+      asn1DecEndElem(ctxt);
       break;
    }
    default: break;
@@ -3294,6 +3329,7 @@ int asn1PD_IVI_BankingAngle(QSCTXT* ctxt, ASN1T_IVI_BankingAngle* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT8)((QSINT64)ui + (-20));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -3305,6 +3341,7 @@ int asn1PD_IVI_ComparisonOperator(QSCTXT* ctxt, ASN1T_IVI_ComparisonOperator* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3325,6 +3362,7 @@ int asn1PD_IVI_Condition(QSCTXT* ctxt, ASN1T_IVI_Condition* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3345,6 +3383,7 @@ int asn1PD_IVI_DefinitionAccuracy(QSCTXT* ctxt, ASN1T_IVI_DefinitionAccuracy* pv
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3356,6 +3395,7 @@ int asn1PD_IVI_Depth(QSCTXT* ctxt, ASN1T_IVI_Depth* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3367,6 +3407,7 @@ int asn1PD_IVI_Direction(QSCTXT* ctxt, ASN1T_IVI_Direction* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3378,6 +3419,7 @@ int asn1PD_IVI_DriverCharacteristics(QSCTXT* ctxt, ASN1T_IVI_DriverCharacteristi
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3389,6 +3431,7 @@ int asn1PD_IVI_FrictionCoefficient(QSCTXT* ctxt, ASN1T_IVI_FrictionCoefficient* 
       if ((stat = pd_ConsBits(ctxt, &ui, 7)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3400,6 +3443,7 @@ int asn1PD_IVI_GapBetweenVehicles(QSCTXT* ctxt, ASN1T_IVI_GapBetweenVehicles* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3420,6 +3464,7 @@ int asn1PD_IVI_GoodsType(QSCTXT* ctxt, ASN1T_IVI_GoodsType* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3440,6 +3485,7 @@ int asn1PD_IVI_IviIdentificationNumber(QSCTXT* ctxt, ASN1T_IVI_IviIdentification
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3451,6 +3497,7 @@ int asn1PD_IVI_IviLaneWidth(QSCTXT* ctxt, ASN1T_IVI_IviLaneWidth* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 10)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT16)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3462,6 +3509,7 @@ int asn1PD_IVI_IviPurpose(QSCTXT* ctxt, ASN1T_IVI_IviPurpose* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3473,6 +3521,7 @@ int asn1PD_IVI_IviStatus(QSCTXT* ctxt, ASN1T_IVI_IviStatus* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3484,6 +3533,7 @@ int asn1PD_IVI_IviType(QSCTXT* ctxt, ASN1T_IVI_IviType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3504,6 +3554,7 @@ int asn1PD_IVI_LaneDelimitation(QSCTXT* ctxt, ASN1T_IVI_LaneDelimitation* pvalue
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3531,6 +3582,7 @@ int asn1PD_IVI_LaneStatus(QSCTXT* ctxt, ASN1T_IVI_LaneStatus* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3542,6 +3594,7 @@ int asn1PD_IVI_LaneType(QSCTXT* ctxt, ASN1T_IVI_LaneType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 5)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3562,6 +3615,7 @@ int asn1PD_IVI_MarkingColour(QSCTXT* ctxt, ASN1T_IVI_MarkingColour* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3582,6 +3636,7 @@ int asn1PD_IVI_MaterialType(QSCTXT* ctxt, ASN1T_IVI_MaterialType* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3593,6 +3648,7 @@ int asn1PD_IVI_MaxLenghtOfPlatoon(QSCTXT* ctxt, ASN1T_IVI_MaxLenghtOfPlatoon* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (1));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3604,6 +3660,7 @@ int asn1PD_IVI_MaxNoOfVehicles(QSCTXT* ctxt, ASN1T_IVI_MaxNoOfVehicles* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 6)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)((QSINT64)ui + (2));
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3615,6 +3672,7 @@ int asn1PD_IVI_PriorityLevel(QSCTXT* ctxt, ASN1T_IVI_PriorityLevel* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 2)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3626,6 +3684,7 @@ int asn1PD_IVI_RSCUnit(QSCTXT* ctxt, ASN1T_IVI_RSCUnit* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 4)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3637,6 +3696,7 @@ int asn1PD_IVI_SaeAutomationLevel(QSCTXT* ctxt, ASN1T_IVI_SaeAutomationLevel* pv
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3648,6 +3708,7 @@ int asn1PD_IVI_Temperature(QSCTXT* ctxt, ASN1T_IVI_Temperature* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 8)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSINT16)((QSINT64)ui + (-100));
    }
+   asn1EvtInt(ctxt, (QSINT64)(*pvalue));
    return 0;
 }
 
@@ -3659,6 +3720,7 @@ int asn1PD_IVI_TreatmentType(QSCTXT* ctxt, ASN1T_IVI_TreatmentType* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3670,6 +3732,7 @@ int asn1PD_IVI_VcClass(QSCTXT* ctxt, ASN1T_IVI_VcClass* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3681,6 +3744,7 @@ int asn1PD_IVI_VcOption(QSCTXT* ctxt, ASN1T_IVI_VcOption* pvalue)
       if ((stat = pd_ConsBits(ctxt, &ui, 3)) != 0) return LOG_RTERR(ctxt, stat);
       (*pvalue) = (QSUINT8)ui;
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3701,6 +3765,7 @@ int asn1PD_IVI_WearLevel(QSCTXT* ctxt, ASN1T_IVI_WearLevel* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }
 
@@ -3721,5 +3786,6 @@ int asn1PD_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
          }
       }
    }
+   asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
    return 0;
 }

@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/IVIM-PDU-DescriptionsDec.cpp";
 int asn1PD_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "ivi");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "ivi");
    if ((stat = asn1PD_IVI_IviStructure(ctxt, &(*pvalue).ivi)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

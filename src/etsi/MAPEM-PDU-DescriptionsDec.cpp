@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/MAPEM-PDU-DescriptionsDec.cpp"
 int asn1PD_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "map");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "map");
    if ((stat = asn1PD_ETSI_DSRC_MapData(ctxt, &(*pvalue).map)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

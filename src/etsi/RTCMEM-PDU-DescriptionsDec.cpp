@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/RTCMEM-PDU-DescriptionsDec.cpp
 int asn1PD_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "rtcmc");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "rtcmc");
    if ((stat = asn1PD_ETSI_DSRC_RTCMcorrections(ctxt, &(*pvalue).rtcmc)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/SPATEM-PDU-DescriptionsDec.cpp
 int asn1PD_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "spat");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "spat");
    if ((stat = asn1PD_ETSI_DSRC_SPAT(ctxt, &(*pvalue).spat)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

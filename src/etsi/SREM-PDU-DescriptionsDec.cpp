@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/SREM-PDU-DescriptionsDec.cpp";
 int asn1PD_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "srm");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "srm");
    if ((stat = asn1PD_ETSI_DSRC_SignalRequestMessage(ctxt, &(*pvalue).srm)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

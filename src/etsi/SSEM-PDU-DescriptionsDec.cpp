@@ -15,11 +15,11 @@ static const char* const THIS_FILE = "../src/etsi/SSEM-PDU-DescriptionsDec.cpp";
 int asn1PD_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue)
 {
    int stat;
-   asn1PushElem(ctxt, "header");
+   asn1DecStartElem(ctxt, "header");
    if ((stat = asn1PD_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
-   asn1PushElem(ctxt, "ssm");
+   asn1DecEndElem(ctxt);
+   asn1DecStartElem(ctxt, "ssm");
    if ((stat = asn1PD_ETSI_DSRC_SignalStatusMessage(ctxt, &(*pvalue).ssm)) != 0) return LOG_RTERR(ctxt, stat);
-   asn1PopElem(ctxt);
+   asn1DecEndElem(ctxt);
    return rtxErrCheckNonFatal(ctxt);
 }

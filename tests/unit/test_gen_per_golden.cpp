@@ -275,3 +275,46 @@ TEST(PerMessageTrace, DecodedMessageDumpMatchesGolden)
 }
 
 }  // namespace
+
+namespace {
+
+// Records the named events of a decode as text.
+class Recorder : public Asn1NamedEventHandler64 {
+ public:
+   std::string log;
+   void startElement(const char* name, QSINT64 index) override
+   {
+      log += std::string("<") + name + (index >= 0 ? "[" + std::to_string(index) + "]" : "") + " ";
+   }
+   void endElement(const char* name, QSINT64) override { log += std::string(">") + name + " "; }
+   void uIntValue(QSUINT64 v) override { log += "u" + std::to_string(v) + " "; }
+   void intValue(QSINT64 v) override { log += "i" + std::to_string(v) + " "; }
+   void enumValue(QSUINT32, const char* text) override { log += std::string("e:") + text + " "; }
+};
+
+TEST(PerEvents, DecoderReportsComponentsAndLeaves)
+{
+   ASN1T_CAM cam;
+   fillMinimalCam(cam);
+   int stat;
+   std::string hex = encodeMessage<ASN1T_CAM, ASN1X_CAM>(cam, &stat);
+   ASSERT_EQ(stat, 0);
+   std::vector<unsigned char> bytes;
+   for (size_t i = 0; i < hex.size(); i += 2) bytes.push_back((unsigned char)std::stoi(hex.substr(i, 2), nullptr, 16));
+   ASN1PERDecodeBuffer in(bytes.data(), bytes.size(), 0);
+   Recorder rec;
+   ASSERT_EQ(Asn1NamedEventHandler64::addEventHandler(in.getCtxtPtr(), &rec), 0);
+   ASN1T_CAM back;
+   ASN1X_CAM control(in, back);
+   ASSERT_EQ(control.Decode(0), 0);
+   EXPECT_EQ(rec.log.substr(0, 119),
+             "<header <protocolVersion u2 >protocolVersion <messageID u2 >messageID <stationID u1234 >stationID >header "
+             "<cam <generat");
+   EXPECT_NE(rec.log.find("<altitudeValue i-100 >altitudeValue <altitudeConfidence e:unavailable >altitudeConfidence"),
+             std::string::npos) << rec.log;
+   EXPECT_EQ(in.getCtxtPtr()->level, 0) << "every component's level is given back";
+   Asn1NamedEventHandler64::removeEventHandler(in.getCtxtPtr(), &rec);
+   EXPECT_EQ(in.getCtxtPtr()->pEventHandlers, nullptr);
+}
+
+}  // namespace

@@ -15,6 +15,16 @@ CANONICAL_BITS = {"NumericString": 4, "PrintableString": 7, "IA5String": 7, "Vis
 
 POINTER_KINDS = ("SEQUENCE", "CHOICE", "SEQUENCE_OF", "OPEN")
 
+def decoder_events(lines):
+    """Decoders report the components they descend into as named events."""
+    out = []
+    for line in lines:
+        line = line.replace("asn1PushElem(", "asn1DecStartElem(")
+        line = line.replace("asn1PushArrayElem(", "asn1DecStartArrayElem(")
+        out.append(line.replace("asn1PopElem(ctxt)", "asn1DecEndElem(ctxt)"))
+    return out
+
+
 # A failure return of generated code, rewritten where a temporary state must be undone first.
 RETURN_LOG = re.compile(r"return LOG_RTERR\(ctxt, (.*)\);")
 
@@ -584,8 +594,10 @@ class PerEmitter:
             self.check(w, "pd_BoolField(ctxt, &%s)" % expr)
         elif k == "INTEGER":
             self.dec_integer(w, rt, expr)
+            self.int_event(w, rt, expr)
         elif k == "ENUMERATED":
             self.dec_enum(w, rt, expr)
+            w.line("asn1EvtEnum(ctxt, %s, %s_ToString);" % (expr, tname(self.cur_td)))
         elif k == "BIT_STRING":
             if is_small_bitstring(rt):
                 if c.size_ext:
@@ -594,6 +606,7 @@ class PerEmitter:
             else:
                 self.set_size(w, c)
                 self.check(w, "pd_DynBitString(ctxt, &%s)" % expr)
+            w.line("asn1EvtBitStr(ctxt, %s.numbits, %s.data);" % (expr, expr))
         elif k == "OCTET_STRING":
             self.set_size(w, c)
             self.check(w, "pd_DynOctetString(ctxt, &%s)" % expr)
@@ -655,6 +668,11 @@ class PerEmitter:
         else:
             self.dec_root_int(w, rt, expr, nbits)
 
+    @staticmethod
+    def int_event(w, rt, expr):
+        signed = not int_ctype(rt.cons).startswith("QSU")
+        w.line("asn1Evt%s(ctxt, (%s)%s);" % ("Int" if signed else "UInt", "QSINT64" if signed else "QSUINT64", expr))
+
     def dec_root_int(self, w, rt, expr, nbits):
         c = rt.cons
         ct = int_ctype(c)
@@ -689,6 +707,7 @@ class PerEmitter:
             else:
                 w.line("(void)ui;")
                 w.line("%s = 0xFFFFFFFFu;" % expr)
+            w.line("asn1EvtEnum(ctxt, %s, %s_ToString);" % (expr, tname(self.cur_td)))
             w.line("return 0;")
             w.dedent()
             w.line("}")
@@ -837,6 +856,7 @@ class PerEmitter:
         w.indent()
         w.line("%s.t = 0;" % sel)
         self.check(w, "pd_OpenTypeRaw(ctxt, endBit, &%s.u.extElem1)" % sel)
+        w.line("asn1EvtOpenType(ctxt, %s.u.extElem1->numocts, %s.u.extElem1->data);" % (sel, sel))
         w.line("break;")
         w.dedent()
         w.line("}")
@@ -981,6 +1001,7 @@ class PerEmitter:
             we.dedent()
             we.line("}")
             we.blank()
+            start = len(wd.lines)
             wd.line("static int asn1PD_addition%d_%s(QSCTXT* ctxt, %s* pvalue)" % (p, td.cname, t))
             wd.line("{")
             wd.indent()
@@ -1004,6 +1025,7 @@ class PerEmitter:
             wd.line("return stat;")
             wd.dedent()
             wd.line("}")
+            wd.lines[start:] = decoder_events(wd.lines[start:])
             wd.blank()
 
     def encoder(self, w, td):
@@ -1053,7 +1075,7 @@ class PerEmitter:
         text = "\n".join(body.lines)
         if "stat" in text:
             w.line("int stat;")
-        w.lines.extend(body.lines)
+        w.lines.extend(decoder_events(body.lines))
         w.dedent()
         w.line("}")
         w.blank()
