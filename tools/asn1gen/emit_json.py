@@ -4,10 +4,10 @@ defined, members in definition order, CHOICEs as objects with one member."""
 
 from .ctypes import ctype, int_ctype, is_small_bitstring
 from .emit_per import lit
-from .emit_values import Family, all_refs, tname
+from .emit_values import Family, codec_file_head, tname
 from .lexer import Asn1Error
 from .model import c_ident
-from .writer import CodeWriter, banner
+from .writer import CodeWriter
 
 
 def param_type(td):
@@ -563,22 +563,7 @@ class JsonFamily(Family):
 
 
 def file_head(w, mi, suffix):
-    banner(w, mi)
-    w.line('#include "%s.h"' % mi.name)
-    refs = {d.module for td in mi.typedefs for d in all_refs(td)}
-    for td in mi.typedefs:
-        b = td.body
-        if b.kind == "SEQUENCE" and b.regional:
-            refs.update(ot.typedef.module for _, ot, _ in b.components[1].type.objects)
-    for dm in sorted(refs - {mi}, key=lambda m: m.name):
-        w.line('#include "%s.h"' % dm.name)
-    w.line('#include "rtjsonsrc/asn1JsonGen.h"')
-    w.line("#include <new>")
-    w.line("#include <string.h>")
-    w.blank()
-    w.line('static const char* const THIS_FILE = "../src/etsi/%s%s.cpp";' % (mi.name, suffix))
-    w.line("#define LOG_RTERR(ctxt, stat) rtxErrSetData(ctxt, stat, THIS_FILE, __LINE__)")
-    w.blank()
+    codec_file_head(w, mi, suffix, "rtjsonsrc/asn1JsonGen.h")
 
 
 def emit(model):

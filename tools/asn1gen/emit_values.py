@@ -49,6 +49,27 @@ def all_refs(td):
     return out
 
 
+def codec_file_head(w, mi, suffix, runtime_header):
+    """Start of a codec source file `<Module><suffix>.cpp`: the headers of every module its
+    types refer to (regional extensions included), the runtime support and the error macro."""
+    banner(w, mi)
+    w.line('#include "%s.h"' % mi.name)
+    refs = {d.module for td in mi.typedefs for d in all_refs(td)}
+    for td in mi.typedefs:
+        b = td.body
+        if b.kind == "SEQUENCE" and b.regional:
+            refs.update(ot.typedef.module for _, ot, _ in b.components[1].type.objects)
+    for dm in sorted(refs - {mi}, key=lambda m: m.name):
+        w.line('#include "%s.h"' % dm.name)
+    w.line('#include "%s"' % runtime_header)
+    w.line("#include <new>")
+    w.line("#include <string.h>")
+    w.blank()
+    w.line('static const char* const THIS_FILE = "../src/etsi/%s%s.cpp";' % (mi.name, suffix))
+    w.line("#define LOG_RTERR(ctxt, stat) rtxErrSetData(ctxt, stat, THIS_FILE, __LINE__)")
+    w.blank()
+
+
 def order_types(mi):
     """The module's TypeDefs ordered so that every structure follows what it contains."""
     done, busy, out = set(), set(), []
