@@ -37,6 +37,14 @@ int rtJsonDecUnknownMember(QSCTXT* ctxt, const char* key, ASN1TOpenType** ppElem
    return 0;
 }
 
+int rtJsonDecRereadKey(QSCTXT* ctxt, QSSIZE keyStart, char** pkey)
+{
+   ctxt->buffer.byteIndex = keyStart;
+   int stat = rtJsonDecStringValue(ctxt, pkey);
+   if (stat == 0) stat = rtJsonDecMatchChar(ctxt, ':');
+   return stat == 0 ? 0 : LOG_RTERR(ctxt, stat);
+}
+
 int rtJsonDecCaptureOpenType(QSCTXT* ctxt, ASN1TOpenType** ppElem)
 {
    QSUTF8CHAR* text = 0;

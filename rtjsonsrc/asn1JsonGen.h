@@ -13,15 +13,6 @@
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxMemory.h"
 
-/* Index of `key` in a member-name table (byte length first, then bytes), or -1. */
-inline int rtJsonFindKey(const char* key, const QSJsonElemName* names, int count)
-{
-   size_t len = strlen(key);
-   for (int i = 0; i < count; i++)
-      if (names[i].nameLen == len && memcmp(names[i].name, key, len) == 0) return i;
-   return -1;
-}
-
 /* True when an extension list holds at least one element to write. */
 inline bool rtJsonHasExtElems(const QSRTDList* list)
 {
@@ -29,6 +20,10 @@ inline bool rtJsonHasExtElems(const QSRTDList* list)
       if (n->data != 0) return true;
    return false;
 }
+
+/* Reads again, as text in the heap, the key that starts at keyStart, and the colon after it:
+ * for members that the name table did not know. */
+int rtJsonDecRereadKey(QSCTXT* ctxt, QSSIZE keyStart, char** pkey);
 
 /* Reads the value of an unknown member `key` and keeps it as the fragment
  * "key":<value text> in a new open-type record. Its count is the number of

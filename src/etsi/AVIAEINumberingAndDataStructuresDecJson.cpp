@@ -21,14 +21,16 @@ int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);

@@ -24,14 +24,16 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -79,14 +81,16 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -139,14 +143,16 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -195,14 +201,16 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -263,14 +271,16 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -318,14 +328,16 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -375,14 +387,16 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -455,14 +469,16 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -507,14 +523,16 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -576,14 +594,16 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -645,14 +665,16 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -716,14 +738,16 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -828,14 +852,16 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -938,14 +964,16 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1027,14 +1055,16 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);

@@ -22,14 +22,16 @@ int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -74,14 +76,16 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -130,14 +134,16 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -212,14 +218,15 @@ int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContaine
       { "basicVehicleContainerHighFrequency", 34 },
       { "rsuContainerHighFrequency", 25 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_BasicVehicleContainerHighFrequency* pv = (ASN1T_BasicVehicleContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerHighFrequency));
@@ -258,14 +265,15 @@ int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer*
    static const QSJsonElemName names[1] = {
       { "basicVehicleContainerLowFrequency", 33 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 1);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 1);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_BasicVehicleContainerLowFrequency* pv = (ASN1T_BasicVehicleContainerLowFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerLowFrequency));
@@ -301,14 +309,15 @@ int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
       { "emergencyContainer", 18 },
       { "safetyCarContainer", 18 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 7);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 7);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_PublicTransportContainer* pv = (ASN1T_PublicTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PublicTransportContainer));
@@ -397,14 +406,16 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -471,14 +482,16 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
    QSOCTET seen[16] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 16);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 16)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -678,14 +691,16 @@ int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehic
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -740,14 +755,16 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -796,14 +813,16 @@ int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportCo
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -847,14 +866,16 @@ int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContai
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -892,14 +913,16 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -960,14 +983,16 @@ int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1005,14 +1030,16 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1077,14 +1104,16 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1160,14 +1189,16 @@ int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);

@@ -18,14 +18,15 @@ int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       { "content", 7 },
       { "extension", 9 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       QSUINT8* pv = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
@@ -69,14 +70,15 @@ int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       { "content", 7 },
       { "extension", 9 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       QSUINT16* pv = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
@@ -120,14 +122,15 @@ int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       { "content", 7 },
       { "extension", 9 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));

@@ -22,14 +22,16 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -77,14 +79,16 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -169,14 +173,16 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
    QSOCTET seen[10] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 10)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -324,14 +330,16 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -413,14 +421,16 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -512,14 +522,16 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
    QSOCTET seen[12] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 12);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 12)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -662,14 +674,16 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
    QSOCTET seen[9] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 9)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -818,14 +832,16 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -936,14 +952,16 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);

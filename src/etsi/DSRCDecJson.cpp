@@ -33,14 +33,16 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
    QSOCTET seen[9] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 9)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -206,14 +208,16 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -285,14 +289,16 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
    QSOCTET seen[7] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 7)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -424,14 +430,16 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -481,14 +489,16 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -589,14 +599,16 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -648,14 +660,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -778,14 +792,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -836,14 +852,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    QSOCTET seen[5] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 5)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -953,14 +971,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1012,14 +1032,16 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1146,14 +1168,16 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1219,14 +1243,16 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1287,14 +1313,16 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
    QSOCTET seen[7] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 7)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1404,14 +1432,15 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { "small", 5 },
       { "large", 5 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
@@ -1450,14 +1479,15 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { "small", 5 },
       { "large", 5 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
@@ -1518,14 +1548,16 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1591,14 +1623,16 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1651,14 +1685,16 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
    QSOCTET seen[5] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 5)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1752,14 +1788,16 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1886,14 +1924,16 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -1962,14 +2002,16 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2093,14 +2135,16 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
    QSOCTET seen[7] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 7)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2247,14 +2291,16 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
    QSOCTET seen[10] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 10)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2420,14 +2466,16 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
    QSOCTET seen[10] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 10)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2598,14 +2646,16 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2668,14 +2718,15 @@ int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       { "approach", 8 },
       { "connection", 10 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 3);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 3);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_LaneID* pv = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
@@ -2736,14 +2787,16 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
    QSOCTET seen[9] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 9)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2897,14 +2950,16 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -2970,14 +3025,16 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3036,14 +3093,16 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
    QSOCTET seen[10] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 10)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3210,14 +3269,16 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3304,14 +3365,16 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3378,14 +3441,16 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3452,14 +3517,15 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       { "speedLimits", 11 },
       { "regional", 8 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 7);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 7);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_DeltaAngle* pv = (ASN1T_ETSI_DSRC_DeltaAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DeltaAngle));
@@ -3566,14 +3632,16 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3668,14 +3736,15 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       { "trackedVehicle", 14 },
       { "parking", 7 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 8);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 8);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Vehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Vehicle));
@@ -3795,14 +3864,16 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -3903,14 +3974,16 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4018,14 +4091,16 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
    QSOCTET seen[5] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 5)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4135,14 +4210,16 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4195,14 +4272,16 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
    QSOCTET seen[7] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 7)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4346,14 +4425,16 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4455,14 +4536,16 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4507,14 +4590,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4559,14 +4644,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4611,14 +4698,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4663,14 +4752,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4715,14 +4806,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4767,14 +4860,16 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -4816,14 +4911,15 @@ int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
       { "nodes", 5 },
       { "computed", 8 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_NodeSetXY* pv = (ASN1T_ETSI_DSRC_NodeSetXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeSetXY));
@@ -4869,14 +4965,15 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       { "node-LatLon", 11 },
       { "regional", 8 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 8);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 8);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_Node_XY_20b* pv = (ASN1T_ETSI_DSRC_Node_XY_20b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_20b));
@@ -4972,14 +5069,16 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5027,14 +5126,16 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5129,14 +5230,16 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5190,14 +5293,16 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5246,14 +5351,16 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5350,14 +5457,16 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5441,14 +5550,16 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5502,14 +5613,16 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
    QSOCTET seen[9] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 9)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5675,14 +5788,16 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5750,14 +5865,16 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5832,14 +5949,16 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -5947,14 +6066,16 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6000,14 +6121,16 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6068,14 +6191,15 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
       { "basicType", 9 },
       { "regional", 8 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_RestrictionAppliesTo* pv = (ASN1T_ETSI_DSRC_RestrictionAppliesTo*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionAppliesTo));
@@ -6137,14 +6261,16 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6248,14 +6374,16 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6312,14 +6440,16 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
    QSOCTET seen[8] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 8)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6460,14 +6590,16 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6532,14 +6664,16 @@ int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6622,14 +6756,16 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
    QSOCTET seen[1] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 1)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6672,14 +6808,16 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6730,14 +6868,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    QSOCTET seen[5] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 5)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6830,14 +6970,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -6952,14 +7094,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7029,14 +7173,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    QSOCTET seen[5] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 5)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7150,14 +7296,16 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7207,14 +7355,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
    QSOCTET seen[4] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 4)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7307,14 +7457,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7406,14 +7558,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    QSOCTET seen[8] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 8)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7562,14 +7716,16 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7635,14 +7791,16 @@ int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
    QSOCTET seen[3] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 3)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7738,14 +7896,16 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
    QSOCTET seen[6] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 6)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7858,14 +8018,16 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
    QSOCTET seen[2] = { 0 };
    if (rtxTxtPeekChar2(ctxt, 1) != '}') {
       for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
          char* key = 0;
-         if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-            rtxMemHeapFreePtr(ctxt, key);
-            return LOG_RTERR(ctxt, stat);
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
          }
-         rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-         switch (rtJsonFindKey(key, names, 2)) {
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
          case 0:
             if (seen[0]) {
                rtxMemHeapFreePtr(ctxt, key);
@@ -7907,14 +8069,15 @@ int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
       { "entityID", 8 },
       { "stationID", 9 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 2);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_ETSI_DSRC_TemporaryID* pv = (ASN1T_ETSI_DSRC_TemporaryID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_TemporaryID));

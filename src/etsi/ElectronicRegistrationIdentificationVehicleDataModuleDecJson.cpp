@@ -22,14 +22,15 @@ int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
       { "euVehilcleCategoryT", 19 },
       { "euVehilcleCategoryG", 19 },
    };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 6);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
    char* key = 0;
-   if ((stat = rtJsonDecStringValue(ctxt, &key)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {
-      rtxMemHeapFreePtr(ctxt, key);
-      return LOG_RTERR(ctxt, stat);
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
    }
-   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
-   int idx = rtJsonFindKey(key, names, 6);
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
    case 0: {
       ASN1T_EuVehicleCategoryL* pv = (ASN1T_EuVehicleCategoryL*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryL));

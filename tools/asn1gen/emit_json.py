@@ -343,15 +343,19 @@ class JsonEmitter:
         else:
             raise Asn1Error("no JSON decoding for %s" % k)
 
-    def read_key(self, w):
-        """Reads a member key and its colon into `key` (heap text), pushed as element name."""
+    def read_key(self, w, count):
+        """Reads a member key and its colon: `idx` is its place in the name table, or -1 with
+        the key's text in `key` (heap) for a member the table does not know. The key is pushed
+        as element name."""
+        w.line("QSSIZE keyStart = ctxt->buffer.byteIndex;")
+        w.line("int idx = rtJsonGetElemIdx(ctxt, %s, %d);" % ("names" if count else "0", count))
+        w.line("if (idx < -1) return LOG_RTERR(ctxt, idx);")
         w.line("char* key = 0;")
-        self.check(w, "rtJsonDecStringValue(ctxt, &key)")
-        w.line("if ((stat = rtJsonDecMatchChar(ctxt, ':')) != 0) {")
-        w.line("   rtxMemHeapFreePtr(ctxt, key);")
-        w.line("   return LOG_RTERR(ctxt, stat);")
+        w.line("if (idx < 0) {")
+        self.check(w, "rtJsonDecRereadKey(ctxt, keyStart, &key)")
+        w.line("   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);")
         w.line("}")
-        w.line("rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);")
+        w.line("else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);")
 
     def dec_sequence(self, w, rt, expr):
         comps = rt.components
@@ -368,8 +372,8 @@ class JsonEmitter:
         w.indent()
         w.line("for (;;) {")
         w.indent()
-        self.read_key(w)
-        w.line("switch (%s) {" % ("rtJsonFindKey(key, names, %d)" % len(comps) if comps else "-1"))
+        self.read_key(w, len(comps))
+        w.line("switch (idx) {")
         for i, c in enumerate(comps):
             w.line("case %d:" % i)
             w.indent()
@@ -461,8 +465,7 @@ class JsonEmitter:
         alts = rt.alternatives
         self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
         name_table(w, "names", [a.name for a in alts])
-        self.read_key(w)
-        w.line("int idx = rtJsonFindKey(key, names, %d);" % len(alts))
+        self.read_key(w, len(alts))
         w.line("switch (idx) {")
         for i, a in enumerate(alts):
             w.line("case %d: {" % i)
