@@ -1043,6 +1043,7 @@ int asn1PD_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    if (optbits[2]) {
       (*pvalue).m.companyNamePresent = 1;
       asn1DecStartElem(ctxt, "companyName");
+      if ((stat = pu_setSizeConstraint(ctxt, 1, 24, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pd_VarWidthCharString(ctxt, &(*pvalue).companyName)) != 0) return LOG_RTERR(ctxt, stat);
       asn1DecEndElem(ctxt);
    }

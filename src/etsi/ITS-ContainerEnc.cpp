@@ -756,6 +756,7 @@ int asn1PE_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    }
    if ((*pvalue).m.companyNamePresent) {
       asn1PushElem(ctxt, "companyName");
+      if ((stat = pu_setSizeConstraint(ctxt, 1, 24, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pe_VarWidthCharString(ctxt, (*pvalue).companyName)) != 0) return LOG_RTERR(ctxt, stat);
       asn1PopElem(ctxt);
    }

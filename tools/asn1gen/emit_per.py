@@ -235,6 +235,7 @@ class PerEmitter:
         elif k == "STRING":
             sp = string_params(rt)
             if sp is None:
+                self.set_size(w, c)
                 self.check(w, "pe_VarWidthCharString(ctxt, %s)" % expr)
             else:
                 alpha, abits, ubits, canon = sp
@@ -613,6 +614,7 @@ class PerEmitter:
         elif k == "STRING":
             sp = string_params(rt)
             if sp is None:
+                self.set_size(w, c)
                 self.check(w, "pd_VarWidthCharString(ctxt, &%s)" % expr)
             else:
                 alpha, abits, ubits, canon = sp

@@ -1,0 +1,52 @@
+// Prints random messages of one type as hex lines, for tshark to judge:
+//   random_messages MESSAGE COUNT SEED
+// Values stay inside what the text forms carry (no unknown extensions or regions).
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "rtpersrc/asn1per.h"
+#include "src/etsi/testsupport/etsiTestSupport.h"
+
+int main(int argc, char** argv)
+{
+   if (argc != 4) {
+      fprintf(stderr, "usage: random_messages MESSAGE COUNT SEED\n");
+      return 2;
+   }
+   const EtsiTestType* type = nullptr;
+   for (size_t i = 0; i < etsiTestTypeCount; i++)
+      if (etsiTestTypes[i].message && strcmp(etsiTestTypes[i].name, argv[1]) == 0) type = &etsiTestTypes[i];
+   if (type == nullptr) {
+      fprintf(stderr, "random_messages: unknown message %s\n", argv[1]);
+      return 2;
+   }
+   // The header as a real sender fills it: tshark picks its schema by protocol version and
+   // message identifier, which open every message as its first two octets.
+   static const struct { const char* name; int id; } ids[] = {
+      { "DENM", 1 }, { "CAM", 2 }, { "SPATEM", 4 }, { "MAPEM", 5 }, { "IVIM", 6 }, { "SREM", 9 }, { "SSEM", 10 } };
+   int messageID = -1;
+   for (const auto& e : ids)
+      if (strcmp(e.name, argv[1]) == 0) messageID = e.id;
+   Asn1Random r(strtoull(argv[3], nullptr, 10));
+   r.textSafe = true;
+   for (int done = 0, n = atoi(argv[2]); done < n;) {
+      QSCTXT c;
+      if (rtxInitContext(&c) != 0) return 1;
+      r.spoiled = false;
+      void* v = type->make(&c);
+      type->rand(r, &c, v);
+      if (!r.spoiled && pu_setBuffer(&c, nullptr, 0, 0) == 0 && type->encode(&c, v) == 0) {
+         QSOCTET* p = c.buffer.data;
+         if (messageID >= 0) {
+            p[0] = 2;
+            p[1] = (QSOCTET)messageID;
+         }
+         for (QSSIZE i = 0, len = pu_getMsgLen(&c); i < len; i++) printf("%02x", p[i]);
+         printf("\n");
+         done++;
+      }
+      rtxFreeContext(&c);
+   }
+   return 0;
+}
