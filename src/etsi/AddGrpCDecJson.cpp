@@ -828,7 +828,9 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
          ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
          if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
          if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
       }
@@ -942,7 +944,9 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_Node();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
          if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
          if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
       }
@@ -1033,7 +1037,9 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
          ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
          if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
          if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
       }
@@ -1124,7 +1130,9 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
          ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
          if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
          if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
       }

@@ -1255,7 +1255,7 @@ int asn1PD_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    int stat;
    rtxDListInit(&(*pvalue));
    if (!ctxt->sizeCnst.constrained) {
-   if ((stat = pu_setSizeConstraint(ctxt, 1, 100, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pu_setSizeConstraint(ctxt, 1, 32, 1)) != 0) return LOG_RTERR(ctxt, stat);
    }
    for (;;) {
       QSUINT32 count;
@@ -1279,7 +1279,7 @@ int asn1PD_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    int stat;
    rtxDListInit(&(*pvalue));
    if (!ctxt->sizeCnst.constrained) {
-   if ((stat = pu_setSizeConstraint(ctxt, 1, 100, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pu_setSizeConstraint(ctxt, 1, 32, 1)) != 0) return LOG_RTERR(ctxt, stat);
    }
    for (;;) {
       QSUINT32 count;

@@ -972,7 +972,7 @@ int asn1PE_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    QSSIZE count = (*pvalue).count;
-   if ((stat = pu_setSizeConstraint(ctxt, 1, 100, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pu_setSizeConstraint(ctxt, 1, 32, 1)) != 0) return LOG_RTERR(ctxt, stat);
    QSRTDListNode* node = (*pvalue).head;
    QSSIZE done = 0;
    for (;;) {
@@ -996,7 +996,7 @@ int asn1PE_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    QSSIZE count = (*pvalue).count;
-   if ((stat = pu_setSizeConstraint(ctxt, 1, 100, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = pu_setSizeConstraint(ctxt, 1, 32, 1)) != 0) return LOG_RTERR(ctxt, stat);
    QSRTDListNode* node = (*pvalue).head;
    QSSIZE done = 0;
    for (;;) {

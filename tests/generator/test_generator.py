@@ -118,7 +118,8 @@ class ConstructTest(unittest.TestCase):
                      "D ::= IA5String (SIZE(1..24, ...))\n"
                      "E ::= NumericString (SIZE(1..16))\n"
                      "F ::= IA5String (FROM(\"A\"..\"D\" | \"z\"))\n"
-                     "G ::= BIT STRING { x(0), y(1) } (SIZE(2))\n")
+                     "G ::= BIT STRING { x(0), y(1) } (SIZE(2))\n"
+                     "H ::= SEQUENCE (SIZE(1..32, ..., 100)) OF BOOLEAN\n")
         c = lambda n: td(m, n).body.cons
         self.assertEqual((c("A").size_lo, c("A").size_hi, c("A").size_ext), (1, 8, True))
         self.assertEqual((c("B").size_lo, c("B").size_hi, c("B").size_ext), (0, 40, False))
@@ -127,6 +128,8 @@ class ConstructTest(unittest.TestCase):
         self.assertEqual(c("E").alphabet, " 0123456789")
         self.assertEqual(c("F").alphabet, "ABCDz")
         self.assertEqual(td(m, "G").body.named, [("x", 0), ("y", 1)])
+        # sizes after the extension marker are not part of the root
+        self.assertEqual((c("H").size_lo, c("H").size_hi, c("H").size_ext), (1, 32, True))
 
     def test_inner_subtype_constraints(self):
         m = model_of("S ::= SEQUENCE { a BOOLEAN OPTIONAL, b BOOLEAN OPTIONAL }\n"

@@ -513,7 +513,9 @@ class JsonEmitter:
         w.line("if (elem == 0 || rtxDListAppend(ctxt, &%s, elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
                % expr)
         w.line("new (elem) %s();" % t)
+        w.line('rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", %s.count - 1);' % expr)
         self.dec_value(w, el, "(*elem)")
+        w.line("rtxCtxtPopElemName(ctxt);")
         w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
         self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
         w.dedent()

@@ -658,10 +658,7 @@ class Resolver:
                     rng = self.value_range(mi, sc.root, tmp, env)
                     if rng is None:
                         continue
-                    if sc.additions is not None:
-                        add = self.value_range(mi, sc.additions, tmp, env)
-                        if add is not None:
-                            rng = (min_none_lo(rng[0], add[0]), max_none_hi(rng[1], add[1]))
+                    # Sizes listed after the extension marker are extensions, not root sizes.
                     return rng, sc.extensible
                 if e.kind == "nested":
                     got = self.size_range(mi, e.constraint.root, env)

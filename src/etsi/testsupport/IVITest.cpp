@@ -1115,7 +1115,7 @@ void asn1Rand_IVI_DeltaPositions(Asn1Random& r, QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    rtxDListInit(&(*pvalue));
    r.depth++;
-   QSSIZE n = r.count(1, 100);
+   QSSIZE n = r.count(1, 32);
    for (QSSIZE i = 0; i < n; i++) {
       ASN1T_IVI_DeltaPosition* pv = new (rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaPosition))) ASN1T_IVI_DeltaPosition();
       asn1Rand_IVI_DeltaPosition(r, ctxt, &(*pv));
@@ -1138,7 +1138,7 @@ void asn1Rand_IVI_DeltaReferencePositions(Asn1Random& r, QSCTXT* ctxt, ASN1TSeqO
 {
    rtxDListInit(&(*pvalue));
    r.depth++;
-   QSSIZE n = r.count(1, 100);
+   QSSIZE n = r.count(1, 32);
    for (QSSIZE i = 0; i < n; i++) {
       ASN1T_ITS_DeltaReferencePosition* pv = new (rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_DeltaReferencePosition))) ASN1T_ITS_DeltaReferencePosition();
       asn1Rand_ITS_DeltaReferencePosition(r, ctxt, &(*pv));
