@@ -48,12 +48,9 @@ test-tsan: deps
 	cmake --build $(TSAN_DIR) -j $(JOBS) --target thread_tests
 	TSAN_OPTIONS=halt_on_error=1 $(TSAN_DIR)/thread_tests
 
+# Inventory, then each example message UPER -> JSON -> UPER (fails when a round trip differs).
 demo: build
-	@if [[ -x $(BUILD_DIR)/etsi-inventory ]]; then \
-	  echo "== $(BUILD_DIR)/etsi-inventory"; $(BUILD_DIR)/etsi-inventory; \
-	else \
-	  echo "demo: $(BUILD_DIR)/etsi-inventory is not built yet (apps/etsi-inventory.cpp missing)"; \
-	fi
+	@bash examples/demo.sh $(BUILD_DIR)
 
 # Regenerates the generated layer src/etsi/ from the ASN.1 modules. Never edit src/etsi by hand.
 regen: deps
@@ -78,4 +75,14 @@ regen-check: deps
 	fi
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR)
+
+# Benchmarks: bench_etsi (bench/*.cpp, Google Benchmark) built in Release (-O2) in its own folder
+# and run. BENCH_ARGS is passed on, e.g. BENCH_ARGS=--benchmark_filter=CAM.
+BENCH_DIR  ?= build-bench
+BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_min_time=0.2 --benchmark_report_aggregates_only=true
+.PHONY: bench
+bench: deps
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" $(CMAKE_ARGS)
+	cmake --build $(BENCH_DIR) -j $(JOBS) --target bench_etsi
+	$(BENCH_DIR)/bench_etsi $(BENCH_ARGS)
