@@ -22,6 +22,8 @@ struct Asn1Random {
    bool textSafe = false;
    // Set when a value needed something textSafe excludes (a mandatory unbound region).
    bool spoiled = false;
+   // Most optional members present, deeper: reaches the corners of large messages.
+   bool rich = false;
 
    explicit Asn1Random(uint64_t seed) : state(seed) {}
 
@@ -64,13 +66,17 @@ struct Asn1Random {
       return v < lo ? lo + (int64_t)below(1000) : v;
    }
    // Optional components: present about half the time, rarer deep in a value.
-   bool optional() { return depth > 6 ? false : percent(depth > 3 ? 30 : 55); }
-   bool addition() { return depth > 6 ? false : percent(30); }
+   bool optional()
+   {
+      if (rich) return depth <= 9 && percent(depth > 6 ? 40 : 85);
+      return depth > 6 ? false : percent(depth > 3 ? 30 : 55);
+   }
+   bool addition() { return depth > (rich ? 9 : 6) ? false : percent(rich ? 70 : 30); }
    bool unknownAlternative() { return !textSafe && percent(4); }
 
    QSSIZE count(QSSIZE lo, QSSIZE hi)
    {
-      if (depth > 4 || hi == lo) return lo;
+      if (depth > (rich ? 7 : 4) || hi == lo) return lo;
       QSSIZE cap = lo + (depth > 2 ? 1 : 3);
       if (percent(5)) return hi > lo + 40 ? lo + 40 : hi;
       return lo + (QSSIZE)below((hi < cap ? hi : cap) - lo + 1);

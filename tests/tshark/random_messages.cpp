@@ -1,5 +1,5 @@
 // Prints random messages of one type as hex lines, for tshark to judge:
-//   random_messages MESSAGE COUNT SEED
+//   random_messages MESSAGE COUNT SEED [rich]
 // Values stay inside what the text forms carry (no unknown extensions or regions).
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,8 +10,8 @@
 
 int main(int argc, char** argv)
 {
-   if (argc != 4) {
-      fprintf(stderr, "usage: random_messages MESSAGE COUNT SEED\n");
+   if (argc != 4 && !(argc == 5 && strcmp(argv[4], "rich") == 0)) {
+      fprintf(stderr, "usage: random_messages MESSAGE COUNT SEED [rich]\n");
       return 2;
    }
    const EtsiTestType* type = nullptr;
@@ -30,6 +30,7 @@ int main(int argc, char** argv)
       if (strcmp(e.name, argv[1]) == 0) messageID = e.id;
    Asn1Random r(strtoull(argv[3], nullptr, 10));
    r.textSafe = true;
+   r.rich = argc == 5;
    for (int done = 0, n = atoi(argv[2]); done < n;) {
       QSCTXT c;
       if (rtxInitContext(&c) != 0) return 1;

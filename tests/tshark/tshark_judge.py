@@ -3,6 +3,7 @@
 
   tshark_judge.py corpus            every corpus message that tshark can judge
   tshark_judge.py random N SEED     N random messages of each of the seven types
+  tshark_judge.py rich N SEED       the same with most optional members present, deeper
 
 Our JSON comes from build/etsi-convert --batch; ../shared/tools/tshark_decode.py --compare lists
 the differences. Differences that are prescribed by our JSON form, or that come from the oracle
@@ -32,6 +33,10 @@ KNOWN_DIFFERENCES = [
     (r"roadWorksContainerBasic/(roadworksSubCauseCode|subCauseCode): missing",
      "the oracle renames every cause-specific sub-cause field to subCauseCode, also the "
      "roadworksSubCauseCode member of the CAM's RoadWorksContainerBasic, which really has that name"),
+    (r"/validity/(month-day/dateRange(Start|End)Month(Day|Date)|durationHour[mM]inute): missing",
+     "tshark was built from a GDD edition whose InternationalSign-applicablePeriod members are named "
+     "dateRangeStartMonthDate, dateRangeEndMonthDate and durationHourminute; ours (GDD.asn) names them "
+     "dateRangeStartMonthDay, dateRangeEndMonthDay and durationHourMinute. The values agree"),
 ]
 
 
@@ -85,10 +90,11 @@ def corpus_hexes():
     return by_type
 
 
-def random_hexes(count, seed):
+def random_hexes(count, seed, rich):
     by_type = {}
     for mtype in MESSAGES:
-        out = subprocess.run([RANDOM, mtype, str(count), str(seed)], capture_output=True, text=True, check=True)
+        out = subprocess.run([RANDOM, mtype, str(count), str(seed)] + (["rich"] if rich else []),
+                             capture_output=True, text=True, check=True)
         by_type[mtype] = out.stdout.split()
     return by_type
 
@@ -99,8 +105,8 @@ def main(argv):
         return 1
     if argv[:1] == ["corpus"]:
         by_type, what = corpus_hexes(), "corpus messages"
-    elif argv[:1] == ["random"] and len(argv) == 3:
-        by_type, what = random_hexes(int(argv[1]), int(argv[2])), "random messages"
+    elif argv[:1] in (["random"], ["rich"]) and len(argv) == 3:
+        by_type, what = random_hexes(int(argv[1]), int(argv[2]), argv[0] == "rich"), argv[0] + " random messages"
     else:
         print(__doc__)
         return 2

@@ -74,9 +74,10 @@ Decoded decode(const EtsiTestType& t, const std::vector<unsigned char>& bytes, b
 }
 
 // Random value -> bytes -> value -> bytes: equal values, identical bytes.
-void roundTrips(const EtsiTestType& t, int count, uint64_t seed)
+void roundTrips(const EtsiTestType& t, int count, uint64_t seed, bool rich = false)
 {
    Asn1Random r(seed);
+   r.rich = rich;
    for (int i = 0; i < count; i++) {
       Ctxt src;
       void* v = t.make(&src.c);
@@ -106,6 +107,13 @@ TEST(PerRoundTrip, EveryMessage)
       roundTrips(etsiTestTypes[i], 2000, 1000 + i);
    }
    EXPECT_EQ(messages, 8);
+}
+
+// Most optional members present and deeper values: the corners of the large messages.
+TEST(PerRoundTrip, RichMessages)
+{
+   for (size_t i = 0; i < etsiTestTypeCount; i++)
+      if (etsiTestTypes[i].message) roundTrips(etsiTestTypes[i], 300, 5000 + i, true);
 }
 
 TEST(PerRoundTrip, EveryType)

@@ -18,10 +18,11 @@ std::string errorText(QSCTXT* ctxt)
 }
 
 // Returns false when every value of the type needed a region that the text forms cannot carry.
-bool jsonRoundTrips(const EtsiTestType& t, int count, uint64_t seed)
+bool jsonRoundTrips(const EtsiTestType& t, int count, uint64_t seed, bool rich = false)
 {
    Asn1Random r(seed);
    r.textSafe = true;
+   r.rich = rich;
    int done = 0;
    for (int attempt = 0; done < count && attempt < count * 20; attempt++) {
       QSCTXT src;
@@ -53,6 +54,15 @@ bool jsonRoundTrips(const EtsiTestType& t, int count, uint64_t seed)
       if (after != before) break;
    }
    return done > 0;
+}
+
+TEST(JsonRoundTrip, RichMessages)
+{
+   for (size_t i = 0; i < etsiTestTypeCount; i++) {
+      if (etsiTestTypes[i].message) {
+         EXPECT_TRUE(jsonRoundTrips(etsiTestTypes[i], 150, 6000 + i, true)) << etsiTestTypes[i].name;
+      }
+   }
 }
 
 TEST(JsonRoundTrip, EveryType)
