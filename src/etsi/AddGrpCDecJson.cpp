@@ -30,7 +30,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -87,7 +87,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -149,7 +149,7 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -207,7 +207,7 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -277,7 +277,7 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -334,7 +334,7 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -393,7 +393,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -475,7 +475,7 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -529,7 +529,7 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -600,7 +600,7 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -671,7 +671,7 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -744,7 +744,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -860,7 +860,7 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -974,7 +974,7 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1067,7 +1067,7 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {

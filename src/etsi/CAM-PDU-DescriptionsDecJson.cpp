@@ -28,7 +28,7 @@ int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -82,7 +82,7 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -140,7 +140,7 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -224,7 +224,7 @@ int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContaine
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -271,7 +271,7 @@ int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer*
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -315,7 +315,7 @@ int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -412,7 +412,7 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -488,7 +488,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -697,7 +697,7 @@ int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehic
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -761,7 +761,7 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -819,7 +819,7 @@ int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportCo
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -872,7 +872,7 @@ int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContai
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -919,7 +919,7 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -989,7 +989,7 @@ int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1036,7 +1036,7 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1110,7 +1110,7 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1195,7 +1195,7 @@ int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {

@@ -24,7 +24,7 @@ int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -76,7 +76,7 @@ int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -128,7 +128,7 @@ int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {

@@ -28,7 +28,7 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -85,7 +85,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -179,7 +179,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -336,7 +336,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -427,7 +427,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -528,7 +528,7 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -680,7 +680,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -838,7 +838,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -958,7 +958,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {

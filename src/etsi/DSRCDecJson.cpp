@@ -39,7 +39,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -216,7 +216,7 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -297,7 +297,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -440,7 +440,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -499,7 +499,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -611,7 +611,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -672,7 +672,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -806,7 +806,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -866,7 +866,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -987,7 +987,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1048,7 +1048,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1186,7 +1186,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1263,7 +1263,7 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1333,7 +1333,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1452,7 +1452,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -1499,7 +1499,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -1570,7 +1570,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1647,7 +1647,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1709,7 +1709,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1812,7 +1812,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1950,7 +1950,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2028,7 +2028,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2161,7 +2161,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2319,7 +2319,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2494,7 +2494,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2676,7 +2676,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2748,7 +2748,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -2817,7 +2817,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2982,7 +2982,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3059,7 +3059,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3127,7 +3127,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3305,7 +3305,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3403,7 +3403,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3479,7 +3479,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3555,7 +3555,7 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -3672,7 +3672,7 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3780,7 +3780,7 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -3910,7 +3910,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4022,7 +4022,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4143,7 +4143,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4264,7 +4264,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4326,7 +4326,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4481,7 +4481,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4594,7 +4594,7 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4648,7 +4648,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4702,7 +4702,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4756,7 +4756,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4810,7 +4810,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4864,7 +4864,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4918,7 +4918,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4969,7 +4969,7 @@ int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -5023,7 +5023,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -5127,7 +5127,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5184,7 +5184,7 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5292,7 +5292,7 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5355,7 +5355,7 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5413,7 +5413,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5521,7 +5521,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5616,7 +5616,7 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5679,7 +5679,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5856,7 +5856,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -5933,7 +5933,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6017,7 +6017,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6134,7 +6134,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6189,7 +6189,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6261,7 +6261,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -6333,7 +6333,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6450,7 +6450,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6516,7 +6516,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6668,7 +6668,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6744,7 +6744,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6840,7 +6840,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6892,7 +6892,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -6952,7 +6952,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7054,7 +7054,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7180,7 +7180,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7261,7 +7261,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7386,7 +7386,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7445,7 +7445,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7549,7 +7549,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7654,7 +7654,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7814,7 +7814,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7889,7 +7889,7 @@ int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -7996,7 +7996,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -8118,7 +8118,7 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -8169,7 +8169,7 @@ int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {

@@ -39,7 +39,7 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -120,7 +120,7 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -181,7 +181,7 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -235,7 +235,7 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -289,7 +289,7 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -344,7 +344,7 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -407,7 +407,7 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -462,7 +462,7 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -525,7 +525,7 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -580,7 +580,7 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -644,7 +644,7 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -714,7 +714,7 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -789,7 +789,7 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -850,7 +850,7 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -914,7 +914,7 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -999,7 +999,7 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1053,7 +1053,7 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1112,7 +1112,7 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1167,7 +1167,7 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1236,7 +1236,7 @@ int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCh
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1333,7 +1333,7 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1405,7 +1405,7 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1539,7 +1539,7 @@ int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1620,7 +1620,7 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1674,7 +1674,7 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1729,7 +1729,7 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -1795,7 +1795,7 @@ int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -1852,7 +1852,7 @@ int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-      rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
    }
    else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
    switch (idx) {
@@ -1958,7 +1958,7 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2012,7 +2012,7 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2067,7 +2067,7 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2147,7 +2147,7 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2323,7 +2323,7 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2499,7 +2499,7 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2678,7 +2678,7 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2769,7 +2769,7 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2920,7 +2920,7 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -2974,7 +2974,7 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3051,7 +3051,7 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3106,7 +3106,7 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3184,7 +3184,7 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3239,7 +3239,7 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3302,7 +3302,7 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3369,7 +3369,7 @@ int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlat
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3450,7 +3450,7 @@ int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalu
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3517,7 +3517,7 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3571,7 +3571,7 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3643,7 +3643,7 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3729,7 +3729,7 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3793,7 +3793,7 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3856,7 +3856,7 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -3913,7 +3913,7 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {
@@ -4007,7 +4007,7 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
-            rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
          }
          else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
          switch (idx) {

@@ -188,3 +188,26 @@ TEST(PerCorpus, TruncatedAndCorruptedInputFailsCleanly)
 }
 
 }  // namespace
+
+namespace {
+
+// Arbitrary bytes into every decoder: a status, or a value, never a crash (the sanitizer build
+// watches for the rest).
+TEST(PerHostileInput, RandomBytesIntoEveryDecoder)
+{
+   Asn1Random r(31337);
+   for (size_t i = 0; i < etsiTestTypeCount; i++) {
+      const EtsiTestType& t = etsiTestTypes[i];
+      for (int k = 0; k < 25; k++) {
+         std::vector<unsigned char> bytes(r.below(k < 5 ? 4 : 48));
+         for (unsigned char& b : bytes) b = (unsigned char)r.next();
+         Decoded d = decode(t, bytes, true);
+         if (d.status != 0) {
+            ASSERT_LT(d.status, 0) << t.name;
+            ASSERT_EQ(d.error.rfind("ERROR: Status ", 0), 0u) << t.name;
+         }
+      }
+   }
+}
+
+}  // namespace

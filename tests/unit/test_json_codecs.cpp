@@ -83,3 +83,45 @@ TEST(JsonRoundTrip, EveryType)
 }
 
 }  // namespace
+
+namespace {
+
+// Damaged JSON text into every message decoder: a status with its report, or a value.
+TEST(JsonHostileInput, MutatedTextIntoEveryMessageDecoder)
+{
+   Asn1Random r(4711);
+   r.textSafe = true;
+   static const char pieces[] = "{}[],:\"0-9en\\ tx";
+   for (size_t i = 0; i < etsiTestTypeCount; i++) {
+      const EtsiTestType& t = etsiTestTypes[i];
+      if (!t.message) continue;
+      for (int k = 0; k < 200; k++) {
+         QSCTXT src;
+         ASSERT_EQ(rtxInitContext(&src), 0);
+         void* v = t.make(&src);
+         t.rand(r, &src, v);
+         QSJSONEncodeBuffer enc;
+         int stat = t.jsonEncode(enc.getCtxtPtr(), v);
+         rtxFreeContext(&src);
+         if (stat != 0) continue;
+         std::string text((const char*)enc.getMsgPtr(), enc.getMsgLen());
+         for (int m = 0; m < 1 + (int)r.below(3); m++) {
+            size_t at = r.below(text.size());
+            switch (r.below(3)) {
+               case 0: text.erase(at, 1 + r.below(4)); break;
+               case 1: text.insert(at, 1, pieces[r.below(sizeof(pieces) - 1)]); break;
+               default: text[at] = pieces[r.below(sizeof(pieces) - 1)]; break;
+            }
+         }
+         QSJSONDecodeBuffer dec((const unsigned char*)text.data(), text.size());
+         void* back = t.make(dec.getCtxtPtr());
+         stat = t.jsonDecode(dec.getCtxtPtr(), back);
+         if (stat != 0) {
+            ASSERT_LT(stat, 0) << t.name;
+            ASSERT_EQ(errorText(dec.getCtxtPtr()).rfind("ERROR: Status ", 0), 0u) << t.name << "\n" << text;
+         }
+      }
+   }
+}
+
+}  // namespace

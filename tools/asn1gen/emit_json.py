@@ -353,7 +353,7 @@ class JsonEmitter:
         w.line("char* key = 0;")
         w.line("if (idx < 0) {")
         self.check(w, "rtJsonDecRereadKey(ctxt, keyStart, &key)")
-        w.line("   rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)key);")
+        w.line("   rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */")
         w.line("}")
         w.line("else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);")
 
