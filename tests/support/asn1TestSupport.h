@@ -144,6 +144,14 @@ struct Asn1Random {
    }
 };
 
+// The full error report of a context.
+inline std::string errorText(QSCTXT* ctxt)
+{
+   char buf[2000];
+   rtxErrGetTextBuf(ctxt, buf, sizeof(buf));
+   return buf;
+}
+
 inline void asn1PrintHex(std::string& out, QSSIZE n, const QSOCTET* data)
 {
    static const char hex[] = "0123456789abcdef";

@@ -66,4 +66,12 @@ inline std::string hexOf(const unsigned char* p, size_t n)
    return s;
 }
 
+// Hex text to bytes (two digits a byte).
+inline std::vector<unsigned char> bytesOf(const std::string& hex)
+{
+   std::vector<unsigned char> bytes;
+   for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back((unsigned char)std::stoi(hex.substr(i, 2), nullptr, 16));
+   return bytes;
+}
+
 #endif

@@ -120,7 +120,6 @@ TEST(ConversionCorpus, PerToJsonAndBack)
 // not JSON text: writing it as JSON fails with the value recogniser's status.
 TEST(ConversionCorpus, UnknownRegionFailsJsonEncoding)
 {
-   Asn1Random r(5);
    const EtsiTestType* mapem = nullptr;
    for (size_t i = 0; i < etsiTestTypeCount; i++)
       if (std::string(etsiTestTypes[i].name) == "MAPEM") mapem = &etsiTestTypes[i];
@@ -193,12 +192,7 @@ TEST(ConversionRandom, PerToJsonToPerIsByteIdentical)
 // The minimal CAM whose bits are checked one by one in the PER tests.
 const char* kMinimalCamHex = "0202000004d2006400fa8ae5f80df28e801ffe003c2230c79e80";
 
-std::string unhex(const std::string& h)
-{
-   std::string s;
-   for (size_t i = 0; i + 1 < h.size(); i += 2) s += (char)std::stoi(h.substr(i, 2), nullptr, 16);
-   return s;
-}
+std::string unhex(const std::string& h) { return str(bytesOf(h)); }
 
 TEST(ConversionLayout, CamDocument)
 {

@@ -27,13 +27,6 @@ const EtsiTestType* findType(const std::string& name)
    return nullptr;
 }
 
-std::string errorText(QSCTXT* ctxt)
-{
-   char buf[2000];
-   rtxErrGetTextBuf(ctxt, buf, sizeof(buf));
-   return buf;
-}
-
 // Encodes `value` into fresh bytes; status in *pstat.
 std::vector<unsigned char> encode(const EtsiTestType& t, void* value, int* pstat, std::string* err = nullptr)
 {

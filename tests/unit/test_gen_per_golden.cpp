@@ -86,8 +86,7 @@ TEST(PerGolden, MinimalCamBitByBit)
    EXPECT_EQ(got, want.hex());
 
    // And back: the same fields come out of the decoder.
-   std::vector<unsigned char> bytes;
-   for (size_t i = 0; i < got.size(); i += 2) bytes.push_back((unsigned char)std::stoi(got.substr(i, 2), nullptr, 16));
+   std::vector<unsigned char> bytes = bytesOf(got);
    ASN1PERDecodeBuffer in(bytes.data(), bytes.size(), 0);
    ASN1T_CAM back;
    ASN1X_CAM control(in, back);
@@ -190,8 +189,7 @@ TEST_F(PerConstructs, UnknownRegionIsKeptRawAndRegionThreeIsTyped)
    ASSERT_GE(hex.size(), 6u);
    EXPECT_EQ(hex.substr(0, 2), "03");
 
-   std::vector<unsigned char> bytes;
-   for (size_t i = 0; i < hex.size(); i += 2) bytes.push_back((unsigned char)std::stoi(hex.substr(i, 2), nullptr, 16));
+   std::vector<unsigned char> bytes = bytesOf(hex);
    startDecode(bytes);
    ASN1T_ETSI_DSRC_MapData_regional_element back;
    ASSERT_EQ(asn1PD_ETSI_DSRC_MapData_regional_element(&ctxt, &back), 0);
@@ -258,8 +256,7 @@ TEST(PerMessageTrace, DecodedMessageDumpMatchesGolden)
    int stat;
    std::string hex = encodeMessage<ASN1T_CAM, ASN1X_CAM>(cam, &stat);
    ASSERT_EQ(stat, 0);
-   std::vector<unsigned char> bytes;
-   for (size_t i = 0; i < hex.size(); i += 2) bytes.push_back((unsigned char)std::stoi(hex.substr(i, 2), nullptr, 16));
+   std::vector<unsigned char> bytes = bytesOf(hex);
    ASN1PERDecodeBuffer in(bytes.data(), bytes.size(), 0);
    std::string out;
    rtxSetPrintStream(in.getCtxtPtr(), capture, &out);
@@ -299,8 +296,7 @@ TEST(PerEvents, DecoderReportsComponentsAndLeaves)
    int stat;
    std::string hex = encodeMessage<ASN1T_CAM, ASN1X_CAM>(cam, &stat);
    ASSERT_EQ(stat, 0);
-   std::vector<unsigned char> bytes;
-   for (size_t i = 0; i < hex.size(); i += 2) bytes.push_back((unsigned char)std::stoi(hex.substr(i, 2), nullptr, 16));
+   std::vector<unsigned char> bytes = bytesOf(hex);
    ASN1PERDecodeBuffer in(bytes.data(), bytes.size(), 0);
    Recorder rec;
    ASSERT_EQ(Asn1NamedEventHandler64::addEventHandler(in.getCtxtPtr(), &rec), 0);

@@ -10,13 +10,6 @@
 
 namespace {
 
-std::string errorText(QSCTXT* ctxt)
-{
-   char buf[2000];
-   rtxErrGetTextBuf(ctxt, buf, sizeof(buf));
-   return buf;
-}
-
 // Returns false when every value of the type needed a region that the text forms cannot carry.
 bool jsonRoundTrips(const EtsiTestType& t, int count, uint64_t seed, bool rich = false)
 {

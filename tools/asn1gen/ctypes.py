@@ -5,6 +5,11 @@ from .lexer import Asn1Error
 STRUCT_KINDS = ("SEQUENCE", "CHOICE")
 
 
+def constraint_key(cons):
+    """The constraints that shape an encoding: two expressions with equal keys code alike."""
+    return (cons.lo, cons.hi, cons.ext, cons.size_lo, cons.size_hi, cons.size_ext, cons.alphabet)
+
+
 def int_ctype(cons):
     """Narrowest integer type holding the values a constrained INTEGER can carry.
 

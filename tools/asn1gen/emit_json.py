@@ -2,7 +2,7 @@
 `<Module>DecJson.cpp`. The JSON form follows the ASN.1 value: member names and identifiers as
 defined, members in definition order, CHOICEs as objects with one member."""
 
-from .ctypes import ctype, int_ctype, is_small_bitstring
+from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
 from .emit_per import lit
 from .emit_values import Family, codec_file_head, tname
 from .lexer import Asn1Error
@@ -12,10 +12,6 @@ from .writer import CodeWriter
 
 def param_type(td):
     return "ASN1TSeqOfList" if td.body.kind == "SEQUENCE_OF" else tname(td)
-
-
-def cstr(s):
-    return '"%s"' % s
 
 
 def name_table(w, var, names):
@@ -56,9 +52,7 @@ class JsonEmitter:
         td = rt.typedef
         if td is None:
             return False
-        a, b = rt.cons, td.body.cons
-        return (a.lo, a.hi, a.ext, a.size_lo, a.size_hi, a.size_ext) == (b.lo, b.hi, b.ext, b.size_lo,
-                                                                          b.size_hi, b.size_ext) \
+        return constraint_key(rt.cons) == constraint_key(td.body.cons) \
             or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
 
     # ---- encoding ------------------------------------------------------------------------------

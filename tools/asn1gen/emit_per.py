@@ -3,7 +3,7 @@
 
 import re
 
-from .ctypes import ctype, int_ctype, is_small_bitstring
+from .ctypes import constraint_key as per_key, ctype, int_ctype, is_small_bitstring
 from .emit_values import Family, codec_file_head, tname
 from .lexer import Asn1Error
 from .model import STRING_ALPHABETS, c_ident
@@ -53,14 +53,6 @@ def cstring(s):
     return '"%s"' % "".join(out)
 
 
-def per_key(c):
-    return (c.lo, c.hi, c.ext, c.size_lo, c.size_hi, c.size_ext, c.alphabet)
-
-
-def base_kind(rt):
-    return rt.kind
-
-
 def string_params(rt):
     """(alphabet for index mode or None, aligned bits, unaligned bits, canonical bits) of a
     known-multiplier string, or None for an octet-counted one."""
@@ -92,11 +84,6 @@ def string_params(rt):
 class PerEmitter:
     def __init__(self, mi):
         self.mi = mi
-        self.tmp = 0
-
-    def fresh(self, base):
-        self.tmp += 1
-        return "%s%d" % (base, self.tmp)
 
     # ---- signatures ----------------------------------------------------------------------------
     @staticmethod
@@ -273,7 +260,7 @@ class PerEmitter:
                 self.check(w, "pe_SemiConsInt64(ctxt, (QSINT64)%s, %s)" % (expr, lit(c.lo)))
             return
         nbits = bitlen(c.hi - c.lo)
-        root = self.root_int_call(rt, expr, nbits, True)
+        root = self.root_int_call(rt, expr, nbits)
         if c.ext:
             outside = ("%s > %s" % (expr, lit(c.hi))) if (c.lo == 0 and not signed) else \
                       ("(%s < %s || %s > %s)" % (expr, lit(c.lo), expr, lit(c.hi)))
@@ -293,7 +280,7 @@ class PerEmitter:
         elif root:
             self.check(w, root)
 
-    def root_int_call(self, rt, expr, nbits, enc):
+    def root_int_call(self, rt, expr, nbits):
         if nbits == 0:
             return None
         wide = nbits > 32

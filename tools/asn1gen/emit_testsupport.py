@@ -2,7 +2,7 @@
 `asn1Rand_<T>` that stays inside every constraint, and a canonical printer `asn1Print_<T>` that
 turns a value into text, so that two values compare equal exactly when their texts do."""
 
-from .ctypes import ctype, int_ctype, is_small_bitstring
+from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
 from .emit_per import lit, string_params, cstring
 from .emit_values import tname
 from .model import c_ident
@@ -53,9 +53,7 @@ class TestEmitter:
 
     @staticmethod
     def same_limits(rt):
-        a, b = rt.cons, rt.typedef.body.cons
-        return (a.lo, a.hi, a.ext, a.size_lo, a.size_hi, a.size_ext, a.alphabet) == \
-               (b.lo, b.hi, b.ext, b.size_lo, b.size_hi, b.size_ext, b.alphabet)
+        return constraint_key(rt.cons) == constraint_key(rt.typedef.body.cons)
 
     def enforce(self, w, rt, expr, inner):
         comps = {c.name: c for c in rt.components}
@@ -382,9 +380,7 @@ class TestEmitter:
 
     @staticmethod
     def same_limits_alias(td):
-        a, b = td.body.cons, td.alias.body.cons
-        return (a.lo, a.hi, a.ext, a.size_lo, a.size_hi, a.size_ext, a.alphabet) == \
-               (b.lo, b.hi, b.ext, b.size_lo, b.size_hi, b.size_ext, b.alphabet)
+        return constraint_key(td.body.cons) == constraint_key(td.alias.body.cons)
 
 
 def emit_type_table(model):

@@ -17,16 +17,11 @@ def _is_type_ref(name):
     return name[:1].isupper()
 
 
-def _is_class_ref(name):
-    return name.upper() == name and any(c.isalpha() for c in name)
-
-
 class Parser:
     def __init__(self, text, filename="<asn1>"):
         self.filename = filename
         self.toks = tokenize(text, filename)
         self.pos = 0
-        self.class_names = set()
 
     # ---- token helpers -------------------------------------------------------------------------
     def peek(self, k=0):
@@ -221,7 +216,6 @@ class Parser:
                 if t.kind == "eof":
                     raise self.error("unterminated WITH SYNTAX")
                 syntax.append(t.text)
-        self.class_names.add(name)
         return ast.ClassAssignment(name, fields, syntax, line)
 
     def parse_object_set(self, name, cls, line):
