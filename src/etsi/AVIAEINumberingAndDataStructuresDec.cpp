@@ -4,6 +4,7 @@
  */
 #include "AVIAEINumberingAndDataStructures.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -40,5 +41,80 @@ int asn1PD_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
       (*pvalue) = (QSUINT16)ui;
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "vin", 3 },
+      { "fill", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecFixedBitStrValue(ctxt, 9, (*pvalue).fill.data, sizeof((*pvalue).fill.data))) != 0) return LOG_RTERR(ctxt, stat);
+            (*pvalue).fill.numbits = 9;
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vin", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "fill", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 10, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 10;
+   return 0;
+}
+
+int asn1JsonDec_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16383) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "AVIAEINumberingAndDataStructures.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -33,5 +34,40 @@ int asn1PE_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value)
 {
    int stat;
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)value, 14)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vin", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "fill", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

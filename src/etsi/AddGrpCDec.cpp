@@ -6,6 +6,7 @@
 #include "DSRC.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -850,5 +851,1236 @@ int asn1PD_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* 
       (*pvalue) = (QSUINT16)ui;
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "itsStationPosition", 18 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.itsStationPositionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "nodes", 5 },
+      { "connectionID", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "nodes", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "activePrioritizations", 21 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.activePrioritizationsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "maxVehicleHeight", 16 },
+      { "maxVehicleWeight", 16 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maxVehicleHeightPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maxVehicleWeightPresent = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "signalHeadLocations", 19 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.signalHeadLocationsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "stateChangeReason", 17 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.stateChangeReasonPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[3] = {
+      { "ptvRequest", 10 },
+      { "nodeLink", 8 },
+      { "node", 4 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.ptvRequestPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.nodeLinkPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.nodePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "altitude", 8 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "altitude", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "emission", 8 },
+      { "fuel", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.emissionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.fuelPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "fuel", 4 },
+      { "batteryStatus", 13 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.fuelPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.batteryStatusPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "synchToSchedule", 15 },
+      { "rejectedReason", 14 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.synchToSchedulePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.rejectedReasonPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "stationID", 9 },
+      { "laneID", 6 },
+      { "nodeXY", 6 },
+      { "timeReference", 13 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.laneIDPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.nodeXYPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeReferencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "id", 2 },
+      { "lane", 4 },
+      { "connectionID", 12 },
+      { "intersectionID", 14 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lanePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.connectionIDPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.intersectionIDPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_GrpC_Node();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[3] = {
+      { "stationID", 9 },
+      { "priorState", 10 },
+      { "signalGroup", 11 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "priorState", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[3] = {
+      { "nodeXY", 6 },
+      { "nodeZ", 5 },
+      { "signalGroupID", 13 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "nodeXY", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "nodeZ", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroupID", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6);
+      if (idx < 0 || ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value > 5) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13);
+      if (idx < 0 || ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value > 12) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5);
+      if (idx < 0 || ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value > 4) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6);
+      if (idx < 0 || ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value > 5) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 60000) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
    return 0;
 }

@@ -6,6 +6,7 @@
 #include "DSRC.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -569,5 +570,524 @@ int asn1PE_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference v
 {
    int stat;
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)value, 16)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.itsStationPositionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "itsStationPosition", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nodes", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.activePrioritizationsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "activePrioritizations", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.maxVehicleHeightPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maxVehicleHeight", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.maxVehicleWeightPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maxVehicleWeight", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.signalHeadLocationsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "signalHeadLocations", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.stateChangeReasonPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "stateChangeReason", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.ptvRequestPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "ptvRequest", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodeLinkPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "nodeLink", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "altitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.emissionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "emission", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.fuelPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "fuel", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.fuelPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "fuel", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.batteryStatusPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "batteryStatus", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.synchToSchedulePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "synchToSchedule", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rejectedReasonPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "rejectedReason", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneIDPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneID", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodeXYPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "nodeXY", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeReferencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeReference", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.lanePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.connectionIDPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.intersectionIDPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "intersectionID", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "priorState", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nodeXY", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nodeZ", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "signalGroupID", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 60000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

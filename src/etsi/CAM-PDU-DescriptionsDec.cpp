@@ -5,6 +5,7 @@
 #include "CAM-PDU-Descriptions.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -585,5 +586,1235 @@ int asn1PD_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue)
       (*pvalue) = (QSUINT16)ui;
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "header", 6 },
+      { "cam", 3 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_CoopAwareness(ctxt, &(*pvalue).cam)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "header", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "cam", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "generationDeltaTime", 19 },
+      { "camParameters", 13 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "generationDeltaTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "camParameters", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "basicContainer", 14 },
+      { "highFrequencyContainer", 22 },
+      { "lowFrequencyContainer", 21 },
+      { "specialVehicleContainer", 23 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lowFrequencyContainerPresent = 1;
+            if ((stat = asn1JsonDec_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.specialVehicleContainerPresent = 1;
+            if ((stat = asn1JsonDec_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "basicContainer", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "highFrequencyContainer", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "basicVehicleContainerHighFrequency", 34 },
+      { "rsuContainerHighFrequency", 25 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_BasicVehicleContainerHighFrequency* pv = (ASN1T_BasicVehicleContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerHighFrequency));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_BasicVehicleContainerHighFrequency();
+      (*pvalue).u.basicVehicleContainerHighFrequency = pv;
+      if ((stat = asn1JsonDec_BasicVehicleContainerHighFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_RSUContainerHighFrequency* pv = (ASN1T_RSUContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RSUContainerHighFrequency));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_RSUContainerHighFrequency();
+      (*pvalue).u.rsuContainerHighFrequency = pv;
+      if ((stat = asn1JsonDec_RSUContainerHighFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 3;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[1] = {
+      { "basicVehicleContainerLowFrequency", 33 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 1);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_BasicVehicleContainerLowFrequency* pv = (ASN1T_BasicVehicleContainerLowFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerLowFrequency));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_BasicVehicleContainerLowFrequency();
+      (*pvalue).u.basicVehicleContainerLowFrequency = pv;
+      if ((stat = asn1JsonDec_BasicVehicleContainerLowFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 2;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[7] = {
+      { "publicTransportContainer", 24 },
+      { "specialTransportContainer", 25 },
+      { "dangerousGoodsContainer", 23 },
+      { "roadWorksContainerBasic", 23 },
+      { "rescueContainer", 15 },
+      { "emergencyContainer", 18 },
+      { "safetyCarContainer", 18 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 7);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_PublicTransportContainer* pv = (ASN1T_PublicTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PublicTransportContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_PublicTransportContainer();
+      (*pvalue).u.publicTransportContainer = pv;
+      if ((stat = asn1JsonDec_PublicTransportContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_SpecialTransportContainer* pv = (ASN1T_SpecialTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SpecialTransportContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_SpecialTransportContainer();
+      (*pvalue).u.specialTransportContainer = pv;
+      if ((stat = asn1JsonDec_SpecialTransportContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_DangerousGoodsContainer* pv = (ASN1T_DangerousGoodsContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DangerousGoodsContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_DangerousGoodsContainer();
+      (*pvalue).u.dangerousGoodsContainer = pv;
+      if ((stat = asn1JsonDec_DangerousGoodsContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_RoadWorksContainerBasic* pv = (ASN1T_RoadWorksContainerBasic*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RoadWorksContainerBasic));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_RoadWorksContainerBasic();
+      (*pvalue).u.roadWorksContainerBasic = pv;
+      if ((stat = asn1JsonDec_RoadWorksContainerBasic(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_RescueContainer* pv = (ASN1T_RescueContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RescueContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_RescueContainer();
+      (*pvalue).u.rescueContainer = pv;
+      if ((stat = asn1JsonDec_RescueContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_EmergencyContainer* pv = (ASN1T_EmergencyContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EmergencyContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_EmergencyContainer();
+      (*pvalue).u.emergencyContainer = pv;
+      if ((stat = asn1JsonDec_EmergencyContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_SafetyCarContainer* pv = (ASN1T_SafetyCarContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SafetyCarContainer));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_SafetyCarContainer();
+      (*pvalue).u.safetyCarContainer = pv;
+      if ((stat = asn1JsonDec_SafetyCarContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 8;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "stationType", 11 },
+      { "referencePosition", 17 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "stationType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "referencePosition", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[16] = {
+      { "heading", 7 },
+      { "speed", 5 },
+      { "driveDirection", 14 },
+      { "vehicleLength", 13 },
+      { "vehicleWidth", 12 },
+      { "longitudinalAcceleration", 24 },
+      { "curvature", 9 },
+      { "curvatureCalculationMode", 24 },
+      { "yawRate", 7 },
+      { "accelerationControl", 19 },
+      { "lanePosition", 12 },
+      { "steeringWheelAngle", 18 },
+      { "lateralAcceleration", 19 },
+      { "verticalAcceleration", 20 },
+      { "performanceClass", 16 },
+      { "cenDsrcTollingZone", 18 },
+   };
+   QSOCTET seen[16] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 16);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_Speed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_DriveDirection(ctxt, &(*pvalue).driveDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ITS_Curvature(ctxt, &(*pvalue).curvature)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_ITS_CurvatureCalculationMode(ctxt, &(*pvalue).curvatureCalculationMode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if ((stat = asn1JsonDec_ITS_YawRate(ctxt, &(*pvalue).yawRate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.accelerationControlPresent = 1;
+            if ((stat = asn1JsonDec_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 10:
+            if (seen[10]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[10] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lanePositionPresent = 1;
+            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 11:
+            if (seen[11]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[11] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.steeringWheelAnglePresent = 1;
+            if ((stat = asn1JsonDec_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 12:
+            if (seen[12]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[12] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lateralAccelerationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 13:
+            if (seen[13]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[13] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.verticalAccelerationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 14:
+            if (seen[14]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[14] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.performanceClassPresent = 1;
+            if ((stat = asn1JsonDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 15:
+            if (seen[15]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[15] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.cenDsrcTollingZonePresent = 1;
+            if ((stat = asn1JsonDec_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "heading", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "driveDirection", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "vehicleLength", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "vehicleWidth", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "longitudinalAcceleration", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "curvature", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "curvatureCalculationMode", THIS_FILE, __LINE__);
+   if (!seen[8]) return rtJsonMissingMember(ctxt, "yawRate", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "vehicleRole", 11 },
+      { "exteriorLights", 14 },
+      { "pathHistory", 11 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleRole(ctxt, &(*pvalue).vehicleRole)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_PathHistory(ctxt, &(*pvalue).pathHistory)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleRole", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "exteriorLights", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "pathHistory", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "embarkationStatus", 17 },
+      { "ptActivation", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_EmbarkationStatus(ctxt, &(*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.ptActivationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_PtActivation(ctxt, &(*pvalue).ptActivation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "embarkationStatus", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "specialTransportType", 20 },
+      { "lightBarSirenInUse", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "specialTransportType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[1] = {
+      { "dangerousGoodsBasic", 19 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsBasic)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "dangerousGoodsBasic", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[3] = {
+      { "roadworksSubCauseCode", 21 },
+      { "lightBarSirenInUse", 18 },
+      { "closedLanes", 11 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadworksSubCauseCodePresent = 1;
+            if ((stat = asn1JsonDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.closedLanesPresent = 1;
+            if ((stat = asn1JsonDec_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[1] = {
+      { "lightBarSirenInUse", 18 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[3] = {
+      { "lightBarSirenInUse", 18 },
+      { "incidentIndication", 18 },
+      { "emergencyPriority", 17 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.incidentIndicationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.emergencyPriorityPresent = 1;
+            if ((stat = asn1JsonDec_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[4] = {
+      { "lightBarSirenInUse", 18 },
+      { "incidentIndication", 18 },
+      { "trafficRule", 11 },
+      { "speedLimit", 10 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.incidentIndicationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.trafficRulePresent = 1;
+            if ((stat = asn1JsonDec_ITS_TrafficRule(ctxt, &(*pvalue).trafficRule)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitPresent = 1;
+            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "protectedCommunicationZonesRSU", 30 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.protectedCommunicationZonesRSUPresent = 1;
+            if ((stat = asn1JsonDec_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "CITSapplMgmtIDs.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -145,5 +146,168 @@ int asn1PD_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
       }
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "content", 7 },
+      { "extension", 9 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      QSUINT8* pv = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSUINT8();
+      (*pvalue).u.content = pv;
+      if ((stat = rtxTxtReadUInt8(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 127) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext1* pv = (ASN1T_Ext1*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext1));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_Ext1();
+      (*pvalue).u.extension = pv;
+      if ((stat = asn1JsonDec_Ext1(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "content", 7 },
+      { "extension", 9 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      QSUINT16* pv = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSUINT16();
+      (*pvalue).u.content = pv;
+      if ((stat = rtxTxtReadUInt16(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < 128 || (*pv) > 16511) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext2* pv = (ASN1T_Ext2*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext2));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_Ext2();
+      (*pvalue).u.extension = pv;
+      if ((stat = asn1JsonDec_Ext2(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "content", 7 },
+      { "extension", 9 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSUINT32();
+      (*pvalue).u.content = pv;
+      if ((stat = rtxTxtReadUInt32(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < 16512 || (*pv) > 2113663) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext3* pv = (ASN1T_Ext3*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext3));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_Ext3();
+      (*pvalue).u.extension = pv;
+      if ((stat = asn1JsonDec_Ext3(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "CITSapplMgmtIDs.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -99,5 +100,102 @@ int asn1PE_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value)
       if ((stat = pe_ExtBit(ctxt, 0)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = pe_ConsBits(ctxt, (QSUINT32)((QSINT64)value - (2113664)), 28)) != 0) return LOG_RTERR(ctxt, stat);
    }
+   return 0;
+}
+
+int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_Ext1(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_Ext2(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_Ext3(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -5,6 +5,7 @@
 #include "DENM-PDU-Descriptions.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -510,5 +511,1095 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       }
       if (lstat != 2) break;
    }
+   return 0;
+}
+
+int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "header", 6 },
+      { "denm", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "header", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "denm", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[4] = {
+      { "management", 10 },
+      { "situation", 9 },
+      { "location", 8 },
+      { "alacarte", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.situationPresent = 1;
+            if ((stat = asn1JsonDec_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.locationPresent = 1;
+            if ((stat = asn1JsonDec_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.alacartePresent = 1;
+            if ((stat = asn1JsonDec_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "management", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[10] = {
+      { "actionID", 8 },
+      { "detectionTime", 13 },
+      { "referenceTime", 13 },
+      { "termination", 11 },
+      { "eventPosition", 13 },
+      { "relevanceDistance", 17 },
+      { "relevanceTrafficDirection", 25 },
+      { "validityDuration", 16 },
+      { "transmissionInterval", 20 },
+      { "stationType", 11 },
+   };
+   QSOCTET seen[10] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.terminationPresent = 1;
+            if ((stat = asn1JsonDec_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.relevanceDistancePresent = 1;
+            if ((stat = asn1JsonDec_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.relevanceTrafficDirectionPresent = 1;
+            if ((stat = asn1JsonDec_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.validityDurationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.transmissionIntervalPresent = 1;
+            if ((stat = asn1JsonDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "actionID", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "detectionTime", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "referenceTime", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "eventPosition", THIS_FILE, __LINE__);
+   if (!seen[9]) return rtJsonMissingMember(ctxt, "stationType", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "informationQuality", 18 },
+      { "eventType", 9 },
+      { "linkedCause", 11 },
+      { "eventHistory", 12 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.linkedCausePresent = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.eventHistoryPresent = 1;
+            if ((stat = asn1JsonDec_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "informationQuality", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "eventType", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "eventSpeed", 10 },
+      { "eventPositionHeading", 20 },
+      { "traces", 6 },
+      { "roadType", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.eventSpeedPresent = 1;
+            if ((stat = asn1JsonDec_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.eventPositionHeadingPresent = 1;
+            if ((stat = asn1JsonDec_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadTypePresent = 1;
+            if ((stat = asn1JsonDec_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "traces", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[12] = {
+      { "heightLonCarrLeft", 17 },
+      { "heightLonCarrRight", 18 },
+      { "posLonCarrLeft", 14 },
+      { "posLonCarrRight", 15 },
+      { "positionOfPillars", 17 },
+      { "posCentMass", 11 },
+      { "wheelBaseVehicle", 16 },
+      { "turningRadius", 13 },
+      { "posFrontAx", 10 },
+      { "positionOfOccupants", 19 },
+      { "vehicleMass", 11 },
+      { "requestResponseIndication", 25 },
+   };
+   QSOCTET seen[12] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 12);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if ((stat = asn1JsonDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if ((stat = asn1JsonDec_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 10:
+            if (seen[10]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[10] = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 11:
+            if (seen[11]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[11] = 1;
+            if ((stat = asn1JsonDec_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "heightLonCarrLeft", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "heightLonCarrRight", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "posLonCarrLeft", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "posLonCarrRight", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "positionOfPillars", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "posCentMass", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "wheelBaseVehicle", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "turningRadius", THIS_FILE, __LINE__);
+   if (!seen[8]) return rtJsonMissingMember(ctxt, "posFrontAx", THIS_FILE, __LINE__);
+   if (!seen[9]) return rtJsonMissingMember(ctxt, "positionOfOccupants", THIS_FILE, __LINE__);
+   if (!seen[10]) return rtJsonMissingMember(ctxt, "vehicleMass", THIS_FILE, __LINE__);
+   if (!seen[11]) return rtJsonMissingMember(ctxt, "requestResponseIndication", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[9] = {
+      { "lightBarSirenInUse", 18 },
+      { "closedLanes", 11 },
+      { "restriction", 11 },
+      { "speedLimit", 10 },
+      { "incidentIndication", 18 },
+      { "recommendedPath", 15 },
+      { "startingPointSpeedLimit", 23 },
+      { "trafficFlowRule", 15 },
+      { "referenceDenms", 14 },
+   };
+   QSOCTET seen[9] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lightBarSirenInUsePresent = 1;
+            if ((stat = asn1JsonDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.closedLanesPresent = 1;
+            if ((stat = asn1JsonDec_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.restrictionPresent = 1;
+            if ((stat = asn1JsonDec_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitPresent = 1;
+            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.incidentIndicationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.recommendedPathPresent = 1;
+            if ((stat = asn1JsonDec_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.startingPointSpeedLimitPresent = 1;
+            if ((stat = asn1JsonDec_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.trafficFlowRulePresent = 1;
+            if ((stat = asn1JsonDec_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.referenceDenmsPresent = 1;
+            if ((stat = asn1JsonDec_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[6] = {
+      { "stationarySince", 15 },
+      { "stationaryCause", 15 },
+      { "carryingDangerousGoods", 22 },
+      { "numberOfOccupants", 17 },
+      { "vehicleIdentification", 21 },
+      { "energyStorageType", 17 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.stationarySincePresent = 1;
+            if ((stat = asn1JsonDec_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.stationaryCausePresent = 1;
+            if ((stat = asn1JsonDec_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.carryingDangerousGoodsPresent = 1;
+            if ((stat = asn1JsonDec_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.numberOfOccupantsPresent = 1;
+            if ((stat = asn1JsonDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.vehicleIdentificationPresent = 1;
+            if ((stat = asn1JsonDec_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.energyStorageTypePresent = 1;
+            if ((stat = asn1JsonDec_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "lanePosition", 12 },
+      { "impactReduction", 15 },
+      { "externalTemperature", 19 },
+      { "roadWorks", 9 },
+      { "positioningSolution", 19 },
+      { "stationaryVehicle", 17 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lanePositionPresent = 1;
+            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.impactReductionPresent = 1;
+            if ((stat = asn1JsonDec_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.externalTemperaturePresent = 1;
+            if ((stat = asn1JsonDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadWorksPresent = 1;
+            if ((stat = asn1JsonDec_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.positioningSolutionPresent = 1;
+            if ((stat = asn1JsonDec_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.stationaryVehiclePresent = 1;
+            if ((stat = asn1JsonDec_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_Termination_ENUMTAB, 2);
+      if (idx < 0 || ASN1T_Termination_ENUMTAB[idx].value > 1) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ITS_ActionID();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -5,6 +5,7 @@
 #include "DENM-PDU-Descriptions.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -408,5 +409,437 @@ int asn1PE_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          break;
       }
    }
+   return 0;
+}
+
+int asn1JsonEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "header", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "denm", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "management", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.situationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "situation", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.locationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "location", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.alacartePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "alacarte", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "actionID", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "detectionTime", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "referenceTime", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.terminationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "termination", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "eventPosition", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.relevanceDistancePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "relevanceDistance", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.relevanceTrafficDirectionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "relevanceTrafficDirection", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.validityDurationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "validityDuration", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transmissionIntervalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "transmissionInterval", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "stationType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "informationQuality", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "eventType", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.linkedCausePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "linkedCause", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.eventHistoryPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "eventHistory", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.eventSpeedPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "eventSpeed", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.eventPositionHeadingPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "eventPositionHeading", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "traces", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.roadTypePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "heightLonCarrLeft", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "heightLonCarrRight", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posLonCarrLeft", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posLonCarrRight", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "positionOfPillars", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posCentMass", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "wheelBaseVehicle", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "turningRadius", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posFrontAx", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "positionOfOccupants", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleMass", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "requestResponseIndication", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.lightBarSirenInUsePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "lightBarSirenInUse", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.closedLanesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "closedLanes", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.restrictionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "restriction", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimit", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.incidentIndicationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "incidentIndication", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.recommendedPathPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "recommendedPath", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.startingPointSpeedLimitPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "startingPointSpeedLimit", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.trafficFlowRulePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "trafficFlowRule", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.referenceDenmsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "referenceDenms", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.stationarySincePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "stationarySince", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.stationaryCausePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "stationaryCause", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.carryingDangerousGoodsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "carryingDangerousGoods", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.numberOfOccupantsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "numberOfOccupants", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleIdentificationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicleIdentification", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.energyStorageTypePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "energyStorageType", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.lanePositionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "lanePosition", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.impactReductionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "impactReduction", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.externalTemperaturePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "externalTemperature", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadWorksPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadWorks", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.positioningSolutionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "positioningSolution", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.stationaryVehiclePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "stationaryVehicle", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_Termination_ENUMTAB, 2, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -7,6 +7,7 @@
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -5733,5 +5734,9213 @@ int asn1PD_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue
       (*pvalue) = (QSUINT16)ui;
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[9] = {
+      { "timeStamp", 9 },
+      { "msgIssueRevision", 16 },
+      { "layerType", 9 },
+      { "layerID", 7 },
+      { "intersections", 13 },
+      { "roadSegments", 12 },
+      { "dataParameters", 14 },
+      { "restrictionList", 15 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[9] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.layerTypePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.layerIDPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.intersectionsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadSegmentsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dataParametersPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.restrictionListPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "msgIssueRevision", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_MapData_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_MapData_addGrpC* pv = (ASN1T_ETSI_GrpC_MapData_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MapData_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_MapData_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_MapData_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[7] = {
+      { "msgCnt", 6 },
+      { "rev", 3 },
+      { "timeStamp", 9 },
+      { "anchorPoint", 11 },
+      { "rtcmHeader", 10 },
+      { "msgs", 4 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[7] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.anchorPointPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.rtcmHeaderPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "msgCnt", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "rev", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "msgs", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RTCMcorrections_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "timeStamp", 9 },
+      { "name", 4 },
+      { "intersections", 13 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "intersections", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SPAT_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "timeStamp", 9 },
+      { "second", 6 },
+      { "sequenceNumber", 14 },
+      { "requests", 8 },
+      { "requestor", 9 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.sequenceNumberPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.requestsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "requestor", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[5] = {
+      { "timeStamp", 9 },
+      { "second", 6 },
+      { "sequenceNumber", 14 },
+      { "status", 6 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.sequenceNumberPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "type", 4 },
+      { "speed", 5 },
+      { "confidence", 10 },
+      { "distance", 8 },
+      { "class", 5 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.confidencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.distancePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.class_Present = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "antOffsetX", 10 },
+      { "antOffsetY", 10 },
+      { "antOffsetZ", 10 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "antOffsetX", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "antOffsetY", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "antOffsetZ", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[7] = {
+      { "referenceLaneId", 15 },
+      { "offsetXaxis", 11 },
+      { "offsetYaxis", 11 },
+      { "rotateXY", 8 },
+      { "scaleXaxis", 10 },
+      { "scaleYaxis", 10 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[7] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.rotateXYPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.scaleXaxisPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.scaleYaxisPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "referenceLaneId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetXaxis", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "offsetYaxis", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "small", 5 },
+      { "large", 5 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
+      (*pvalue).u.small = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
+      (*pvalue).u.large = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "small", 5 },
+      { "large", 5 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
+      (*pvalue).u.small = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
+      (*pvalue).u.large = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_ComputedLane_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_Connection();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "lane", 4 },
+      { "maneuver", 8 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maneuverPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lane", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[5] = {
+      { "connectingLane", 14 },
+      { "remoteIntersection", 18 },
+      { "signalGroup", 11 },
+      { "userClass", 9 },
+      { "connectionID", 12 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.remoteIntersectionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.signalGroupPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.userClassPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.connectionIDPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "connectingLane", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "connectionID", 12 },
+      { "queueLength", 11 },
+      { "availableStorageLength", 22 },
+      { "waitOnStop", 10 },
+      { "pedBicycleDetect", 16 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.queueLengthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.availableStorageLengthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.waitOnStopPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.pedBicycleDetectPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "processMethod", 13 },
+      { "processAgency", 13 },
+      { "lastCheckedDate", 15 },
+      { "geoidUsed", 9 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.processMethodPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               size_t nbytes = strlen((*pvalue).processMethod);
+               if (nbytes < 1 || nbytes > 255) {
+                  rtxErrAddElemNameParm(ctxt);
+                  rtxErrAddSizeParm(ctxt, nbytes);
+                  return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+               }
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.processAgencyPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               size_t nbytes = strlen((*pvalue).processAgency);
+               if (nbytes < 1 || nbytes > 255) {
+                  rtxErrAddElemNameParm(ctxt);
+                  rtxErrAddSizeParm(ctxt, nbytes);
+                  return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+               }
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.lastCheckedDatePresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               size_t nbytes = strlen((*pvalue).lastCheckedDate);
+               if (nbytes < 1 || nbytes > 255) {
+                  rtxErrAddElemNameParm(ctxt);
+                  rtxErrAddSizeParm(ctxt, nbytes);
+                  return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+               }
+            }
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.geoidUsedPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).geoidUsed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               size_t nbytes = strlen((*pvalue).geoidUsed);
+               if (nbytes < 1 || nbytes > 255) {
+                  rtxErrAddElemNameParm(ctxt);
+                  rtxErrAddSizeParm(ctxt, nbytes);
+                  return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+               }
+            }
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[7] = {
+      { "year", 4 },
+      { "month", 5 },
+      { "day", 3 },
+      { "hour", 4 },
+      { "minute", 6 },
+      { "second", 6 },
+      { "offset", 6 },
+   };
+   QSOCTET seen[7] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.yearPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.monthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dayPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.hourPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.minutePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.secondPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.offsetPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_LaneID();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[10] = {
+      { "utcTime", 7 },
+      { "long", 4 },
+      { "lat", 3 },
+      { "elevation", 9 },
+      { "heading", 7 },
+      { "speed", 5 },
+      { "posAccuracy", 11 },
+      { "timeConfidence", 14 },
+      { "posConfidence", 13 },
+      { "speedConfidence", 15 },
+   };
+   QSOCTET seen[10] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.utcTimePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.elevationPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.headingPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.posAccuracyPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeConfidencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.posConfidencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedConfidencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[10] = {
+      { "laneID", 6 },
+      { "name", 4 },
+      { "ingressApproach", 15 },
+      { "egressApproach", 14 },
+      { "laneAttributes", 14 },
+      { "maneuvers", 9 },
+      { "nodeList", 8 },
+      { "connectsTo", 10 },
+      { "overlays", 8 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[10] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.ingressApproachPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.egressApproachPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maneuversPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.connectsToPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.overlaysPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "laneID", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "laneAttributes", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "nodeList", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_GenericLane_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "lane", 4 },
+      { "approach", 8 },
+      { "connection", 10 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 3);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_LaneID* pv = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneID();
+      (*pvalue).u.lane = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_ApproachID* pv = (ASN1T_ETSI_DSRC_ApproachID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ApproachID));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_ApproachID();
+      (*pvalue).u.approach = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_LaneConnectionID* pv = (ASN1T_ETSI_DSRC_LaneConnectionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneConnectionID));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneConnectionID();
+      (*pvalue).u.connection = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 4;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[9] = {
+      { "name", 4 },
+      { "id", 2 },
+      { "revision", 8 },
+      { "refPoint", 8 },
+      { "laneWidth", 9 },
+      { "speedLimits", 11 },
+      { "laneSet", 7 },
+      { "preemptPriorityData", 19 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[9] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.laneWidthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.preemptPriorityDataPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "laneSet", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "region", 6 },
+      { "id", 2 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[10] = {
+      { "name", 4 },
+      { "id", 2 },
+      { "revision", 8 },
+      { "status", 6 },
+      { "moy", 3 },
+      { "timeStamp", 9 },
+      { "enabledLanes", 12 },
+      { "states", 6 },
+      { "maneuverAssistList", 18 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[10] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.moyPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timeStampPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.enabledLanesPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maneuverAssistListPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "states", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_IntersectionState_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pv = (ASN1T_ETSI_GrpC_IntersectionState_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_IntersectionState_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_IntersectionState_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_IntersectionState();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[4] = {
+      { "directionalUse", 14 },
+      { "sharedWith", 10 },
+      { "laneType", 8 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "directionalUse", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sharedWith", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "laneType", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pv = (ASN1T_ETSI_GrpC_LaneAttributes_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_LaneAttributes_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_LaneAttributes_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[7] = {
+      { "pathEndPointAngle", 17 },
+      { "laneCrownPointCenter", 20 },
+      { "laneCrownPointLeft", 18 },
+      { "laneCrownPointRight", 19 },
+      { "laneAngle", 9 },
+      { "speedLimits", 11 },
+      { "regional", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 7);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DeltaAngle* pv = (ASN1T_ETSI_DSRC_DeltaAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DeltaAngle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_DeltaAngle();
+      (*pvalue).u.pathEndPointAngle = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_DeltaAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointCenter = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointLeft = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointRight = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_MergeDivergeNodeAngle* pv = (ASN1T_ETSI_DSRC_MergeDivergeNodeAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MergeDivergeNodeAngle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_MergeDivergeNodeAngle();
+      (*pvalue).u.laneAngle = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_SpeedLimitList* pv = (ASN1T_ETSI_DSRC_SpeedLimitList*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SpeedLimitList));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_SpeedLimitList();
+      (*pvalue).u.speedLimits = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_LaneDataAttribute_regional* pv = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneDataAttribute_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 8;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_GenericLane();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 10, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 10;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[8] = {
+      { "vehicle", 7 },
+      { "crosswalk", 9 },
+      { "bikeLane", 8 },
+      { "sidewalk", 8 },
+      { "median", 6 },
+      { "striping", 8 },
+      { "trackedVehicle", 14 },
+      { "parking", 7 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 8);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Vehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Vehicle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Vehicle();
+      (*pvalue).u.vehicle = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk();
+      (*pvalue).u.crosswalk = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Bike* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Bike*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Bike));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Bike();
+      (*pvalue).u.bikeLane = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk();
+      (*pvalue).u.sidewalk = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Barrier*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Barrier));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Barrier();
+      (*pvalue).u.median = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Striping* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Striping*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Striping));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Striping();
+      (*pvalue).u.striping = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pv = (ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle();
+      (*pvalue).u.trackedVehicle = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Parking* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Parking*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Parking));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Parking();
+      (*pvalue).u.parking = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 9;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "eventState", 10 },
+      { "timing", 6 },
+      { "speeds", 6 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.timingPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "eventState", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_MovementEvent_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pv = (ASN1T_ETSI_GrpC_MovementEvent_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MovementEvent_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_MovementEvent_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_MovementEvent();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_MovementState();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[5] = {
+      { "movementName", 12 },
+      { "signalGroup", 11 },
+      { "state-time-speed", 16 },
+      { "maneuverAssistList", 18 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.movementNamePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maneuverAssistListPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "state-time-speed", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_MovementState_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[7] = {
+      { "localNode", 9 },
+      { "disabled", 8 },
+      { "enabled", 7 },
+      { "data", 4 },
+      { "dWidth", 6 },
+      { "dElevation", 10 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[7] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.localNodePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.disabledPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.enabledPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dataPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dWidthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dElevationPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pv = (ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12);
+      if (idx < 0 || ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value > 11) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_NodeAttributeXY();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "lon", 3 },
+      { "lat", 3 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lon", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "x", 1 },
+      { "y", 1 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "nodes", 5 },
+      { "computed", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_NodeSetXY* pv = (ASN1T_ETSI_DSRC_NodeSetXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeSetXY));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_NodeSetXY();
+      (*pvalue).u.nodes = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_NodeSetXY(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_ComputedLane* pv = (ASN1T_ETSI_DSRC_ComputedLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_ComputedLane();
+      (*pvalue).u.computed = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 3;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[8] = {
+      { "node-XY1", 8 },
+      { "node-XY2", 8 },
+      { "node-XY3", 8 },
+      { "node-XY4", 8 },
+      { "node-XY5", 8 },
+      { "node-XY6", 8 },
+      { "node-LatLon", 11 },
+      { "regional", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 8);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_Node_XY_20b* pv = (ASN1T_ETSI_DSRC_Node_XY_20b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_20b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_20b();
+      (*pvalue).u.node_XY1 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_20b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_Node_XY_22b* pv = (ASN1T_ETSI_DSRC_Node_XY_22b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_22b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_22b();
+      (*pvalue).u.node_XY2 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_22b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_Node_XY_24b* pv = (ASN1T_ETSI_DSRC_Node_XY_24b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_24b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_24b();
+      (*pvalue).u.node_XY3 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_24b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_Node_XY_26b* pv = (ASN1T_ETSI_DSRC_Node_XY_26b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_26b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_26b();
+      (*pvalue).u.node_XY4 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_26b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_Node_XY_28b* pv = (ASN1T_ETSI_DSRC_Node_XY_28b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_28b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_28b();
+      (*pvalue).u.node_XY5 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_28b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_Node_XY_32b* pv = (ASN1T_ETSI_DSRC_Node_XY_32b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_32b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_32b();
+      (*pvalue).u.node_XY6 = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_XY_32b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_Node_LLmD_64b* pv = (ASN1T_ETSI_DSRC_Node_LLmD_64b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_LLmD_64b));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_Node_LLmD_64b();
+      (*pvalue).u.node_LatLon = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pv = (ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[2] = {
+      { "delta", 5 },
+      { "attributes", 10 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.attributesPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "delta", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_NodeXY();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_LaneID();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "semiMajor", 9 },
+      { "semiMinor", 9 },
+      { "orientation", 11 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "semiMajor", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "semiMinor", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "orientation", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "pos", 3 },
+      { "elevation", 9 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "pos", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "elevation", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "lat", 3 },
+      { "long", 4 },
+      { "elevation", 9 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.elevationPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_Position3D_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_Position3D_addGrpC* pv = (ASN1T_ETSI_GrpC_Position3D_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Position3D_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_Position3D_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalControlZone();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "type", 4 },
+      { "speed", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[9] = {
+      { "id", 2 },
+      { "type", 4 },
+      { "position", 8 },
+      { "name", 4 },
+      { "routeName", 9 },
+      { "transitStatus", 13 },
+      { "transitOccupancy", 16 },
+      { "transitSchedule", 15 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[9] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 9);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.typePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.positionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.routeNamePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.transitStatusPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.transitOccupancyPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.transitSchedulePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RequestorDescription_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pv = (ASN1T_ETSI_GrpC_RequestorDescription_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RequestorDescription_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_RequestorDescription_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[3] = {
+      { "position", 8 },
+      { "heading", 7 },
+      { "speed", 5 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.headingPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "position", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "role", 4 },
+      { "subrole", 7 },
+      { "request", 7 },
+      { "iso3883", 7 },
+      { "hpmsType", 8 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.subrolePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.requestPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.iso3883Present = 1;
+            if ((stat = asn1JsonDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.hpmsTypePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "role", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "id", 2 },
+      { "users", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "users", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RestrictionClassAssignment();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "basicType", 9 },
+      { "regional", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_RestrictionAppliesTo* pv = (ASN1T_ETSI_DSRC_RestrictionAppliesTo*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionAppliesTo));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_RestrictionAppliesTo();
+      (*pvalue).u.basicType = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_RestrictionUserType_regional* pv = (ASN1T_ETSI_DSRC_RestrictionUserType_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_RestrictionUserType_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 3;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RestrictionUserType_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pv = (ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RestrictionUserType();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_GenericLane();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "region", 6 },
+      { "id", 2 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[8] = {
+      { "name", 4 },
+      { "id", 2 },
+      { "revision", 8 },
+      { "refPoint", 8 },
+      { "laneWidth", 9 },
+      { "speedLimits", 11 },
+      { "roadLaneSet", 11 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[8] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.namePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.laneWidthPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitsPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "roadLaneSet", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RoadSegment_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RoadSegment();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "status", 6 },
+      { "offsetSet", 9 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetSet", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RTCMmessage();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SegmentAttributeXY();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[1] = {
+      { "zone", 4 },
+   };
+   QSOCTET seen[1] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "zone", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[5] = {
+      { "id", 2 },
+      { "request", 7 },
+      { "sequenceNumber", 14 },
+      { "role", 4 },
+      { "typeData", 8 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.rolePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.typeDataPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[6] = {
+      { "id", 2 },
+      { "requestID", 9 },
+      { "requestType", 11 },
+      { "inBoundLane", 11 },
+      { "outBoundLane", 12 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.outBoundLanePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "requestID", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "requestType", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "inBoundLane", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalRequest_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[5] = {
+      { "request", 7 },
+      { "minute", 6 },
+      { "second", 6 },
+      { "duration", 8 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.minutePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.secondPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.durationPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[4] = {
+      { "sequenceNumber", 14 },
+      { "id", 2 },
+      { "sigStatus", 9 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "sigStatus", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalStatus_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalStatus();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSJsonElemName names[8] = {
+      { "requester", 9 },
+      { "inboundOn", 9 },
+      { "outboundOn", 10 },
+      { "minute", 6 },
+      { "second", 6 },
+      { "duration", 8 },
+      { "status", 6 },
+      { "regional", 8 },
+   };
+   QSOCTET seen[8] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.requesterPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.outboundOnPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.minutePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.secondPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.durationPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.regionalPresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            {
+               ASN1TOpenType* ot = 0;
+               stat = rtJsonDecUnknownMember(ctxt, key, &ot);
+               if (stat == 0 && rtxDListAppend(ctxt, &(*pvalue).extElem1, ot) == 0) stat = RTERR_NO_DYNAMIC_MEMORY;
+               if (stat != 0) {
+                  rtxMemHeapFreePtr(ctxt, key);
+                  return LOG_RTERR(ctxt, stat);
+               }
+            }
+            break;
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "inboundOn", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "regionId", 8 },
+      { "regExtValue", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            (*pvalue).regExtValue.t = 0;
+            if ((stat = rtJsonDecCaptureOpenType(ctxt, &(*pvalue).regExtValue.u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
+   switch ((*pvalue).regionId) {
+   case 3: {
+      ASN1TOpenType* text = (*pvalue).regExtValue.u.extElem1;
+      ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pv = (ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC();
+      QSJsonSavedInput saved;
+      rtJsonDecBeginText(ctxt, &saved, text->data, text->numocts);
+      stat = asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(ctxt, pv);
+      rtJsonDecEndText(ctxt, &saved);
+      if (stat != 0) return LOG_RTERR(ctxt, stat);
+      rtxMemHeapFreePtr(ctxt, (void*)text->data);
+      rtxMemHeapFreePtr(ctxt, text);
+      (*pvalue).regExtValue.t = 1;
+      (*pvalue).regExtValue.u.addGrpC = pv;
+      break;
+   }
+   default: break;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "heading", 7 },
+      { "speed", 5 },
+      { "throttle", 8 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "heading", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "throttle", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_ETSI_DSRC_RegulatorySpeedLimit();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13);
+      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value > 12) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[6] = {
+      { "startTime", 9 },
+      { "minEndTime", 10 },
+      { "maxEndTime", 10 },
+      { "likelyTime", 10 },
+      { "confidence", 10 },
+      { "nextTime", 8 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.startTimePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.maxEndTimePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.likelyTimePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.confidencePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.nextTimePresent = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "minEndTime", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 36001) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "transmisson", 11 },
+      { "speed", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "transmisson", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "entityID", 8 },
+      { "stationID", 9 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_ETSI_DSRC_TemporaryID* pv = (ASN1T_ETSI_DSRC_TemporaryID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_TemporaryID));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ETSI_DSRC_TemporaryID();
+      (*pvalue).u.entityID = pv;
+      if ((stat = asn1JsonDec_ETSI_DSRC_TemporaryID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ITS_StationID* pv = (ASN1T_ITS_StationID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationID));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_ITS_StationID();
+      (*pvalue).u.stationID = pv;
+      if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeuvers* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 12, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 12;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 28800) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23);
+      if (idx < 0 || ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value > 22) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -150 || (*pvalue) > 150) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -122 || (*pvalue) > 121) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveName* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   {
+      size_t nbytes = strlen((*pvalue));
+      if (nbytes < 1 || nbytes > 63) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddSizeParm(ctxt, nbytes);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 60) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 12) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -840 || (*pvalue) > 840) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2047 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 4095) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -4096 || (*pvalue) > 61439) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 8, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 8;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 28800) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionStatusObject* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Bike* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Parking* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Striping* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecBitStrValue(ctxt, &(*pvalue).numbits, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 2, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 2;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 100) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDivergeNodeAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -180 || (*pvalue) > 180) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYear* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 527040) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10);
+      if (idx < 0 || ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value > 9) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -256 || (*pvalue) > 255) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -512 || (*pvalue) > 511) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -1024 || (*pvalue) > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -4096 || (*pvalue) > 4095) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -8192 || (*pvalue) > 8191) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14);
+      if (idx < 0 || ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value > 13) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulatorID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrownAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 1023) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38);
+      if (idx < 0 || ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value > 37) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisOrientation* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMinorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 500) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 4) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40);
+      if (idx < 0 || ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value > 39) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIntervalConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 8, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 8;
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8);
+      if (idx < 0 || ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value > 7) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 8191) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 10000) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
    return 0;
 }

@@ -7,6 +7,7 @@
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -4509,5 +4510,4460 @@ int asn1PE_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value)
 {
    int stat;
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)value, 14)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "msgIssueRevision", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.layerTypePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "layerType", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.layerIDPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "layerID", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.intersectionsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "intersections", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSegmentsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadSegments", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dataParametersPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dataParameters", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.restrictionListPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "restrictionList", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_MapData_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "msgCnt", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "rev", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.anchorPointPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "anchorPoint", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rtcmHeaderPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "rtcmHeader", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "msgs", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "intersections", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.requestsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "requests", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "requestor", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.confidencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "confidence", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distancePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "distance", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.class_Present) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "class", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "antOffsetX", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "antOffsetY", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "antOffsetZ", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "referenceLaneId", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "offsetXaxis", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "offsetYaxis", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.rotateXYPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "rotateXY", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.scaleXaxisPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "scaleXaxis", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.scaleYaxisPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "scaleYaxis", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "small", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "large", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "small", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "large", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maneuver", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "connectingLane", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.remoteIntersectionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "remoteIntersection", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.signalGroupPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.userClassPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "userClass", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.connectionIDPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.queueLengthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "queueLength", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.availableStorageLengthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "availableStorageLength", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.waitOnStopPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "waitOnStop", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.pedBicycleDetectPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "pedBicycleDetect", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.processMethodPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "processMethod", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      {
+         size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.processAgencyPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "processAgency", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      {
+         size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.lastCheckedDatePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "lastCheckedDate", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      {
+         size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.geoidUsedPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "geoidUsed", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      {
+         size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).geoidUsed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.monthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dayPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "hour", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.offsetPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "offset", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.utcTimePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "utcTime", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "long", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.elevationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.headingPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.posAccuracyPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "posAccuracy", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeConfidencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeConfidence", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.posConfidencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "posConfidence", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedConfidencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedConfidence", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "laneID", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.ingressApproachPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "ingressApproach", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.egressApproachPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "egressApproach", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "laneAttributes", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuversPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maneuvers", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nodeList", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.connectsToPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "connectsTo", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.overlaysPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "overlays", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(*pvalue).u.lane))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "approach", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*(*pvalue).u.approach))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "connection", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*(*pvalue).u.connection))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 3 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "refPoint", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "laneSet", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.preemptPriorityDataPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "preemptPriorityData", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.regionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "region", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.moyPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "moy", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.enabledLanesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "enabledLanes", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "states", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverAssistListPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maneuverAssistList", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_IntersectionState_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "directionalUse", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sharedWith", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "laneType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "pathEndPointAngle", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaAngle(ctxt, &(*(*pvalue).u.pathEndPointAngle))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointCenter", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointCenter))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointLeft", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointLeft))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointRight", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointRight))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneAngle", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*(*pvalue).u.laneAngle))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 7 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicle", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "crosswalk", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "bikeLane", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "sidewalk", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "median", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "striping", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "trackedVehicle", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "parking", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 8 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "eventState", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timingPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "timing", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speeds", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_MovementEvent_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.movementNamePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "movementName", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "state-time-speed", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverAssistListPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maneuverAssistList", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.localNodePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "localNode", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.disabledPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "disabled", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.enabledPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "enabled", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dataPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "data", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dWidthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dWidth", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dElevationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dElevation", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 11) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "lon", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "nodes", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "computed", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 2 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY1", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY2", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY3", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY4", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY5", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-XY6", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "node-LatLon", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "delta", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(ASN1T_ETSI_DSRC_LaneID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "semiMajor", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "semiMinor", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "orientation", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "pos", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "long", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.elevationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_Position3D_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.typePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.positionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "position", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.routeNamePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "routeName", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitStatusPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "transitStatus", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitOccupancyPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "transitOccupancy", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitSchedulePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "transitSchedule", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "position", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.headingPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "role", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.subrolePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "subrole", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.requestPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.iso3883Present) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "iso3883", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hpmsTypePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "hpmsType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "users", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "basicType", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*(*pvalue).u.basicType))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 2 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.regionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "region", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "refPoint", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitsPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "roadLaneSet", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "offsetSet", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "zone", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.rolePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "role", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.typeDataPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "typeData", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "requestID", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "requestType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "inBoundLane", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.outBoundLanePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "outBoundLane", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "duration", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sigStatus", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.requesterPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "requester", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "inboundOn", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.outboundOnPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "outboundOn", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "duration", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonAsn1EncOpenTypeExt(ctxt, &(*pvalue).extElem1, 0)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 0:
+      if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+      if ((stat = rtJsonAsn1EncOpenType(ctxt, (*pvalue).regExtValue.u.extElem1->numocts, (*pvalue).regExtValue.u.extElem1->data)) != 0)
+         return LOG_RTERR(ctxt, stat);
+      break;
+   case 1:
+      if ((stat = asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "throttle", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.startTimePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "startTime", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "minEndTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maxEndTimePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "maxEndTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.likelyTimePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "likelyTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.confidencePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "confidence", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nextTimePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "nextTime", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 36001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "transmisson", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "entityID", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*(*pvalue).u.stationID))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeuvers* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 22) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -150 || (*pvalue) > 150) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -122 || (*pvalue) > 121) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveName* pvalue)
+{
+   int stat;
+   {
+      size_t nbytes = (*pvalue) != 0 ? strlen((*pvalue)) : 0;
+      if (nbytes < 1 || nbytes > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   }
+   if ((stat = rtJsonEncStringValue(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 60) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -840 || (*pvalue) > 840) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -2047 || (*pvalue) > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -4096 || (*pvalue) > 61439) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionStatusObject* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Bike* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Parking* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Striping* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncBitStrValueExt(ctxt, (*pvalue).numbits, (*pvalue).data, sizeof((*pvalue).data), 0)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDivergeNodeAngle* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -180 || (*pvalue) > 180) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYear* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 527040) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 9) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -256 || (*pvalue) > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -512 || (*pvalue) > 511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -1024 || (*pvalue) > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -4096 || (*pvalue) > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -8192 || (*pvalue) > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 13) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulatorID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrownAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12* pvalue)
+{
+   int stat;
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 37) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisOrientation* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMinorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 500) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 39) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIntervalConfidence* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleStatus* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

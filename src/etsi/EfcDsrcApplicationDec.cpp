@@ -6,6 +6,7 @@
 #include "AVIAEINumberingAndDataStructures.h"
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -1521,5 +1522,4046 @@ int asn1PD_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
    asn1DecStartElem(ctxt, "vehicleWeightUnladen");
    if ((stat = asn1PD_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    asn1DecEndElem(ctxt);
+   return 0;
+}
+
+int asn1JsonDec_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[5] = {
+      { "maxLadenweightOnAxle1", 21 },
+      { "maxLadenweightOnAxle2", 21 },
+      { "maxLadenweightOnAxle3", 21 },
+      { "maxLadenweightOnAxle4", 21 },
+      { "maxLadenweightOnAxle5", 21 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle1", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle2", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle3", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle4", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle5", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "attributeId", 11 },
+      { "value", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "channelId", 9 },
+      { "apdu", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "channelId", 9 },
+      { "apdu", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "destinationEID", 14 },
+      { "attributeIdList", 15 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "destinationEID", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "refund", 6 },
+      { "nonce", 5 },
+      { "key", 3 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "refund", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "key", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "creditResult", 12 },
+      { "creditAuthenticator", 19 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).creditAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "creditResult", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "creditAuthenticator", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "debitPaymentFee", 15 },
+      { "nonce", 5 },
+      { "keyRef", 6 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "debitPaymentFee", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "debitResult", 11 },
+      { "debitAuthenticator", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).debitAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "debitResult", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "debitAuthenticator", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "posOfFirstInstance", 18 },
+      { "posOfLastInstance", 17 },
+      { "attributeIdList", 15 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "posOfFirstInstance", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "posOfLastInstance", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "attributeIdList", 15 },
+      { "nonce", 5 },
+      { "keyRef", 6 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "attributeId", 11 },
+      { "value", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "contractRestrictions", 20 },
+      { "contractExpiryDate", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).contractRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).contractRestrictions.numocts > 4) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).contractRestrictions.numocts < 4) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).contractRestrictions.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "contractRestrictions", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "countryCode", 11 },
+      { "alphabetIndicator", 17 },
+      { "licencePlateNumber", 18 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "year", 4 },
+      { "month", 5 },
+      { "day", 3 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).month > 12) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).day > 31) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "year", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "month", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "day", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "particulate", 11 },
+      { "absorptionCoeff", 15 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "particulate", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "absorptionCoeff", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "unitType", 8 },
+      { "value", 5 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).value > 32767) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "driverClass", 11 },
+      { "tripPurpose", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "driverClass", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "tripPurpose", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "contractProvider", 16 },
+      { "typeOfContract", 14 },
+      { "contextVersion", 14 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).typeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).typeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).typeOfContract.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).typeOfContract.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "contractProvider", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "typeOfContract", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "contextVersion", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "euroValue", 9 },
+      { "copValue", 8 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "euroValue", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "copValue", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuroValue_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_EuroValue_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_CopValue_ENUMTAB, 9);
+      if (idx < 0 || ASN1T_CopValue_ENUMTAB[idx].value > 8) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "engineCapacity", 14 },
+      { "enginePower", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "engineCapacity", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "enginePower", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 16, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 16;
+   return 0;
+}
+
+int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[5] = {
+      { "unitType", 8 },
+      { "emissionCO", 10 },
+      { "emissionHC", 10 },
+      { "emissionNOX", 11 },
+      { "emissionHCNOX", 13 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).emissionCO > 32767) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "emissionCO", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "emissionHC", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "emissionNOX", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "emissionHCNOX", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Int1(QSCTXT* ctxt, ASN1T_Int1* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Int2(QSCTXT* ctxt, ASN1T_Int2* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Int3(QSCTXT* ctxt, ASN1T_Int3* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "countryCode", 11 },
+      { "alphabetIndicator", 17 },
+      { "licencePlateNumber", 18 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_LPN_alphabetIndicator_ENUMTAB, 33);
+      if (idx < 0 || ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value > 33) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "numberOfSeats", 13 },
+      { "numberOfStandingPlaces", 22 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "numberOfSeats", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfStandingPlaces", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "paymentFeeAmount", 16 },
+      { "paymentFeeUnit", 14 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "paymentFeeAmount", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentFeeUnit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "personalAccountNumber", 21 },
+      { "paymentMeansExpiryDate", 22 },
+      { "pamentMeansUsageControl", 23 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).pamentMeansUsageControl)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).pamentMeansUsageControl.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).pamentMeansUsageControl.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).pamentMeansUsageControl.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentMeansExpiryDate", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "pamentMeansUsageControl", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "positive", 8 },
+      { "negative", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSUINT32();
+      (*pvalue).u.positive = pv;
+      if ((stat = rtxTxtReadUInt32(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 8388607) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      QSINT32* pv = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSINT32();
+      (*pvalue).u.negative = pv;
+      if ((stat = rtxTxtReadInt32(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < -8388608 || (*pv) > -1) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "positive", 8 },
+      { "negative", 8 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 2);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSUINT32();
+      (*pvalue).u.positive = pv;
+      if ((stat = rtxTxtReadUInt32(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 8388607) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      QSINT32* pv = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) QSINT32();
+      (*pvalue).u.negative = pv;
+      if ((stat = rtxTxtReadInt32(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < -8388608 || (*pv) > -1) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 2;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 10) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 10) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "countryCode", 11 },
+      { "providerIdentifier", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "providerIdentifier", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "purseValue", 10 },
+      { "purseUnit", 9 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "purseValue", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "purseUnit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "sessionContractProvider", 23 },
+      { "sessionTypeOfContract", 21 },
+      { "sessionContractSerialNumber", 27 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).sessionTypeOfContract.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).sessionTypeOfContract.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionContractSerialNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[13] = {
+      { "sessionTime", 11 },
+      { "sessionServiceProvider", 22 },
+      { "locationOfStation", 17 },
+      { "sessionLocation", 15 },
+      { "sessionType", 11 },
+      { "sessionResult", 13 },
+      { "sessionTariffClass", 18 },
+      { "sessionClaimedClass", 19 },
+      { "sessionFee", 10 },
+      { "sessionContractProvider", 23 },
+      { "sessionTypeOfContract", 21 },
+      { "sessionContextVersion", 21 },
+      { "receiptDataAuthenticator", 24 },
+   };
+   QSOCTET seen[13] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 13);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 10:
+            if (seen[10]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[10] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).sessionTypeOfContract.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).sessionTypeOfContract.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 11:
+            if (seen[11]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[11] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 12:
+            if (seen[12]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[12] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).receiptDataAuthenticator.numocts < 4) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).receiptDataAuthenticator.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "sessionLocation", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "sessionType", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "sessionResult", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
+   if (!seen[8]) return rtJsonMissingMember(ctxt, "sessionFee", THIS_FILE, __LINE__);
+   if (!seen[9]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
+   if (!seen[10]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
+   if (!seen[11]) return rtJsonMissingMember(ctxt, "sessionContextVersion", THIS_FILE, __LINE__);
+   if (!seen[12]) return rtJsonMissingMember(ctxt, "receiptDataAuthenticator", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[13] = {
+      { "sessionTime", 11 },
+      { "sessionServiceProvider", 22 },
+      { "locationOfStation", 17 },
+      { "sessionLocation", 15 },
+      { "sessionType", 11 },
+      { "sessionResult", 13 },
+      { "sessionTariffClass", 18 },
+      { "sessionClaimedClass", 19 },
+      { "sessionFee", 10 },
+      { "sessionContractProvider", 23 },
+      { "sessionTypeOfContract", 21 },
+      { "sessionContextVersion", 21 },
+      { "receiptDataAuthenticator", 24 },
+   };
+   QSOCTET seen[13] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 13);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 10:
+            if (seen[10]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[10] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).sessionTypeOfContract.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).sessionTypeOfContract.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 11:
+            if (seen[11]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[11] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 12:
+            if (seen[12]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[12] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).receiptDataAuthenticator.numocts < 4) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).receiptDataAuthenticator.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "sessionLocation", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "sessionType", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "sessionResult", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
+   if (!seen[8]) return rtJsonMissingMember(ctxt, "sessionFee", THIS_FILE, __LINE__);
+   if (!seen[9]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
+   if (!seen[10]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
+   if (!seen[11]) return rtJsonMissingMember(ctxt, "sessionContextVersion", THIS_FILE, __LINE__);
+   if (!seen[12]) return rtJsonMissingMember(ctxt, "receiptDataAuthenticator", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[13] = {
+      { "sessionTime", 11 },
+      { "sessionServiceProvider", 22 },
+      { "locationOfStation", 17 },
+      { "sessionLocation", 15 },
+      { "sessionType", 11 },
+      { "sessionResult", 13 },
+      { "sessionTariffClass", 18 },
+      { "sessionClaimedClass", 19 },
+      { "sessionFee", 10 },
+      { "sessionContractProvider", 23 },
+      { "sessionTypeOfContract", 21 },
+      { "sessionContextVersion", 21 },
+      { "receiptDataAuthenticator", 24 },
+   };
+   QSOCTET seen[13] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 13);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 8:
+            if (seen[8]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[8] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 9:
+            if (seen[9]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[9] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 10:
+            if (seen[10]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[10] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).sessionTypeOfContract.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).sessionTypeOfContract.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 11:
+            if (seen[11]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[11] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 12:
+            if (seen[12]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[12] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).receiptDataAuthenticator.numocts < 4) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).receiptDataAuthenticator.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "sessionLocation", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "sessionType", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "sessionResult", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
+   if (!seen[7]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
+   if (!seen[8]) return rtJsonMissingMember(ctxt, "sessionFee", THIS_FILE, __LINE__);
+   if (!seen[9]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
+   if (!seen[10]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
+   if (!seen[11]) return rtJsonMissingMember(ctxt, "sessionContextVersion", THIS_FILE, __LINE__);
+   if (!seen[12]) return rtJsonMissingMember(ctxt, "receiptDataAuthenticator", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[4] = {
+      { "personalAccountNumber", 21 },
+      { "sessionPaymentFee", 17 },
+      { "sessionCurrentBalance", 21 },
+      { "receiptFinancialSerialNumber", 28 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionPaymentFee", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionCurrentBalance", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "receiptFinancialSerialNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[7] = {
+      { "sessionTime", 11 },
+      { "sessionServiceProvider", 22 },
+      { "stationLocation", 15 },
+      { "sessionLocation", 15 },
+      { "typeOfSession", 13 },
+      { "sessionResultOperational", 24 },
+      { "sessionResultFinancial", 22 },
+   };
+   QSOCTET seen[7] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).stationLocation > 1048575) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = rtJsonDecFixedBitStrValue(ctxt, 8, (*pvalue).sessionLocation.data, sizeof((*pvalue).sessionLocation.data))) != 0) return LOG_RTERR(ctxt, stat);
+            (*pvalue).sessionLocation.numbits = 8;
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if ((stat = asn1JsonDec_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if ((stat = asn1JsonDec_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "stationLocation", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "sessionLocation", THIS_FILE, __LINE__);
+   if (!seen[4]) return rtJsonMissingMember(ctxt, "typeOfSession", THIS_FILE, __LINE__);
+   if (!seen[5]) return rtJsonMissingMember(ctxt, "sessionResultOperational", THIS_FILE, __LINE__);
+   if (!seen[6]) return rtJsonMissingMember(ctxt, "sessionResultFinancial", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts > 1) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+   if ((*pvalue).numocts < 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddUIntParm(ctxt, (*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "sessionTariffClass", 18 },
+      { "sessionClaimedClass", 19 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "ascendingKilometrage", 20 },
+      { "laneCodeNumber", 14 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtJsonDecBool(ctxt, &(*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).laneCodeNumber > 127) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "ascendingKilometrage", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "laneCodeNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_StationType_ENUMTAB, 16);
+      if (idx < 0 || ASN1T_StationType_ENUMTAB[idx].value > 15) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "timeDate", 8 },
+      { "timeCompact", 11 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "timeDate", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "timeCompact", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "hours", 5 },
+      { "mins", 4 },
+      { "double-secs", 11 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).hours > 23) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).mins > 59) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).double_secs > 30) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "hours", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "mins", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "double-secs", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "soundstationary", 15 },
+      { "sounddriveby", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "soundstationary", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "sounddriveby", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "trailerDetails", 14 },
+      { "trailerMaxLadenWeight", 21 },
+      { "trailerWeightUnladen", 20 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerDetails", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerMaxLadenWeight", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "trailerWeightUnladen", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "trailerType", 11 },
+      { "trailerAxles", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "countryCode", 11 },
+      { "alphabetIndicator", 17 },
+      { "licencePlateNumber", 18 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_UnitType_ENUMTAB, 2);
+      if (idx < 0 || ASN1T_UnitType_ENUMTAB[idx].value > 1) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "issuerRestrictions", 18 },
+      { "contractExpiryDate", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).issuerRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).issuerRestrictions.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).issuerRestrictions.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).issuerRestrictions.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "issuerRestrictions", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "vehicleFirstAxleHeight", 22 },
+      { "vehicleAxlesNumber", 18 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleFirstAxleHeight", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleAxlesNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "tyreType", 8 },
+      { "numberOfAxles", 13 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "tyreType", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfAxles", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "trailerAxles", 12 },
+      { "tractorAxles", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "tractorAxles", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "vehicleLengthOverall", 20 },
+      { "vehicleHeigthOverall", 20 },
+      { "vehicleWidthOverall", 19 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleLengthOverall", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleHeigthOverall", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWidthOverall", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "countryCode", 11 },
+      { "alphabetIndicator", 17 },
+      { "licencePlateNumber", 18 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "vin", 3 },
+      { "fill", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtJsonDecFixedBitStrValue(ctxt, 9, (*pvalue).fill.data, sizeof((*pvalue).fill.data))) != 0) return LOG_RTERR(ctxt, stat);
+            (*pvalue).fill.numbits = 9;
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vin", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "fill", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[4] = {
+      { "environmentalCharacteristics", 28 },
+      { "engineCharacteristics", 21 },
+      { "descriptiveCharacteristics", 26 },
+      { "futureCharacteristics", 21 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "environmentalCharacteristics", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "engineCharacteristics", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "descriptiveCharacteristics", THIS_FILE, __LINE__);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "futureCharacteristics", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "vehicleMaxLadenWeight", 21 },
+      { "vehicleTrainMaximumWeight", 25 },
+      { "vehicleWeightUnladen", 20 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleMaxLadenWeight", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleTrainMaximumWeight", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWeightUnladen", THIS_FILE, __LINE__);
    return 0;
 }

@@ -6,6 +6,7 @@
 #include "AVIAEINumberingAndDataStructures.h"
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -1300,5 +1301,1599 @@ int asn1PE_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
    asn1PushElem(ctxt, "vehicleWeightUnladen");
    if ((stat = asn1PE_Int2(ctxt, (*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
+   return 0;
+}
+
+int asn1JsonEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle1", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle2", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle3", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle4", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle5", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "attributeId", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "channelId", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "apdu", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "channelId", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "apdu", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "destinationEID", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "refund", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "key", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "creditResult", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "creditAuthenticator", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "debitPaymentFee", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "keyRef", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "debitResult", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "debitAuthenticator", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posOfFirstInstance", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "posOfLastInstance", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "keyRef", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "attributeId", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "contractRestrictions", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "contractExpiryDate", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "particulate", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "absorptionCoeff", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unitType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "driverClass", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "tripPurpose", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "contractProvider", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "typeOfContract", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "contextVersion", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "euroValue", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "copValue", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "engineCapacity", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "enginePower", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unitType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "emissionCO", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "emissionHC", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "emissionNOX", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "emissionHCNOX", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Int1(QSCTXT* ctxt, ASN1T_Int1* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Int2(QSCTXT* ctxt, ASN1T_Int2* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Int3(QSCTXT* ctxt, ASN1T_Int3* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 33) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "numberOfSeats", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "numberOfStandingPlaces", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "paymentFeeAmount", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "paymentFeeUnit", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "personalAccountNumber", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "paymentMeansExpiryDate", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "pamentMeansUsageControl", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "positive", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "negative", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteInt(ctxt, (*(*pvalue).u.negative))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "positive", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "negative", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteInt(ctxt, (*(*pvalue).u.negative))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "providerIdentifier", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "purseValue", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "purseUnit", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContractSerialNumber", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "personalAccountNumber", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionPaymentFee", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionCurrentBalance", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "receiptFinancialSerialNumber", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "stationLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "typeOfSession", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionResultOperational", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionResultFinancial", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue)
+{
+   int stat;
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "ascendingKilometrage", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "laneCodeNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "timeDate", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "timeCompact", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "hours", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "mins", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "double-secs", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "soundstationary", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "sounddriveby", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerDetails", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerMaxLadenWeight", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerWeightUnladen", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerType", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "issuerRestrictions", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "contractExpiryDate", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).numocts, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleFirstAxleHeight", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleAxlesNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "tyreType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "numberOfAxles", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "trailerAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "tractorAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleLengthOverall", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleHeigthOverall", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleWidthOverall", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vin", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "fill", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "environmentalCharacteristics", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "engineCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "descriptiveCharacteristics", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "futureCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleMaxLadenWeight", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleTrainMaximumWeight", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "vehicleWeightUnladen", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -45,5 +46,26 @@ int asn1PD_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       }
       if (lstat != 2) break;
    }
+   return 0;
+}
+
+int asn1JsonDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) QSUINT32();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = rtxTxtReadUInt32(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -38,5 +39,19 @@ int asn1PE_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          break;
       }
    }
+   return 0;
+}
+
+int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*(QSUINT32*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -117,5 +118,163 @@ int asn1PD_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
       (*pvalue) = (QSUINT8)ui;
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue));
+   return 0;
+}
+
+int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[6] = {
+      { "euVehicleCategoryL", 18 },
+      { "euVehicleCategoryM", 18 },
+      { "euVehicleCategoryN", 18 },
+      { "euVehicleCategoryO", 18 },
+      { "euVehilcleCategoryT", 19 },
+      { "euVehilcleCategoryG", 19 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 6);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_EuVehicleCategoryL* pv = (ASN1T_EuVehicleCategoryL*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryL));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_EuVehicleCategoryL();
+      (*pvalue).u.euVehicleCategoryL = pv;
+      if ((stat = asn1JsonDec_EuVehicleCategoryL(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_EuVehicleCategoryM* pv = (ASN1T_EuVehicleCategoryM*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryM));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_EuVehicleCategoryM();
+      (*pvalue).u.euVehicleCategoryM = pv;
+      if ((stat = asn1JsonDec_EuVehicleCategoryM(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_EuVehicleCategoryN* pv = (ASN1T_EuVehicleCategoryN*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryN));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_EuVehicleCategoryN();
+      (*pvalue).u.euVehicleCategoryN = pv;
+      if ((stat = asn1JsonDec_EuVehicleCategoryN(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_EuVehicleCategoryO* pv = (ASN1T_EuVehicleCategoryO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryO));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_EuVehicleCategoryO();
+      (*pvalue).u.euVehicleCategoryO = pv;
+      if ((stat = asn1JsonDec_EuVehicleCategoryO(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      if ((stat = rtJsonDecNull(ctxt)) != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      if ((stat = rtJsonDecNull(ctxt)) != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 6;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryL_ENUMTAB, 7);
+      if (idx < 0 || ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value > 6) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryM_ENUMTAB, 3);
+      if (idx < 0 || ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value > 2) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryN_ENUMTAB, 3);
+      if (idx < 0 || ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value > 2) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryO_ENUMTAB, 4);
+      if (idx < 0 || ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value > 3) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -112,5 +113,115 @@ int asn1PE_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value)
 {
    int stat;
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)value, 8)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryL", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_EuVehicleCategoryL(ctxt, &(*(*pvalue).u.euVehicleCategoryL))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryM", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_EuVehicleCategoryM(ctxt, &(*(*pvalue).u.euVehicleCategoryM))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryN", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_EuVehicleCategoryN(ctxt, &(*(*pvalue).u.euVehicleCategoryN))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryO", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_EuVehicleCategoryO(ctxt, &(*(*pvalue).u.euVehicleCategoryO))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehilcleCategoryT", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "euVehilcleCategoryG", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 6) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryL_ENUMTAB, 7, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryM_ENUMTAB, 3, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryN_ENUMTAB, 3, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryO_ENUMTAB, 4, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

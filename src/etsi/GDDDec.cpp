@@ -4,6 +4,7 @@
  */
 #include "GDD.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -1088,5 +1089,2074 @@ int asn1PD_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    }
    asn1EvtUInt(ctxt, (QSUINT64)(*pvalue).unit);
    asn1DecEndElem(ctxt);
+   return 0;
+}
+
+int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "pictogramCode", 13 },
+      { "attributes", 10 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.attributesPresent = 1;
+            if ((stat = asn1JsonDec_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "pictogramCode", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[3] = {
+      { "countryCode", 11 },
+      { "serviceCategoryCode", 19 },
+      { "pictogramCategoryCode", 21 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.countryCodePresent = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).countryCode.numocts > 2) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);
+            if ((*pvalue).countryCode.numocts < 2) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddUIntParm(ctxt, (*pvalue).countryCode.numocts);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "serviceCategoryCode", THIS_FILE, __LINE__);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "pictogramCategoryCode", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[3] = {
+      { "trafficSignPictogram", 20 },
+      { "publicFacilitiesPictogram", 25 },
+      { "ambientOrRoadConditionPictogram", 31 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 3);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram();
+      (*pvalue).u.trafficSignPictogram = pv;
+      if ((stat = asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram();
+      (*pvalue).u.publicFacilitiesPictogram = pv;
+      if ((stat = asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram();
+      (*pvalue).u.ambientOrRoadConditionPictogram = pv;
+      if ((stat = asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:
+      stat = rtJsonDecUnknownMember(ctxt, key, &(*pvalue).u.extElem1);
+      if (stat != 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, stat); }
+      (*pvalue).t = 4;
+      break;
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3);
+      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value > 2) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1);
+      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value > 0) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pvalue)
+{
+   int stat;
+   {
+      char* id = 0;
+      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2);
+      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value > 1) {
+         rtxErrAddStrParm(ctxt, id);
+         rtxMemHeapFreePtr(ctxt, id);
+         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      }
+      rtxMemHeapFreePtr(ctxt, id);
+      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value;
+   }
+   return 0;
+}
+
+int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "nature", 6 },
+      { "serialNumber", 12 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).serialNumber > 99) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "nature", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "serialNumber", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_GddAttribute();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[10] = {
+      { "dtm", 3 },
+      { "edt", 3 },
+      { "dfl", 3 },
+      { "ved", 3 },
+      { "spe", 3 },
+      { "roi", 3 },
+      { "dbv", 3 },
+      { "ddd", 3 },
+      { "set", 3 },
+      { "nol", 3 },
+   };
+   QSSIZE keyStart = ctxt->buffer.byteIndex;
+   int idx = rtJsonGetElemIdx(ctxt, names, 10);
+   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   char* key = 0;
+   if (idx < 0) {
+   if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+      rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+   }
+   else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+   switch (idx) {
+   case 0: {
+      ASN1T_InternationalSign_applicablePeriod* pv = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_applicablePeriod();
+      (*pvalue).u.dtm = pv;
+      if ((stat = asn1JsonDec_InternationalSign_applicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_InternationalSign_exemptedApplicablePeriod* pv = (ASN1T_InternationalSign_exemptedApplicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_exemptedApplicablePeriod));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_exemptedApplicablePeriod();
+      (*pvalue).u.edt = pv;
+      if ((stat = asn1JsonDec_InternationalSign_exemptedApplicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_InternationalSign_directionalFlowOfLane* pv = (ASN1T_InternationalSign_directionalFlowOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_directionalFlowOfLane));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_directionalFlowOfLane();
+      (*pvalue).u.dfl = pv;
+      if ((stat = asn1JsonDec_InternationalSign_directionalFlowOfLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_InternationalSign_applicableVehicleDimensions* pv = (ASN1T_InternationalSign_applicableVehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicableVehicleDimensions));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_applicableVehicleDimensions();
+      (*pvalue).u.ved = pv;
+      if ((stat = asn1JsonDec_InternationalSign_applicableVehicleDimensions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_InternationalSign_speedLimits* pv = (ASN1T_InternationalSign_speedLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_speedLimits));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_speedLimits();
+      (*pvalue).u.spe = pv;
+      if ((stat = asn1JsonDec_InternationalSign_speedLimits(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_InternationalSign_rateOfIncline* pv = (ASN1T_InternationalSign_rateOfIncline*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_rateOfIncline));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_rateOfIncline();
+      (*pvalue).u.roi = pv;
+      if ((stat = asn1JsonDec_InternationalSign_rateOfIncline(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_InternationalSign_distanceBetweenVehicles* pv = (ASN1T_InternationalSign_distanceBetweenVehicles*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_distanceBetweenVehicles));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_distanceBetweenVehicles();
+      (*pvalue).u.dbv = pv;
+      if ((stat = asn1JsonDec_InternationalSign_distanceBetweenVehicles(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_InternationalSign_destinationInformation* pv = (ASN1T_InternationalSign_destinationInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_destinationInformation));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_destinationInformation();
+      (*pvalue).u.ddd = pv;
+      if ((stat = asn1JsonDec_InternationalSign_destinationInformation(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   case 8: {
+      ASN1T_InternationalSign_section* pv = (ASN1T_InternationalSign_section*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_section));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_section();
+      (*pvalue).u.set = pv;
+      if ((stat = asn1JsonDec_InternationalSign_section(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 9;
+      break;
+   }
+   case 9: {
+      ASN1T_InternationalSign_numberOfLane* pv = (ASN1T_InternationalSign_numberOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_numberOfLane));
+      if (pv == 0) { rtxMemHeapFreePtr(ctxt, key); return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY); }
+      new (pv) ASN1T_InternationalSign_numberOfLane();
+      (*pvalue).u.nol = pv;
+      if ((stat = asn1JsonDec_InternationalSign_numberOfLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 10;
+      break;
+   }
+   default:
+      rtxErrAddStrParm(ctxt, key);
+      rtxMemHeapFreePtr(ctxt, key);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   rtxCtxtPopElemName(ctxt);
+   rtxMemHeapFreePtr(ctxt, key);
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[6] = {
+      { "year", 4 },
+      { "month-day", 9 },
+      { "repeatingPeriodDayTypes", 23 },
+      { "hourMinutes", 11 },
+      { "dateRangeOfWeek", 15 },
+      { "durationHourMinute", 18 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.yearPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.month_dayPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
+            if ((stat = asn1JsonDec_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.hourMinutesPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dateRangeOfWeekPresent = 1;
+            if ((stat = asn1JsonDec_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.durationHourMinutePresent = 1;
+            if ((stat = asn1JsonDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "yearRangeStartYear", 18 },
+      { "yearRangeEndYear", 16 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "yearRangeStartYear", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "yearRangeEndYear", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "dateRangeStartMonthDay", 22 },
+      { "dateRangeEndMonthDay", 20 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "dateRangeStartMonthDay", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "dateRangeEndMonthDay", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "timeRangeStartTime", 18 },
+      { "timeRangeEndTime", 16 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = asn1JsonDec_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "timeRangeStartTime", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "timeRangeEndTime", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[6] = {
+      { "year", 4 },
+      { "month-day", 9 },
+      { "repeatingPeriodDayTypes", 23 },
+      { "hourMinutes", 11 },
+      { "dateRangeOfWeek", 15 },
+      { "durationHourMinute", 18 },
+   };
+   QSOCTET seen[6] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.yearPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.month_dayPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
+            if ((stat = asn1JsonDec_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.hourMinutesPresent = 1;
+            if ((stat = asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.dateRangeOfWeekPresent = 1;
+            if ((stat = asn1JsonDec_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.durationHourMinutePresent = 1;
+            if ((stat = asn1JsonDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_directionalFlowOfLane* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[4] = {
+      { "vehicleHeight", 13 },
+      { "vehicleWidth", 12 },
+      { "vehicleLength", 13 },
+      { "vehicleWeight", 13 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.vehicleHeightPresent = 1;
+            if ((stat = asn1JsonDec_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.vehicleWidthPresent = 1;
+            if ((stat = asn1JsonDec_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.vehicleLengthPresent = 1;
+            if ((stat = asn1JsonDec_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.vehicleWeightPresent = 1;
+            if ((stat = asn1JsonDec_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[3] = {
+      { "speedLimitMax", 13 },
+      { "speedLimitMin", 13 },
+      { "unit", 4 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitMaxPresent = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).speedLimitMax > 250) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.speedLimitMinPresent = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).speedLimitMin > 250) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).unit > 1) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[2]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign_rateOfIncline* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "value", 5 },
+      { "unit", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[4] = {
+      { "junctionDirection", 17 },
+      { "roundaboutCwDirection", 21 },
+      { "roundaboutCcwDirection", 22 },
+      { "ioList", 6 },
+   };
+   QSOCTET seen[4] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 4);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.junctionDirectionPresent = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roundaboutCwDirectionPresent = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roundaboutCcwDirectionPresent = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if ((stat = asn1JsonDec_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[3]) return rtJsonMissingMember(ctxt, "ioList", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[2] = {
+      { "startingPointLength", 19 },
+      { "continuityLength", 16 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.startingPointLengthPresent = 1;
+            if ((stat = asn1JsonDec_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.continuityLengthPresent = 1;
+            if ((stat = asn1JsonDec_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_numberOfLane* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 99) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int asn1JsonDec_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 8, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 8;
+   return 0;
+}
+
+int asn1JsonDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_DDD_IO();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[8] = {
+      { "arrowDirection", 14 },
+      { "destPlace", 9 },
+      { "destRoad", 8 },
+      { "roadNumberIdentifier", 20 },
+      { "streetName", 10 },
+      { "streetNameText", 14 },
+      { "distanceToDivergingPoint", 24 },
+      { "distanceToDestinationPlace", 26 },
+   };
+   QSOCTET seen[8] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).arrowDirection > 7) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.destPlacePresent = 1;
+            if ((stat = asn1JsonDec_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.destRoadPresent = 1;
+            if ((stat = asn1JsonDec_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadNumberIdentifierPresent = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.streetNamePresent = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 5:
+            if (seen[5]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[5] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.streetNameTextPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 6:
+            if (seen[6]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[6] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.distanceToDivergingPointPresent = 1;
+            if ((stat = asn1JsonDec_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 7:
+            if (seen[7]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[7] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.distanceToDestinationPlacePresent = 1;
+            if ((stat = asn1JsonDec_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "arrowDirection", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[5] = {
+      { "destType", 8 },
+      { "destRSCode", 10 },
+      { "destBlob", 8 },
+      { "placeNameIdentification", 23 },
+      { "placeNameText", 13 },
+   };
+   QSOCTET seen[5] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 5);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.destRSCodePresent = 1;
+            if ((stat = asn1JsonDec_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.destBlobPresent = 1;
+            if ((stat = rtJsonDecDynHexStr(ctxt, &(*pvalue).destBlob)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 3:
+            if (seen[3]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[3] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.placeNameIdentificationPresent = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 4:
+            if (seen[4]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[4] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.placeNameTextPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "destType", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_DestinationPlace();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSJsonElemName names[3] = {
+      { "derType", 7 },
+      { "roadNumberIdentifier", 20 },
+      { "roadNumberText", 14 },
+   };
+   QSOCTET seen[3] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = asn1JsonDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadNumberIdentifierPresent = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 2:
+            if (seen[2]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[2] = 1;
+            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+               break;
+            }
+            (*pvalue).m.roadNumberTextPresent = 1;
+            if ((stat = rtJsonDecStringValue(ctxt, &(*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "derType", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+      for (;;) {
+         ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
+         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         new (elem) ASN1T_DestinationRoad();
+         rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
+         if ((stat = asn1JsonDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+         rtxCtxtPopElemName(ctxt);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "value", 5 },
+      { "unit", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "value", 5 },
+      { "unit", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "hours", 5 },
+      { "mins", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).hours > 23) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).mins > 59) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "hours", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "mins", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "month", 5 },
+      { "day", 3 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).month < 1 || (*pvalue).month > 12) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).day < 1 || (*pvalue).day > 31) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "month", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "day", THIS_FILE, __LINE__);
+   return 0;
+}
+
+int asn1JsonDec_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecFixedBitStrValue(ctxt, 4, (*pvalue).data, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   (*pvalue).numbits = 4;
+   return 0;
+}
+
+int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   static const QSJsonElemName names[2] = {
+      { "value", 5 },
+      { "unit", 4 },
+   };
+   QSOCTET seen[2] = { 0 };
+   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+      for (;;) {
+         QSSIZE keyStart = ctxt->buffer.byteIndex;
+         int idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         char* key = 0;
+         if (idx < 0) {
+         if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
+            rtxCtxtPushElemNameCopy(ctxt, (const QSUTF8CHAR*)key);  /* the key text dies first */
+         }
+         else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);
+         switch (idx) {
+         case 0:
+            if (seen[0]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[0] = 1;
+            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         case 1:
+            if (seen[1]) {
+               rtxMemHeapFreePtr(ctxt, key);
+               return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
+            }
+            seen[1] = 1;
+            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+            break;
+         default:
+            rtxErrAddStrParm(ctxt, key);
+            rtxMemHeapFreePtr(ctxt, key);
+            return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
+         }
+         rtxCtxtPopElemName(ctxt);
+         rtxMemHeapFreePtr(ctxt, key);
+         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
+         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+      }
+   }
+   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
+   if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "GDD.h"
 #include "rtpersrc/asn1PerGen.h"
+#include "rtjsonsrc/asn1JsonGen.h"
 #include <new>
 #include <string.h>
 
@@ -819,5 +820,862 @@ int asn1PE_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    asn1PushElem(ctxt, "unit");
    if ((stat = pe_ConsBits(ctxt, (QSUINT32)((QSINT64)(*pvalue).unit - (10)), 2)) != 0) return LOG_RTERR(ctxt, stat);
    asn1PopElem(ctxt);
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "pictogramCode", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.countryCodePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "serviceCategoryCode", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "pictogramCategoryCode", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "trafficSignPictogram", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "publicFacilitiesPictogram", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "ambientOrRoadConditionPictogram", 31)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t > 3 && (*pvalue).u.extElem1 != 0) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+      if ((stat = rtJsonAsn1EncExtElem(ctxt, (*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   {
+      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*pvalue));
+      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "nature", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "serialNumber", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   switch ((*pvalue).t) {
+   case 1:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dtm", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "edt", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dfl", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "ved", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "spe", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roi", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dbv", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "ddd", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 9:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "set", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 10:
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "nol", 3)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = asn1JsonEnc_InternationalSign_numberOfLane(ctxt, &(*(*pvalue).u.nol))) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.month_dayPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "month-day", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "repeatingPeriodDayTypes", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourMinutesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "hourMinutes", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dateRangeOfWeekPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dateRangeOfWeek", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationHourMinutePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "durationHourMinute", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "yearRangeStartYear", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "yearRangeEndYear", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "dateRangeStartMonthDay", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "dateRangeEndMonthDay", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "timeRangeStartTime", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "timeRangeEndTime", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.month_dayPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "month-day", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "repeatingPeriodDayTypes", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourMinutesPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "hourMinutes", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dateRangeOfWeekPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "dateRangeOfWeek", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationHourMinutePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "durationHourMinute", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_directionalFlowOfLane* pvalue)
+{
+   int stat;
+   if ((*pvalue) < 1 || (*pvalue) > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.vehicleHeightPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicleHeight", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleWidthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicleWidth", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleLengthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicleLength", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleWeightPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "vehicleWeight", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.speedLimitMaxPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimitMax", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitMinPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "speedLimitMin", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign_rateOfIncline* pvalue)
+{
+   int stat;
+   if ((*pvalue) < 1 || (*pvalue) > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.junctionDirectionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "junctionDirection", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roundaboutCwDirectionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roundaboutCwDirection", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roundaboutCcwDirectionPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roundaboutCcwDirection", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "ioList", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((*pvalue).m.startingPointLengthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "startingPointLength", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.continuityLengthPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "continuityLength", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_numberOfLane* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units* pvalue)
+{
+   int stat;
+   if ((*pvalue) > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "arrowDirection", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.destPlacePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "destPlace", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.destRoadPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "destRoad", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadNumberIdentifier", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.streetNamePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "streetName", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.streetNameTextPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "streetNameText", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distanceToDivergingPointPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "distanceToDivergingPoint", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distanceToDestinationPlacePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "distanceToDestinationPlace", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "destType", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.destRSCodePresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "destRSCode", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.destBlobPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "destBlob", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.placeNameIdentificationPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "placeNameIdentification", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.placeNameTextPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "placeNameText", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "derType", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadNumberIdentifier", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadNumberTextPresent) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtJsonEncKey(ctxt, "roadNumberText", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
+{
+   int stat;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "hours", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "mins", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* pvalue)
+{
+   int stat;
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).numbits, (*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
+{
+   int stat;
+   if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   QSBOOL first = 1;
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   first = 0;
+   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   (void)first;
+   if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

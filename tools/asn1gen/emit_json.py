@@ -1,10 +1,10 @@
-"""Emits the JSON codecs: `asn1JsonEnc_<T>` in `<Module>EncJson.cpp` and `asn1JsonDec_<T>` in
-`<Module>DecJson.cpp`. The JSON form follows the ASN.1 value: member names and identifiers as
+"""Emits the JSON codecs: `asn1JsonEnc_<T>` into `<Module>Enc.cpp` and `asn1JsonDec_<T>` into
+`<Module>Dec.cpp`. The JSON form follows the ASN.1 value: member names and identifiers as
 defined, members in definition order, CHOICEs as objects with one member."""
 
 from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
 from .emit_per import lit
-from .emit_values import Family, codec_file_head, tname
+from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import c_ident
 from .writer import CodeWriter
@@ -561,20 +561,12 @@ class JsonFamily(Family):
         w.line("}")
 
 
-def file_head(w, mi, suffix):
-    codec_file_head(w, mi, suffix, "rtjsonsrc/asn1JsonGen.h")
+RUNTIME_HEADER = "rtjsonsrc/asn1JsonGen.h"
 
 
-def emit(model):
-    out = {}
-    for mi in model.modules:
-        je = JsonEmitter(mi)
-        we, wd = CodeWriter(), CodeWriter()
-        file_head(we, mi, "EncJson")
-        file_head(wd, mi, "DecJson")
-        for td in mi.typedefs:
-            je.function(we, td, True)
-            je.function(wd, td, False)
-        out[mi.name + "EncJson.cpp"] = we.text()
-        out[mi.name + "DecJson.cpp"] = wd.text()
-    return out
+def emit_functions(mi, we, wd):
+    """Writes the JSON encoders into `we` and the decoders into `wd`."""
+    je = JsonEmitter(mi)
+    for td in mi.typedefs:
+        je.function(we, td, True)
+        je.function(wd, td, False)

@@ -4,7 +4,7 @@
 import re
 
 from .ctypes import constraint_key as per_key, ctype, int_ctype, is_small_bitstring
-from .emit_values import Family, codec_file_head, tname
+from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import STRING_ALPHABETS, c_ident
 from .writer import CodeWriter
@@ -1092,22 +1092,14 @@ class PerFamily(Family):
         w.line("}")
 
 
-def file_head(w, mi, suffix):
-    codec_file_head(w, mi, suffix, "rtpersrc/asn1PerGen.h")
+RUNTIME_HEADER = "rtpersrc/asn1PerGen.h"
 
 
-def emit(model):
-    out = {}
-    for mi in model.modules:
-        pe = PerEmitter(mi)
-        we, wd = CodeWriter(), CodeWriter()
-        file_head(we, mi, "Enc")
-        file_head(wd, mi, "Dec")
-        for td in mi.typedefs:
-            if td.alias is None and td.body.kind == "SEQUENCE":
-                pe.group_functions(we, wd, td)
-            pe.encoder(we, td)
-            pe.decoder(wd, td)
-        out[mi.name + "Enc.cpp"] = we.text()
-        out[mi.name + "Dec.cpp"] = wd.text()
-    return out
+def emit_functions(mi, we, wd):
+    """Writes the PER encoders into `we` and the decoders into `wd`."""
+    pe = PerEmitter(mi)
+    for td in mi.typedefs:
+        if td.alias is None and td.body.kind == "SEQUENCE":
+            pe.group_functions(we, wd, td)
+        pe.encoder(we, td)
+        pe.decoder(wd, td)

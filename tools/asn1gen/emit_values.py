@@ -49,9 +49,10 @@ def all_refs(td):
     return out
 
 
-def codec_file_head(w, mi, suffix, runtime_header):
+def codec_file_head(w, mi, suffix, runtime_headers):
     """Start of a codec source file `<Module><suffix>.cpp`: the headers of every module its
-    types refer to (regional extensions included), the runtime support and the error macro."""
+    types refer to (regional extensions included), the runtime support of every encoding and
+    the error macro."""
     banner(w, mi)
     w.line('#include "%s.h"' % mi.name)
     refs = {d.module for td in mi.typedefs for d in all_refs(td)}
@@ -61,7 +62,8 @@ def codec_file_head(w, mi, suffix, runtime_header):
             refs.update(ot.typedef.module for _, ot, _ in b.components[1].type.objects)
     for dm in sorted(refs - {mi}, key=lambda m: m.name):
         w.line('#include "%s.h"' % dm.name)
-    w.line('#include "%s"' % runtime_header)
+    for h in runtime_headers:
+        w.line('#include "%s"' % h)
     w.line("#include <new>")
     w.line("#include <string.h>")
     w.blank()
