@@ -4,6 +4,7 @@
  */
 #include "AddGrpC.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "DSRC.h"
 #include "ITS-Container.h"

@@ -4,6 +4,7 @@
  */
 #include "DSRC.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "AddGrpC.h"
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"

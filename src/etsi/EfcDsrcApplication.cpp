@@ -4,6 +4,7 @@
  */
 #include "EfcDsrcApplication.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "AVIAEINumberingAndDataStructures.h"
 #include "EfcDsrcGeneric.h"

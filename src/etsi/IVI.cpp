@@ -4,6 +4,7 @@
  */
 #include "IVI.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "CITSapplMgmtIDs.h"
 #include "DSRC.h"
