@@ -190,3 +190,190 @@ int QSXMLEncodeBuffer::write(FILE* fp)
    if (len == 0 || msg == nullptr) return 0;
    return (std::fwrite(msg, 1, len, fp) == len) ? 0 : RTERR_WRITE_ERROR;
 }
+
+/* ---- QSXMLDecodeBuffer ------------------------------------------------------------------------ */
+
+namespace {
+
+QSRTInputStream* newMemoryStream(const unsigned char* data, size_t size)
+{
+   if (data == nullptr) return nullptr;
+   return new (std::nothrow) QSRTMemoryInputStream(data, size);
+}
+
+} // namespace
+
+QSXMLDecodeBuffer::QSXMLDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStream)
+   : QSXMLMessageBuffer(XMLDecode, (pStream != nullptr) ? pStream->getContext().get() : nullptr),
+     mpInputStream(pStream), mbOwnStream(ownStream)
+{
+   bindInput();
+}
+
+QSXMLDecodeBuffer::QSXMLDecodeBuffer(const unsigned char* data, size_t size)
+   : QSXMLDecodeBuffer(newMemoryStream(data, size), TRUE)
+{
+}
+
+QSXMLDecodeBuffer::QSXMLDecodeBuffer(QSRTInputStream& inputStream)
+   : QSXMLDecodeBuffer(&inputStream, FALSE)
+{
+}
+
+QSXMLDecodeBuffer::QSXMLDecodeBuffer(const char* filename)
+   : QSXMLMessageBuffer(XMLDecode), mpInputStream(nullptr), mbOwnStream(FALSE)
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr || filename == nullptr) return;
+   FILE* fp = std::fopen(filename, "rb");
+   if (fp == nullptr) {
+      rtxErrAddStrParm(ctxt, filename);
+      setStatus(XML_LOG(ctxt, RTERR_FILE_NOT_FOUND));
+      return;
+   }
+   /* the whole file goes to the heap and is read as a memory stream */
+   QSOCTET* data = nullptr;
+   QSSIZE size = 0, cap = 0;
+   int stat = 0;
+   for (;;) {
+      if (size == cap) {
+         QSSIZE ncap = (cap == 0) ? 4096 : cap * 2;
+         QSOCTET* p = (QSOCTET*)rtxMemHeapRealloc(ctxt, data, ncap);
+         if (p == nullptr) {
+            stat = RTERR_NO_DYNAMIC_MEMORY;
+            break;
+         }
+         data = p;
+         cap = ncap;
+      }
+      size_t n = std::fread(data + size, 1, cap - size, fp);
+      size += n;
+      if (n == 0) {
+         if (std::ferror(fp)) stat = RTERR_READ_ERROR;
+         break;
+      }
+   }
+   std::fclose(fp);
+   if (stat == 0) stat = rtxStreamMemoryAttach(ctxt, data, size, QSRTSTRMF_INPUT);
+   if (stat != 0) {
+      setStatus(XML_LOG(ctxt, stat));
+      return;
+   }
+   bindInput();
+}
+
+QSXMLDecodeBuffer::~QSXMLDecodeBuffer()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt != nullptr) xmlimpl::freeReader(ctxt);
+   if (mbOwnStream && mpInputStream != nullptr) {
+      /* the context goes with the last reference: drop ours first */
+      QSRTInputStream* pStream = mpInputStream;
+      mpInputStream = nullptr;
+      delete pStream;
+   }
+}
+
+void QSXMLDecodeBuffer::bindInput()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr) return;
+   QSRTBuffer& b = ctxt->buffer;
+   QSRTStream* s = ctxt->pStream;
+   if (b.data != nullptr && b.byteIndex < b.size) return;
+   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return;
+   /* the stream's memory is read in place */
+   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
+   b.data = const_cast<QSOCTET*>(s->data + s->pos);
+   b.size = s->size - s->pos;
+   b.byteIndex = 0;
+   b.bitOffset = 8;
+   b.dynamic = 0;
+   s->pos = s->size;
+}
+
+int QSXMLDecodeBuffer::init()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr) return RTERR_CONTEXT_NOT_INITIALIZED;
+   if (ctxt->pAppInfo[0] == nullptr) {
+      int stat = rtXmlInitCtxtAppInfo(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+int QSXMLDecodeBuffer::decodeXML(QSXMLReaderClass* pReader)
+{
+   QSCTXT* ctxt = xmlCtxt();
+   if (ctxt == nullptr) return RTERR_CONTEXT_NOT_INITIALIZED;
+   if (getStatus() != 0) return getStatus();
+   int stat = rtXmlpCreateReader(ctxt);
+   bool sawRoot = false;
+   while (stat == 0) {
+      xmlimpl::QSXmlEventView ev;
+      stat = xmlimpl::nextEvent(ctxt, &ev);
+      if (stat != 0) break;
+      if (ev.type == QSXMLP_END_DOC) {
+         if (!sawRoot) stat = XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+         break;
+      }
+      if (pReader == nullptr) {
+         sawRoot = true;
+         continue;
+      }
+      switch (ev.type) {
+         case QSXMLP_START_TAG:
+            sawRoot = true;
+            stat = pReader->startElement(ev.name, ev.nameLen, ev.level);
+            break;
+         case QSXMLP_CHARS:
+            stat = pReader->characters(ev.text, ev.textLen, ev.level);
+            break;
+         default:
+            stat = pReader->endElement(ev.name, ev.nameLen, ev.level);
+            break;
+      }
+      if (stat != 0) stat = XML_LOG(ctxt, stat);
+   }
+   xmlimpl::freeReader(ctxt);
+   return stat;
+}
+
+QSBOOL QSXMLDecodeBuffer::isWellFormed()
+{
+   QSCTXT* ctxt = xmlCtxt();
+   if (ctxt == nullptr || getStatus() != 0) return FALSE;
+   return xmlimpl::checkWellFormed(ctxt) == 0;
+}
+
+void QSXMLDecodeBuffer::setMaxErrors(unsigned maxErrors)
+{
+   QSCTXT* ctxt = xmlCtxt();
+   if (ctxt != nullptr) rtXmlSetMaxErrors(ctxt, maxErrors);
+}
+
+int QSXMLDecodeBuffer::parseElemQName(QSXmlQName* pQName)
+{
+   QSCTXT* ctxt = xmlCtxt();
+   if (ctxt == nullptr) return RTERR_CONTEXT_NOT_INITIALIZED;
+   if (pQName == nullptr) return RTERR_INVALID_PARAMETER;
+   if (xmlimpl::infoOf(ctxt)->reader == nullptr) {
+      int stat = rtXmlpCreateReader(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   int stat = xmlimpl::peekStartTagName(ctxt, pQName);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int QSXMLDecodeBuffer::parseElementName(QSUTF8CHAR** ppName)
+{
+   if (ppName == nullptr) return RTERR_INVALID_PARAMETER;
+   QSXmlQName qname = { nullptr, nullptr };
+   int stat = parseElemQName(&qname);
+   if (stat != 0) return stat;
+   *ppName = const_cast<QSUTF8CHAR*>(qname.ln);
+   if (qname.nsPrefix != nullptr) rtxMemHeapFreePtr(getCtxtPtr(), const_cast<QSUTF8CHAR*>(qname.nsPrefix));
+   return 0;
+}

@@ -14,8 +14,14 @@
 #include "rtxsrc/rtxError.h"
 
 /* Records a failure at the current line of the including source file,
- * which defines XML_MODULE. */
-#define XML_LOG(ctxt, stat) rtxErrSetData(ctxt, stat, XML_MODULE, __LINE__)
+ * which defines XML_MODULE, and gives back the status itself (not the
+ * aggregate of the context, which non-fatal records do not count). */
+inline int xmlLogError(QSCTXT* ctxt, int stat, const char* module, int line)
+{
+   rtxErrSetData(ctxt, stat, module, line);
+   return stat;
+}
+#define XML_LOG(ctxt, stat) xmlLogError(ctxt, stat, XML_MODULE, __LINE__)
 
 struct QSXmlReader;
 
@@ -76,6 +82,35 @@ inline void put(QSCTXT* ctxt, const void* p, QSSIZE n)
 /* Position of a byte offset of the reader's input as the error parameter
  * "(line L, column C)". */
 void addPosParm(QSCTXT* ctxt, QSSIZE offset);
+
+/* ---- reader ----------------------------------------------------------------------------------- */
+
+/* The character data of the current element up to its end tag (left
+ * pending), or in list mode the next item; valid until the next read. A
+ * child element is RTERR_XML_UNEXPECTED_START_TAG. */
+int readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen);
+
+/* Position of the value last read as an error parameter. */
+void addValuePosParm(QSCTXT* ctxt);
+
+/* One event of the reader, consumed. Name and text stay valid until the
+ * next event. */
+struct QSXmlEventView {
+   int type;
+   int level;
+   const QSOCTET* name;
+   QSSIZE nameLen;
+   const QSOCTET* text;
+   QSSIZE textLen;
+};
+int nextEvent(QSCTXT* ctxt, QSXmlEventView* view);
+
+/* Name of the next start tag (heap copies), left pending. */
+int peekStartTagName(QSCTXT* ctxt, QSXmlQName* pqname);
+
+/* Reads the rest of the input with a reader of its own (the context's
+ * reader and input position are kept); 0 or the first failure. */
+int checkWellFormed(QSCTXT* ctxt);
 
 } // namespace xmlimpl
 
