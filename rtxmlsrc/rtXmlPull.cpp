@@ -482,6 +482,8 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
             if (stat != 0) return stat;
             continue;
          }
+         if (p + 1 >= r->size) return EOF_FAIL();
+         if (r->data[p + 1] == '!') return SYMBOL_FAIL(p + 1);
          break;
       }
       if (c == '&') {
