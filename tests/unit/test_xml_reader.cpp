@@ -470,6 +470,21 @@ TEST_F(XmlReaderTest, EmptyElementNeedsAStartTag)
    EXPECT_EQ(RTERR_XML_INVALID_DATA_MODE, rtXmlDecEmptyElement(ctxt));
 }
 
+TEST_F(XmlReaderTest, EndTagOfAnOuterLevel)
+{
+   open("<R><a><b>1</b><u/></a><v/></R>");
+   const QSXmlElemDescr tab[] = { { "a", 1, 0, 0 }, { "b", 1, 0, 1 } };
+   ASSERT_EQ(0, rtXmlpMatchStartTag(ctxt, U("R"), 0));
+   ASSERT_EQ(0, rtXmlpGetNextElemID(ctxt, tab, 2, -1, TRUE));
+   ASSERT_EQ(1, rtXmlpGetNextElemID(ctxt, tab, 2, -1, TRUE));
+   EXPECT_EQ(3u, nameDepth());
+   ASSERT_EQ(0, rtXmlpMatchEndTag(ctxt, 1));
+   EXPECT_EQ(0u, nameDepth());
+   EXPECT_EQ(2, rtxErrGetErrorCnt(ctxt));  // u and v skipped
+   EXPECT_EQ(RTERR_UNEXPECTED_ELEMENT, rtXmlpDecodeResult(ctxt));
+   EXPECT_EQ(QSXML_END_OF_CONTENT, rtXmlpGetNextElemID(ctxt, tab, 2, -1, TRUE));
+}
+
 TEST_F(XmlReaderTest, SequenceOfAndValueForms)
 {
    open("<R><l><i>1</i><i> 2 </i><i>3</i></l>"
