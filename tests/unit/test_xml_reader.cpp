@@ -177,6 +177,19 @@ TEST_F(XmlReaderTest, TokenizerErrors)
    }
 }
 
+TEST_F(XmlReaderTest, EveryTruncationFailsCleanly)
+{
+   const std::string full = "<?xml version=\"1.0\"?><!--c--><r a='&amp;&#x41;'><b>t&lt;&#233;<![CDATA[<x>]]></b>"
+                            "<?p d?><c/><d>\r\n</d></r>";
+   std::string trace;
+   ASSERT_EQ(0, events(full, &trace));
+   for (size_t n = 0; n < full.size(); n++) {
+      int stat = events(full.substr(0, n), &trace);
+      EXPECT_LT(stat, 0) << n;
+      EXPECT_EQ(stat, rtxErrGetStatus(ctxt)) << n;
+   }
+}
+
 /* ---- a SEQUENCE decoder as generated --------------------------------------------------------- */
 
 /* SEQUENCE { a INTEGER, b INTEGER OPTIONAL, c BOOLEAN, d OCTET STRING OPTIONAL, ... } */
@@ -334,6 +347,16 @@ TEST_F(XmlSeqTest, ExtensionCaptureStopsAtAKnownElement)
    EXPECT_EQ(RTERR_UNEXPECTED_ELEMENT, decode("<R><a>1</a><c><true/></c><x/><d>01</d></R>"));
    EXPECT_EQ((std::vector<std::string>{ "<x/>" }), extTexts());
    EXPECT_EQ("Unexpected element \"d\" found (line 1, column 30)", message(ctxt));
+}
+
+TEST_F(XmlSeqTest, EveryTruncationFailsCleanly)
+{
+   const std::string full = "<R><a>12</a><b>3</b><c><true/></c><d>0A</d><x>1</x></R>";
+   ASSERT_EQ(0, decode(full));
+   for (size_t n = 0; n < full.size(); n++) {
+      v = Seq();
+      EXPECT_LT(decode(full.substr(0, n)), 0) << n;
+   }
 }
 
 TEST_F(XmlSeqTest, BadValues)
