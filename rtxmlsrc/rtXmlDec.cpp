@@ -102,14 +102,6 @@ int decUnsigned(QSCTXT* ctxt, QSUINT64 maxValue, QSUINT64* pvalue)
    return 0;
 }
 
-/* Sink of decoded bits: the caller's block of bufsize bytes, then (when
- * ext is set) heap memory for the rest. */
-struct BitSink {
-   QSOCTET* data;
-   QSSIZE bufsize;
-   QSSIZE nbits;
-};
-
 /* Counts the '0'/'1' digits of a value (whitespace between them allowed). */
 int countBits(QSCTXT* ctxt, const QSOCTET* p, QSSIZE n, QSSIZE* pcount)
 {
@@ -123,7 +115,7 @@ int countBits(QSCTXT* ctxt, const QSOCTET* p, QSSIZE n, QSSIZE* pcount)
 }
 
 /* Stores the digits as bits, first bit as the top bit of the first byte;
- * bits from bit index `from` on go to ext. */
+ * the bits from index dataBits on go to ext (both blocks zeroed before). */
 void storeBits(const QSOCTET* p, QSSIZE n, QSOCTET* data, QSSIZE dataBits, QSOCTET* ext)
 {
    QSSIZE bit = 0;

@@ -482,6 +482,8 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
             if (stat != 0) return stat;
             continue;
          }
+         if (p + 1 >= r->size) return EOF_FAIL();
+         if (r->data[p + 1] == '!') return SYMBOL_FAIL(p + 1);
          break;
       }
       if (c == '&') {
@@ -635,6 +637,18 @@ QSSIZE matchEntry(const QSXmlReader* r, const Event& ev, const QSXmlElemDescr* t
       if (e.nameLen == len && std::memcmp(e.name, r->data + off, len) == 0) return i;
    }
    return wildcard;
+}
+
+/* Name of the open element of a level as a parameter ("" at document level). */
+void addOpenNameParm(QSCTXT* ctxt, const QSXmlReader* r, QSINT32 lvl)
+{
+   if (lvl <= 0) {
+      rtxErrAddStrParm(ctxt, "");
+      return;
+   }
+   /* entries above the tokenizer depth keep their values until the next push */
+   const OpenTag& open = r->stack[lvl - 1];
+   addNameParm(ctxt, r, open.nameOff, open.nameLen);
 }
 
 /* Records an unexpected child element as a non-fatal error naming it. */
@@ -962,10 +976,12 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
             if (stat != 0) return XML_LOG(ctxt, stat);
             break;
          case QSXMLP_END_TAG:
+            /* the end of the level, or of an inner element entered before: each
+             * of them had its name pushed */
             markDone(r);
-            if (ev->level > lvl) break;   /* the end of an inner element already entered */
-            r->listMode = false;
             rtxCtxtPopElemName(ctxt);
+            if (ev->level > lvl) break;
+            r->listMode = false;
             if (lvl == 1) {
                /* the root is closed: only whitespace, comments and processing
                 * instructions may follow */
@@ -995,11 +1011,12 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          case QSXMLP_END_TAG:
             return QSXML_END_OF_CONTENT;
          case QSXMLP_END_DOC:
+            /* nothing follows the root; before it the document is missing */
+            if (r->rootClosed) return QSXML_END_OF_CONTENT;
             return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
          case QSXMLP_CHARS: {
             /* text where an element was expected */
-            const OpenTag& open = r->stack[lvl - 1];
-            addNameParm(ctxt, r, open.nameOff, open.nameLen);
+            addOpenNameParm(ctxt, r, lvl);
             addPosParm(ctxt, ev->startOff);
             rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_END_TAG, XML_MODULE, __LINE__);
             return RTERR_XML_UNEXPECTED_END_TAG;
@@ -1086,8 +1103,7 @@ int rtXmlpGetNextElem(QSCTXT* ctxt, QSXmlQName* pqname, QSINT32 level)
    if (ev->type == QSXMLP_END_TAG) return QSXML_END_OF_CONTENT;
    if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
    if (ev->type == QSXMLP_CHARS) {
-      const OpenTag& open = r->stack[lvl - 1];
-      addNameParm(ctxt, r, open.nameOff, open.nameLen);
+      addOpenNameParm(ctxt, r, lvl);
       addPosParm(ctxt, ev->startOff);
       rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_END_TAG, XML_MODULE, __LINE__);
       return RTERR_XML_UNEXPECTED_END_TAG;

@@ -2,6 +2,7 @@
 // forms, open types, buffer termination and the encode buffer class.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
