@@ -60,9 +60,6 @@ int rtXmlpDecXerEnum(QSCTXT* ctxt, QSXmlToEnumFunc toEnum, QSUINT32 top, QSUINT3
  * element as text in a new open-type record. */
 int rtXmlpDecUnknownAlt(QSCTXT* ctxt, ASN1TOpenType** ppvalue);
 
-/* Unknown elements after the members of an extensible SEQUENCE, from the one the lookup left
- * in place up to the next element of the table: each kept whole as text in the list. */
-int rtXmlpDecExtElems(QSCTXT* ctxt, QSRTDList* extList, const QSXmlElemDescr* tab, QSSIZE nrows);
 
 /* The single child of a regional extension's value element, whose name is not checked: after
  * this the caller decodes its content and matches its end tag. */

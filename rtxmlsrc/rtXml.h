@@ -125,7 +125,10 @@ int rtXmlSetEncodingName(QSCTXT* ctxt, const QSUTF8CHAR* name);
  * xmlns:prefix); the texts are copied. */
 int rtXmlAddNamespaceDecl(QSCTXT* ctxt, const QSUTF8CHAR* prefix, const QSUTF8CHAR* uri);
 
-/* Number of non-fatal errors the reader records before it stops recording them (0: all). */
+/* Number of non-fatal errors the reader records before it stops recording them (0: all).
+ * Elements past the limit are still skipped, only not reported one by one: this keeps the cost
+ * of a document full of unknown elements linear. */
+#define QSXML_DEFAULT_MAX_ERRORS 32
 int rtXmlSetMaxErrors(QSCTXT* ctxt, unsigned maxErrors);
 
 /* Output buffer: the caller's (never grown) or, when buf is null, a dynamic one. */

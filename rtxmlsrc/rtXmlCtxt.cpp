@@ -100,6 +100,7 @@ int rtXmlInitCtxtAppInfo(QSCTXT* ctxt)
       if (info == nullptr) return rtxErrSetData(ctxt, RTERR_NO_DYNAMIC_MEMORY, "rtXmlCtxtAppInfo", __LINE__);
       info->indent = 3;
       info->indentChar = ' ';
+      info->maxErrors = QSXML_DEFAULT_MAX_ERRORS;
       rtxCtxtSetAppInfo(ctxt, 0, info, freeCtxtInfo);
    }
    ctxt->xmlState = QSXMLINIT;

@@ -492,7 +492,8 @@ TEST(XmlReader, RejectsWithTheExactStatus)
       { "unexpected end of document", std::string(kCamXml).substr(0, 300), RTERR_XML_UNEXPECTED_EOF,
         "Unexpected end-of-file" },
       { "empty document", "", RTERR_XML_UNEXPECTED_EOF, "Unexpected end-of-file" },
-      { "text after the root", std::string(kCamXml) + "<CAM/>", RTERR_XML_INVALID_SYMBOL, "" },
+      { "element after the root", std::string(kCamXml) + "<CAM/>", RTERR_XML_UNEXPECTED_START_TAG, "<CAM>" },
+      { "text after the root", std::string(kCamXml) + "x", RTERR_XML_INVALID_SYMBOL, "" },
    };
    for (const BadXml& c : cases) {
       Result r;

@@ -540,10 +540,10 @@ class XmlFamily(Family):
         w.line("   QSCTXT* ctxt = msgBuf.getCtxtPtr();")
         w.line("   if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;")
         w.line("   if ((stat = rtXmlpMatchStartTag(ctxt, %s, 0)) != 0)" % qs(root))
-        w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s.cpp", __LINE__);' % td.module.name)
+        w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s", __LINE__);' % td.module.name)
         w.line("   if ((stat = XmlDec_%s(ctxt, &msgData)) != 0) return stat;" % td.cname)
         w.line("   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)")
-        w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s.cpp", __LINE__);' % td.module.name)
+        w.line('      return rtxErrSetData(ctxt, stat, "../src/etsi/%s", __LINE__);' % td.module.name)
         w.line("   return rtXmlpDecodeResult(ctxt);")
         w.line("}")
 
