@@ -731,6 +731,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_GrpC_BatteryStatus_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, value);
 }
 
@@ -775,6 +776,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[6] = {
 
 const char* ASN1T_ETSI_GrpC_EmissionType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 6) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, value);
 }
 
@@ -826,6 +828,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[13] = {
 
 const char* ASN1T_ETSI_GrpC_ExceptionalCondition_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 13) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, value);
 }
 
@@ -869,6 +872,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[5] = {
 
 const char* ASN1T_ETSI_GrpC_PtvRequestType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 5) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, value);
 }
 
@@ -913,6 +917,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[6] = {
 
 const char* ASN1T_ETSI_GrpC_RejectedReason_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 6) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, value);
 }
 

@@ -2679,6 +2679,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[12] = {
 
 const char* ASN1T_ETSI_DSRC_NodeAttributeXY_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 12) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, value);
 }
 
@@ -4770,6 +4771,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[13] = {
 
 const char* ASN1T_ETSI_DSRC_SpeedLimitType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 13) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, value);
 }
 
@@ -4903,6 +4905,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_AdvisorySpeedType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, value);
 }
 
@@ -5015,6 +5018,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[23] = {
 
 const char* ASN1T_ETSI_DSRC_BasicVehicleRole_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 23) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, value);
 }
 
@@ -5309,6 +5313,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_ElevationConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, value);
 }
 
@@ -5389,6 +5394,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_HeadingConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, value);
 }
 
@@ -5690,6 +5696,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_LayerType_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_LayerType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, value);
 }
 
@@ -5789,6 +5796,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[10] = {
 
 const char* ASN1T_ETSI_DSRC_MovementPhaseState_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 10) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, value);
 }
 
@@ -5996,6 +6004,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_PositionConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, value);
 }
 
@@ -6042,6 +6051,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[8]
 
 const char* ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, value);
 }
 
@@ -6084,6 +6094,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_PriorityRequestType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, value);
 }
 
@@ -6172,6 +6183,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_RequestImportanceLevel_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, value);
 }
 
@@ -6226,6 +6238,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_RequestSubRole_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, value);
 }
 
@@ -6278,6 +6291,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[14] = {
 
 const char* ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 14) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, value);
 }
 
@@ -6407,6 +6421,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_RTCM_Revision_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, value);
 }
 
@@ -6517,6 +6532,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[38] = {
 
 const char* ASN1T_ETSI_DSRC_SegmentAttributeXY_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 38) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, value);
 }
 
@@ -6631,6 +6647,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_SpeedConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, value);
 }
 
@@ -6692,6 +6709,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_ThrottleConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, value);
 }
 
@@ -6770,6 +6788,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[40] = {
 
 const char* ASN1T_ETSI_DSRC_TimeConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 40) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, value);
 }
 
@@ -6833,6 +6852,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, value);
 }
 
@@ -6896,6 +6916,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_TransmissionState_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, value);
 }
 
@@ -6967,6 +6988,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_VehicleType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, value);
 }
 

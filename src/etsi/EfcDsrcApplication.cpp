@@ -613,6 +613,7 @@ const QSRTEnumTableEntry ASN1T_EuroValue_ENUMTAB[16] = {
 
 const char* ASN1T_EuroValue_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuroValue_ENUMTAB, 16, value);
 }
 
@@ -660,6 +661,7 @@ const QSRTEnumTableEntry ASN1T_CopValue_ENUMTAB[9] = {
 
 const char* ASN1T_CopValue_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 9) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_CopValue_ENUMTAB, 9, value);
 }
 
@@ -949,6 +951,7 @@ const QSRTEnumTableEntry ASN1T_LPN_alphabetIndicator_ENUMTAB[33] = {
 
 const char* ASN1T_LPN_alphabetIndicator_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 33) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, value);
 }
 
@@ -1570,6 +1573,7 @@ const QSRTEnumTableEntry ASN1T_StationType_ENUMTAB[16] = {
 
 const char* ASN1T_StationType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_StationType_ENUMTAB, 16, value);
 }
 
@@ -1736,6 +1740,7 @@ const QSRTEnumTableEntry ASN1T_UnitType_ENUMTAB[2] = {
 
 const char* ASN1T_UnitType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_UnitType_ENUMTAB, 2, value);
 }
 
@@ -1861,6 +1866,7 @@ const QSRTEnumTableEntry ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[
 
 const char* ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, value);
 }
 

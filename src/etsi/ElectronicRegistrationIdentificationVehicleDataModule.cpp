@@ -79,6 +79,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryL_ENUMTAB[7] = {
 
 const char* ASN1T_EuVehicleCategoryL_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 7) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryL_ENUMTAB, 7, value);
 }
 
@@ -120,6 +121,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryM_ENUMTAB[3] = {
 
 const char* ASN1T_EuVehicleCategoryM_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryM_ENUMTAB, 3, value);
 }
 
@@ -161,6 +163,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryN_ENUMTAB[3] = {
 
 const char* ASN1T_EuVehicleCategoryN_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryN_ENUMTAB, 3, value);
 }
 
@@ -203,6 +206,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryO_ENUMTAB[4] = {
 
 const char* ASN1T_EuVehicleCategoryO_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryO_ENUMTAB, 4, value);
 }
 

@@ -132,6 +132,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_tr
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, value);
 }
 
@@ -171,6 +172,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_pu
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 1) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, value);
 }
 
@@ -211,6 +213,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_am
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, value);
 }
 

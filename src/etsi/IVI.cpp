@@ -1759,6 +1759,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, value);
 }
 
@@ -1798,6 +1799,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 1) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, value);
 }
 
@@ -1838,6 +1840,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, value);
 }
 

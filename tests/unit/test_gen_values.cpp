@@ -1,11 +1,13 @@
 // The generated value layer: structure shapes, enumeration tables, initialisation and release.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string.h>
 #include <type_traits>
 
 #include "src/etsi/CAM-PDU-Descriptions.h"
 #include "src/etsi/DSRC.h"
+#include "src/etsi/EfcDsrcApplication.h"
 #include "src/etsi/GDD.h"
 #include "src/etsi/IVI.h"
 #include "src/etsi/MAPEM-PDU-Descriptions.h"
@@ -103,6 +105,28 @@ TEST(GeneratedEnumerations, LookupComparesTextAndLength)
    EXPECT_EQ(ASN1T_ITS_HardShoulderStatus_ToEnum(&ctxt, (const QSUTF8CHAR*)"closedd", &v), RTERR_ENUM_NOT_IN_SET);
    EXPECT_EQ(v, 99u);
    EXPECT_EQ(rtxErrGetErrorCnt(&ctxt), 0) << "a failed lookup records nothing";
+   rtxFreeContext(&ctxt);
+}
+
+TEST(GeneratedEnumerations, ToStringNamesOnlyValuesBelowTheItemCount)
+{
+   // LPN.alphabetIndicator is the one enumeration whose values are not 0..n-1: 33 items, values 1..33.
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_latinAlphabetNo1),
+                "latinAlphabetNo1");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_reservedForUse20),
+                "reservedForUse20");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_reservedForUse21), "_UNKNOWN_");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(0), "_UNKNOWN_");  // no identifier has 0
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(-1), "_UNKNOWN_");
+
+   // The name table and the lookup still know the identifier beyond the count.
+   const QSRTEnumTableEntry* tab = ASN1T_LPN_alphabetIndicator_ENUMTAB;
+   EXPECT_TRUE(std::any_of(tab, tab + 33, [](const QSRTEnumTableEntry& e) { return e.value == 33; }));
+   QSCTXT ctxt;
+   ASSERT_EQ(rtxInitContext(&ctxt), 0);
+   QSUINT32 v = 0;
+   EXPECT_EQ(ASN1T_LPN_alphabetIndicator_ToEnum(&ctxt, (const QSUTF8CHAR*)"reservedForUse21", &v), 0);
+   EXPECT_EQ(v, 33u);
    rtxFreeContext(&ctxt);
 }
 

@@ -549,8 +549,10 @@ def emit_enum_functions(w, td):
         w.line('   { (const QSUTF8CHAR*)"%s", %d, %d, %d },' % (name, v, len(name.encode("utf-8")), trans))
     w.line("};")
     w.blank()
+    # Names are given for values 0 to n-1 only, even where an identifier carries a value beyond.
     w.line("const char* %s_ToString(QSINT32 value)" % t)
     w.line("{")
+    w.line("   if (value < 0 || value >= %d) return \"_UNKNOWN_\";" % len(items))
     w.line("   return rtxEnumValueToString(%s_ENUMTAB, %d, value);" % (t, len(items)))
     w.line("}")
     w.blank()
