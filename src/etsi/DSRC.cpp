@@ -823,11 +823,9 @@ ASN1T_ETSI_DSRC_ComputedLane* new_ASN1T_ETSI_DSRC_ComputedLane(ASN1XType& contro
 int asn1Init_ETSI_DSRC_ComputedLane_offsetXaxis(ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -857,11 +855,9 @@ ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* new_ASN1T_ETSI_DSRC_ComputedLane_offse
 int asn1Init_ETSI_DSRC_ComputedLane_offsetYaxis(ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1445,11 +1441,9 @@ ASN1T_ETSI_DSRC_GenericLane_regional_element* new_ASN1T_ETSI_DSRC_GenericLane_re
 int asn1Init_ETSI_DSRC_IntersectionAccessPoint(ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_IntersectionAccessPoint(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1914,11 +1908,9 @@ ASN1T_ETSI_DSRC_LaneAttributes_regional* new_ASN1T_ETSI_DSRC_LaneAttributes_regi
 int asn1Init_ETSI_DSRC_LaneDataAttribute(ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_LaneDataAttribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2115,11 +2107,9 @@ ASN1T_ETSI_DSRC_LaneSharing* new_ASN1T_ETSI_DSRC_LaneSharing(ASN1XType& control)
 int asn1Init_ETSI_DSRC_LaneTypeAttributes(ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_LaneTypeAttributes(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2845,11 +2835,9 @@ ASN1T_ETSI_DSRC_Node_XY_32b* new_ASN1T_ETSI_DSRC_Node_XY_32b(ASN1XType& control)
 int asn1Init_ETSI_DSRC_NodeListXY(ASN1T_ETSI_DSRC_NodeListXY* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_NodeListXY(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2890,11 +2878,9 @@ ASN1T_ETSI_DSRC_NodeListXY* new_ASN1T_ETSI_DSRC_NodeListXY(ASN1XType& control)
 int asn1Init_ETSI_DSRC_NodeOffsetPointXY(ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_NodeOffsetPointXY(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -3609,11 +3595,9 @@ ASN1T_ETSI_DSRC_RestrictionClassList* new_ASN1T_ETSI_DSRC_RestrictionClassList(A
 int asn1Init_ETSI_DSRC_RestrictionUserType(ASN1T_ETSI_DSRC_RestrictionUserType* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_RestrictionUserType(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -4845,11 +4829,9 @@ ASN1T_ETSI_DSRC_TransmissionAndSpeed* new_ASN1T_ETSI_DSRC_TransmissionAndSpeed(A
 int asn1Init_ETSI_DSRC_VehicleID(ASN1T_ETSI_DSRC_VehicleID* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_VehicleID(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

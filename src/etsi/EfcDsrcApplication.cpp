@@ -1059,11 +1059,9 @@ ASN1T_PaymentMeansBalance* new_ASN1T_PaymentMeansBalance(ASN1XType& control)
 int asn1Init_SignedValue(ASN1T_SignedValue* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_SignedValue(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

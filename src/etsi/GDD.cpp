@@ -67,11 +67,9 @@ ASN1T_GddStructure_pictogramCode* new_ASN1T_GddStructure_pictogramCode(ASN1XType
 int asn1Init_GddStructure_pictogramCode_serviceCategoryCode(ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_GddStructure_pictogramCode_serviceCategoryCode(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -276,11 +274,9 @@ ASN1T_GddAttributes* new_ASN1T_GddAttributes(ASN1XType& control)
 int asn1Init_GddAttribute(ASN1T_GddAttribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_GddAttribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

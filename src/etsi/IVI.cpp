@@ -67,11 +67,9 @@ ASN1T_IVI_IviContainers* new_ASN1T_IVI_IviContainers(ASN1XType& control)
 int asn1Init_IVI_IviContainer(ASN1T_IVI_IviContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_IviContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1577,11 +1575,9 @@ ASN1T_IVI_DeltaPosition* new_ASN1T_IVI_DeltaPosition(ASN1XType& control)
 int asn1Init_IVI_ISO14823Attribute(ASN1T_IVI_ISO14823Attribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_ISO14823Attribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1694,11 +1690,9 @@ ASN1T_IVI_ISO14823Code_pictogramCode* new_ASN1T_IVI_ISO14823Code_pictogramCode(A
 int asn1Init_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2003,11 +1997,9 @@ ASN1T_IVI_LoadType* new_ASN1T_IVI_LoadType(ASN1XType& control)
 int asn1Init_IVI_MapReference(ASN1T_IVI_MapReference* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_MapReference(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2085,11 +2077,9 @@ ASN1T_IVI_PlatooningRule* new_ASN1T_IVI_PlatooningRule(ASN1XType& control)
 int asn1Init_IVI_PolygonalLine(ASN1T_IVI_PolygonalLine* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_PolygonalLine(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2201,11 +2191,9 @@ ASN1T_IVI_RSCode* new_ASN1T_IVI_RSCode(ASN1XType& control)
 int asn1Init_IVI_RSCode_code(ASN1T_IVI_RSCode_code* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_RSCode_code(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2405,11 +2393,9 @@ ASN1T_IVI_VcCode* new_ASN1T_IVI_VcCode(ASN1XType& control)
 int asn1Init_IVI_VehicleCharacteristicsFixValues(ASN1T_IVI_VehicleCharacteristicsFixValues* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_VehicleCharacteristicsFixValues(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2487,11 +2473,9 @@ ASN1T_IVI_VehicleCharacteristicsRanges* new_ASN1T_IVI_VehicleCharacteristicsRang
 int asn1Init_IVI_VehicleCharacteristicsRanges_limits(ASN1T_IVI_VehicleCharacteristicsRanges_limits* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_VehicleCharacteristicsRanges_limits(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2550,11 +2534,9 @@ ASN1T_IVI_VehicleCharacteristicsRanges_limits* new_ASN1T_IVI_VehicleCharacterist
 int asn1Init_IVI_Zone(ASN1T_IVI_Zone* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_Zone(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

@@ -153,6 +153,34 @@ TEST_F(GeneratedLifecycle, ChoiceInitWithFreeFirstKeepsTheSelector)
    EXPECT_EQ(h.t, 0u);
 }
 
+TEST_F(GeneratedLifecycle, ChoiceInitWithFreeFirstClearsThePointerWhateverTheSelector)
+{
+   // Where the release has nothing to free, the pointer is cleared all the same and the
+   // selector kept. The stale pointers below are never freed, so they need not be heap memory.
+   QSUINT32 stale = 0;
+   ASN1T_HighFrequencyContainer h;
+   h.t = 0;  // no selection
+   h.u.rsuContainerHighFrequency = (ASN1T_RSUContainerHighFrequency*)&stale;
+   asn1Init_HighFrequencyContainer(&h, 1, &ctxt);
+   EXPECT_EQ(h.t, 0u);
+   EXPECT_EQ(h.u.rsuContainerHighFrequency, nullptr);
+
+   ASN1T_ETSI_DSRC_VehicleID id;  // no extension marker: 3 selects nothing
+   id.t = 3;
+   id.u.stationID = &stale;
+   asn1Init_ETSI_DSRC_VehicleID(&id, 1, &ctxt);
+   EXPECT_EQ(id.t, 3u);
+   EXPECT_EQ(id.u.stationID, nullptr);
+
+   // An unknown alternative whose record holds no data: the record goes back to the heap.
+   h.t = 3;
+   h.u.extElem1 = (ASN1TOpenType*)rtxMemHeapAllocZ(&ctxt, sizeof(ASN1TOpenType));
+   asn1Init_HighFrequencyContainer(&h, 1, &ctxt);
+   EXPECT_EQ(h.t, 3u);
+   EXPECT_EQ(h.u.extElem1, nullptr);
+   EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
+}
+
 TEST_F(GeneratedLifecycle, SequenceReleaseSkipsAbsentOptionalComponents)
 {
    ASN1T_CamParameters p;

@@ -506,12 +506,12 @@ def emit_init(w, td):
             w.line("rtxDListInit(&pvalue->extElem1);")
         w.line("return 0;")
     elif b.kind == "CHOICE":
+        # Re-initialising in place keeps the selector; the pointer is cleared in any case,
+        # also when the release found nothing to free (t = 0, unknown alternative without data).
         w.line("if (pvalue == 0) return 0;")
-        w.line("if (freeFirst == 0) {")
-        w.line("   pvalue->t = 0;")
-        w.line("   memset(&pvalue->u, 0, sizeof(pvalue->u));")
-        w.line("}")
+        w.line("if (freeFirst == 0) pvalue->t = 0;")
         w.line("else asn1Free_%s(ctxt, pvalue);" % td.cname)
+        w.line("memset(&pvalue->u, 0, sizeof(pvalue->u));")
         w.line("return 0;")
     elif b.kind == "SEQUENCE_OF":
         w.line("if (pvalue == 0) return 0;")
