@@ -168,11 +168,9 @@ ASN1T_CamParameters* new_ASN1T_CamParameters(ASN1XType& control)
 int asn1Init_HighFrequencyContainer(ASN1T_HighFrequencyContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_HighFrequencyContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -213,11 +211,9 @@ ASN1T_HighFrequencyContainer* new_ASN1T_HighFrequencyContainer(ASN1XType& contro
 int asn1Init_LowFrequencyContainer(ASN1T_LowFrequencyContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_LowFrequencyContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -251,11 +247,9 @@ ASN1T_LowFrequencyContainer* new_ASN1T_LowFrequencyContainer(ASN1XType& control)
 int asn1Init_SpecialVehicleContainer(ASN1T_SpecialVehicleContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_SpecialVehicleContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

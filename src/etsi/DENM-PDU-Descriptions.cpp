@@ -423,6 +423,7 @@ const QSRTEnumTableEntry ASN1T_Termination_ENUMTAB[2] = {
 
 const char* ASN1T_Termination_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_Termination_ENUMTAB, 2, value);
 }
 
