@@ -121,6 +121,13 @@ QSBOOL rtXmlGetWriteBOM(QSCTXT* ctxt);
 int rtXmlSetEncoding(QSCTXT* ctxt, int encoding);   /* 0 UTF-8 */
 int rtXmlSetEncodingName(QSCTXT* ctxt, const QSUTF8CHAR* name);
 
+/* Namespace declaration written on the root element outside ASN.1 XML mode (xmlns or
+ * xmlns:prefix); the texts are copied. */
+int rtXmlAddNamespaceDecl(QSCTXT* ctxt, const QSUTF8CHAR* prefix, const QSUTF8CHAR* uri);
+
+/* Number of non-fatal errors the reader records before it stops recording them (0: all). */
+int rtXmlSetMaxErrors(QSCTXT* ctxt, unsigned maxErrors);
+
 /* Output buffer: the caller's (never grown) or, when buf is null, a dynamic one. */
 int rtXmlSetEncBufPtr(QSCTXT* ctxt, QSOCTET* buf, QSSIZE size);
 
@@ -234,6 +241,14 @@ int rtXmlpMarkLastEventActive(QSCTXT* ctxt);
 /* The whole current element (start tag, content, end tag) as UTF-8 text on the heap. Entered
  * with the start tag pending (left in place by a failed lookup). */
 int rtXmlpDecAnyElem(QSCTXT* ctxt, const QSUTF8CHAR** pvalue);
+
+/* Unknown elements of a SEQUENCE's extension: entered with the unknown start tag left in
+ * place by the member lookup ("<unknown>" pushed). Captures that element whole as text
+ * (rtXmlpDecAnyElem), appends a heap ASN1TOpenType {byte length, text} to pExtList and completes
+ * the element; repeats while the next child element is again none of the nrows entries of tab.
+ * Returns 0 with the next known element (or the parent's end tag) left for the next lookup and
+ * no name left pushed. */
+int rtXmlpDecExtElems(QSCTXT* ctxt, QSRTDList* pExtList, const QSXmlElemDescr* tab, QSSIZE nrows);
 
 /* The content of the current element as an open type (bytes of its text). */
 int rtAsn1XmlpDecOpenType(QSCTXT* ctxt, ASN1TOpenType* pvalue);
