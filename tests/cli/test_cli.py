@@ -14,6 +14,11 @@ EXAMPLES = os.path.join(ROOT, "examples")
 XML_DECLARATION = '<?xml version="1.0" encoding="UTF-8"?>'
 
 
+def cam_bytes():
+    with open(CAM, "rb") as f:
+        return f.read()
+
+
 def run(*args, stdin=b""):
     p = subprocess.run([CONVERT] + list(args), input=stdin, capture_output=True)
     return p.returncode, p.stdout.decode("utf-8", "replace"), p.stderr.decode("utf-8", "replace")
@@ -21,7 +26,7 @@ def run(*args, stdin=b""):
 
 class ConvertTest(unittest.TestCase):
     def test_binary_and_hex_to_json_and_back(self):
-        raw = open(CAM, "rb").read()
+        raw = cam_bytes()
         code, json_text, _ = run("CAM", "to-json", CAM)
         self.assertEqual(code, 0)
         self.assertTrue(json_text.startswith('{\n   "header":{'))
@@ -33,7 +38,7 @@ class ConvertTest(unittest.TestCase):
         self.assertEqual(code, 0)
 
     def test_batch_goes_on_after_a_failure(self):
-        raw = open(CAM, "rb").read().hex()
+        raw = cam_bytes().hex()
         code, out, _ = run("CAM", "to-json", "--batch", stdin=("%s\n0202\nzz\n%s\n" % (raw, raw)).encode())
         lines = out.splitlines()
         self.assertEqual(code, 1)
@@ -76,7 +81,7 @@ class ConvertTest(unittest.TestCase):
 
 class XmlTest(unittest.TestCase):
     def test_binary_and_hex_to_xml_and_back(self):
-        raw = open(CAM, "rb").read()
+        raw = cam_bytes()
         code, xml_text, _ = run("CAM", "to-xml", CAM)
         self.assertEqual(code, 0)
         self.assertTrue(xml_text.startswith(XML_DECLARATION + "\n<CAM>\n   <header>\n      <protocolVersion>2<"),
@@ -90,7 +95,7 @@ class XmlTest(unittest.TestCase):
         self.assertEqual((p.returncode, p.stdout), (0, raw))
 
     def test_batch_writes_one_document_per_line(self):
-        raw = open(CAM, "rb").read().hex()
+        raw = cam_bytes().hex()
         code, out, _ = run("CAM", "to-xml", "--batch", stdin=("%s\n0202\nzz\n\n%s\n" % (raw, raw)).encode())
         lines = out.splitlines()
         self.assertEqual(code, 1)

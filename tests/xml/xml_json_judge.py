@@ -1,11 +1,13 @@
 #!/usr/bin/env python3
 """Outside check of the XML form: our XML and our JSON of the same UPER bytes carry the same value.
 
-  xml_json_judge.py [corpus]   every message of ../shared/corpus/: etsi-convert to-json and to-xml
+  xml_json_judge.py [corpus]   every message of ../shared/corpus/ and the seven examples/<MSG>.hex
+                               (the corpus has no IVIM): etsi-convert to-json and to-xml
                                of the same bytes, parsed with json and xml.etree, compared value by
                                value; also every line of to-xml --batch against its document
-  xml_json_judge.py selftest   plants differences into one real XML/JSON pair (an integer, a
-                               dropped member, an enumerator, a bit, a hex digit, a list item) and
+  xml_json_judge.py selftest   plants differences into real XML/JSON pairs (an integer, a dropped
+                               member, an enumerator, a bit, a hex digit, a list item, an integer
+                               inside a regional extension, a digit of an unknown extension) and
                                checks that the comparison reports each one at its place
 
 Nothing of our C++ code interprets anything here: the two texts come from the command-line tool
@@ -35,7 +37,7 @@ would pass as an OCTET STRING.
 Exit status 0 when nothing differs, 1 otherwise; the last line reads "N passed, M failed".
 """
 
-import copy
+import collections
 import json
 import os
 import re
@@ -61,6 +63,9 @@ HEX_LOWER = re.compile(r"(?:[0-9a-f]{2})*")
 BITS = re.compile(r"[01]*")
 INTEGER = re.compile(r"-?[0-9]+")
 EXT_KEY = re.compile(r"_ext(?:_[0-9]+)?")
+
+# What the comparison met, by kind: shows in the summary how much each message type exercised.
+SEEN = collections.Counter()
 
 
 # ------------------------------------------------------------------------------------------------
@@ -122,6 +127,10 @@ def compare(x, j, path, diffs):
         if (k.tail or "").strip():
             differ("XML text %r after <%s>" % (k.tail.strip(), k.tag))
 
+    SEEN["boolean" if isinstance(j, bool) else "null" if j is None else "integer" if isinstance(j, int)
+         else ("enumerated" if kids else "text") if isinstance(j, str) else "list" if isinstance(j, list)
+         else "other" if not isinstance(j, dict) else "bit string" if not kids and is_bit_string_object(j)
+         else "regional" if x.tag == "regExtValue" else "object"] += 1
     if isinstance(j, bool):
         want = "true" if j else "false"
         if len(kids) != 1 or kids[0].tag != want or len(kids[0]) or (kids[0].text or "").strip():
@@ -199,6 +208,7 @@ def compare_members(kids, j, path, diffs):
         used.add(idx)
         k = kids[idx]
         if name == "_ext":
+            SEEN["binext"] += 1
             t = (k.text or "").strip()
             if len(k) or not isinstance(value, str) or not re.fullmatch(r"[0-9A-Fa-f]*", t) \
                     or t.upper() != value.upper():
@@ -252,6 +262,18 @@ def convert(mtype, direction, hex_text, batch=False):
     return (int(m.group(1)) if m else None), p.stdout
 
 
+def example_messages():
+    """The bundled examples/<MSG>.hex: they add the types that the corpus lacks (IVIM)."""
+    messages = []
+    for mtype in MESSAGES:
+        path = os.path.join(ROOT, "examples", mtype + ".hex")
+        if os.path.exists(path):
+            with open(path) as f:
+                messages.append({"file": "examples/%s.hex" % mtype, "type": mtype, "version": 2,
+                                 "hex": "".join(f.read().split())})
+    return messages
+
+
 def corpus_messages():
     messages = []
     with open(os.path.join(SHARED, "corpus", "MANIFEST.tsv"), encoding="utf-8") as f:
@@ -272,12 +294,13 @@ def pair(mtype, hex_text):
 
 
 def judge_corpus():
-    messages = corpus_messages()
+    examples = example_messages()
+    messages = corpus_messages() + examples
     passed = failed = 0
     shown = []
     skipped = {}
-    print("xml_json_judge: our XML against our JSON of the same UPER bytes, %d corpus messages"
-          % len(messages))
+    print("xml_json_judge: our XML against our JSON of the same UPER bytes, %d corpus messages "
+          "and %d examples" % (len(messages) - len(examples), len(examples)))
     for mtype in MESSAGES:
         group = [m for m in messages if m["type"] == mtype]
         compared = differing = 0
@@ -320,8 +343,10 @@ def judge_corpus():
                         failed += 1
                         shown.append(("%s (%s batch)" % (m["file"], mtype), "",
                                       "the batch line differs from the document"))
-        print("%-7s %3d messages: %3d compared, %d with differences, %d skipped"
-              % (mtype, len(group), compared, differing, len(group) - compared - differing))
+        print("%-7s %3d messages: %3d compared, %d with differences, %d skipped; values: %s"
+              % (mtype, len(group), compared, differing, len(group) - compared - differing,
+                 ", ".join("%s %d" % kv for kv in sorted(SEEN.items())) or "none"))
+        SEEN.clear()
     for reason, n in skipped.items():
         print("skipped %d: %s" % (n, reason))
     if shown:
@@ -335,26 +360,30 @@ def judge_corpus():
 # ------------------------------------------------------------------------------------------------
 # Self-test: planted differences must be found
 
-def sites(x, j, path):
+def sites(x, j, path, regional=False):
     """Places of a clean pair where a difference can be planted: (kind, path, xml element,
-    JSON container, key), walked in document order."""
+    JSON container, key), walked in document order. Integers and enumerators inside the typed
+    value of a regional extension are offered as kind "regional"."""
     kids = list(x)
     if isinstance(j, dict) and kids:
         if x.tag == "regExtValue" and len(kids) == 1:
-            yield from sites(kids[0], j, "%s/{%s}" % (path, kids[0].tag))
+            yield from sites(kids[0], j, "%s/{%s}" % (path, kids[0].tag), True)
             return
         for (key, value), k in zip(j.items(), kids):
             p = "%s/%s" % (path, key)
             if len(j) >= 2:
                 yield ("member", path, x, j, key)
-            if isinstance(value, bool) or value is None or EXT_KEY.fullmatch(key):
+            if EXT_KEY.fullmatch(key):
+                yield ("extension", p, k, j, key)
+                continue
+            if isinstance(value, bool) or value is None:
                 continue
             if isinstance(value, int):
-                yield ("integer", p, k, j, key)
+                yield ("regional" if regional else "integer", p, k, j, key)
             elif isinstance(value, str):
                 t = (k.text or "").strip()
                 if len(k) == 1:
-                    yield ("enumerated", p, k, j, key)
+                    yield ("regional" if regional else "enumerated", p, k, j, key)
                 elif t and HEX_UPPER.fullmatch(t) and t.lower() == value and not BITS.fullmatch(t):
                     yield ("octets", p, k, j, key)
                 elif t and bits_equal(t, value):
@@ -362,22 +391,22 @@ def sites(x, j, path):
             elif is_bit_string_object(value) and value["length"] > 0:
                 yield ("bits", p, k, j, key)
             else:
-                yield from sites(k, value, p)
+                yield from sites(k, value, p, regional)
     elif isinstance(j, list) and kids:
         yield ("item", path, x, j, None)
         for i, (k, v) in enumerate(zip(kids, j)):
-            yield from sites(k, v, "%s[%d]" % (path, i))
+            yield from sites(k, v, "%s[%d]" % (path, i), regional)
 
 
 def plant(kind, x, j, key):
     """Makes one difference at a site; returns a description."""
-    if kind == "integer":
+    if kind in ("integer", "regional") and isinstance(j[key], int):
         j[key] += 1
         return "JSON integer %s + 1" % key
     if kind == "member":
         x.remove(list(x)[list(j).index(key)])
         return "XML member %s dropped" % key
-    if kind == "enumerated":
+    if kind in ("enumerated", "regional"):
         list(x)[0].tag += "X"
         return "XML enumerator renamed to %s" % list(x)[0].tag
     if kind == "bits":
@@ -388,6 +417,10 @@ def plant(kind, x, j, key):
         v = j[key]
         j[key] = ("1" if v[0] != "1" else "2") + v[1:]
         return "JSON first hex digit changed"
+    if kind == "extension":
+        t = x.text.strip()
+        x.text = ("1" if t[0] != "1" else "2") + t[1:]
+        return "XML first hex digit of binext changed"
     if kind == "item":
         j.pop()
         return "JSON last list item dropped"
@@ -395,13 +428,8 @@ def plant(kind, x, j, key):
 
 
 def selftest():
-    kinds = ["integer", "member", "enumerated", "bits", "octets", "item"]
-    candidates = []
-    for mtype in MESSAGES:
-        path = os.path.join(ROOT, "examples", mtype + ".hex")
-        if os.path.exists(path):
-            with open(path) as f:
-                candidates.append((mtype, "".join(f.read().split())))
+    kinds = ["integer", "member", "enumerated", "bits", "octets", "item", "regional", "extension"]
+    candidates = [(m["type"], m["hex"]) for m in example_messages()]
     candidates += [(m["type"], m["hex"]) for m in corpus_messages() if m["version"] >= 2]
     passed = failed = 0
     need = set(kinds)
