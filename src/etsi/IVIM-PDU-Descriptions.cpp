@@ -79,10 +79,10 @@ int ASN1X_IVIM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       QSCTXT* ctxt = msgBuf.getCtxtPtr();
       if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
       if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"IVIM", 0)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions.cpp", __LINE__);
+         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
       if ((stat = XmlDec_IVIM(ctxt, &msgData)) != 0) return stat;
       if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
-         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions.cpp", __LINE__);
+         return rtxErrSetData(ctxt, stat, "../src/etsi/IVIM-PDU-Descriptions", __LINE__);
       return rtXmlpDecodeResult(ctxt);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
