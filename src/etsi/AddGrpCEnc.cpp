@@ -1278,7 +1278,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"ItsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1311,7 +1311,7 @@ int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"Node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1337,7 +1337,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 10) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"PrioritizationResponse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1363,7 +1363,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 64) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"SignalHeadLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1421,7 +1421,7 @@ int XmlEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference v
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 60000) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 60000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -212,7 +212,7 @@ int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QS
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.content) > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
@@ -235,7 +235,7 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
@@ -258,7 +258,7 @@ int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, co
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:

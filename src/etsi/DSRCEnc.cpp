@@ -9011,7 +9011,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9070,7 +9070,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9120,7 +9120,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9174,7 +9174,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9225,7 +9225,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9281,7 +9281,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9311,7 +9311,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"AdvisorySpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9405,7 +9405,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9435,7 +9435,7 @@ int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"Connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9509,7 +9509,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9547,28 +9547,28 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
    if ((*pvalue).m.processMethodPresent) {
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
-         if (nbytes < 1 || nbytes > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
-         if (nbytes < 1 || nbytes > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
-         if (nbytes < 1 || nbytes > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
-         if (nbytes < 1 || nbytes > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9611,7 +9611,7 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9694,7 +9694,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9787,7 +9787,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9817,7 +9817,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"IntersectionGeometry", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9875,7 +9875,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9909,7 +9909,7 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"IntersectionState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10004,7 +10004,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10034,7 +10034,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"LaneDataAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10047,7 +10047,7 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10060,7 +10060,7 @@ int XmlEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10119,7 +10119,7 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"ConnectionManeuverAssist", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10152,7 +10152,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10186,7 +10186,7 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"MovementEvent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10199,7 +10199,7 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"MovementState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10233,7 +10233,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10294,7 +10294,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10337,7 +10337,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10530,7 +10530,7 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 2 || (*pvalue).count > 63) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"NodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10543,7 +10543,7 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10597,7 +10597,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10631,7 +10631,7 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"SignalControlZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10690,7 +10690,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10795,7 +10795,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 254) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"RestrictionClassAssignment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10834,7 +10834,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10868,7 +10868,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"RestrictionUserType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10881,7 +10881,7 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10933,7 +10933,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10963,7 +10963,7 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"RoadSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10987,7 +10987,7 @@ int XmlEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data), (const QSUTF8CHAR*)"RTCMmessage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11000,7 +11000,7 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11080,7 +11080,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11110,7 +11110,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"SignalRequestPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11146,7 +11146,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11192,7 +11192,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11222,7 +11222,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"SignalStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11235,7 +11235,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"SignalStatusPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11278,7 +11278,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11324,7 +11324,7 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 9) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"RegulatorySpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11371,7 +11371,7 @@ int XmlEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 36001) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 36001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11422,7 +11422,7 @@ int XmlEnc_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeu
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11431,7 +11431,7 @@ int XmlEnc_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 28800) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11440,7 +11440,7 @@ int XmlEnc_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 15) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11458,7 +11458,7 @@ int XmlEnc_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11467,7 +11467,7 @@ int XmlEnc_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -150 || value > 150) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -150 || value > 150) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11476,7 +11476,7 @@ int XmlEnc_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -122 || value > 121) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -122 || value > 121) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11487,7 +11487,7 @@ int XmlEnc_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveNa
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
-      if (nbytes < 1 || nbytes > 63) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if (nbytes < 1 || nbytes > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    }
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11497,7 +11497,7 @@ int XmlEnc_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11506,7 +11506,7 @@ int XmlEnc_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 60) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 60) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11515,7 +11515,7 @@ int XmlEnc_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 12) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11524,7 +11524,7 @@ int XmlEnc_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -840 || value > 840) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -840 || value > 840) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11533,7 +11533,7 @@ int XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -32767) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11542,7 +11542,7 @@ int XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLine
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -2047 || value > 2047) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -2047 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11559,7 +11559,7 @@ int XmlEnc_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 32767) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11568,7 +11568,7 @@ int XmlEnc_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 4095) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11577,7 +11577,7 @@ int XmlEnc_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -4096 || value > 61439) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -4096 || value > 61439) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11595,7 +11595,7 @@ int XmlEnc_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 15) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11604,7 +11604,7 @@ int XmlEnc_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11622,7 +11622,7 @@ int XmlEnc_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 28800) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11639,7 +11639,7 @@ int XmlEnc_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11648,7 +11648,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11657,7 +11657,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11666,7 +11666,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Lane
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11675,7 +11675,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11684,7 +11684,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11693,7 +11693,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11702,7 +11702,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11727,7 +11727,7 @@ int XmlEnc_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11744,7 +11744,7 @@ int XmlEnc_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 100) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11762,7 +11762,7 @@ int XmlEnc_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 32767) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11771,7 +11771,7 @@ int XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDi
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -180 || value > 180) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -180 || value > 180) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11780,7 +11780,7 @@ int XmlEnc_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 527040) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 527040) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11798,7 +11798,7 @@ int XmlEnc_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11807,7 +11807,7 @@ int XmlEnc_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -256 || value > 255) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -256 || value > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11816,7 +11816,7 @@ int XmlEnc_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -512 || value > 511) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -512 || value > 511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11825,7 +11825,7 @@ int XmlEnc_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -1024 || value > 1023) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -1024 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11834,7 +11834,7 @@ int XmlEnc_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -2048 || value > 2047) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11843,7 +11843,7 @@ int XmlEnc_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -4096 || value > 4095) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -4096 || value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11852,7 +11852,7 @@ int XmlEnc_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14 value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -8192 || value > 8191) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -8192 || value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11979,7 +11979,7 @@ int XmlEnc_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11997,7 +11997,7 @@ int XmlEnc_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12 value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -2048 || value > 2047) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12047,7 +12047,7 @@ int XmlEnc_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice value
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 500) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 500) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12065,7 +12065,7 @@ int XmlEnc_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12092,7 +12092,7 @@ int XmlEnc_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIn
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 15) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12110,7 +12110,7 @@ int XmlEnc_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitV
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12128,7 +12128,7 @@ int XmlEnc_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight v
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12146,7 +12146,7 @@ int XmlEnc_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 8191) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12163,7 +12163,7 @@ int XmlEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 10000) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

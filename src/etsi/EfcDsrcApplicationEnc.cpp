@@ -3094,7 +3094,7 @@ int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3118,11 +3118,11 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).month > 12) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).day > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3153,7 +3153,7 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value > 32767) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3176,7 +3176,7 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data, (const QSUTF8CHAR*)"typeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3243,7 +3243,7 @@ int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3254,7 +3254,7 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).emissionCO > 32767) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3299,7 +3299,7 @@ int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 16777215) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3362,7 +3362,7 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data, (const QSUTF8CHAR*)"pamentMeansUsageControl", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3376,12 +3376,12 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.positive) > 8388607) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
@@ -3400,12 +3400,12 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.positive) > 8388607) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
@@ -3420,7 +3420,7 @@ int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3437,7 +3437,7 @@ int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemNa
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3446,7 +3446,7 @@ int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3479,7 +3479,7 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3501,10 +3501,10 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
    if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3525,10 +3525,10 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
    if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3549,10 +3549,10 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
    if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3562,7 +3562,7 @@ int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 16777215) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3603,9 +3603,9 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).stationLocation > 1048575) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3618,7 +3618,7 @@ int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNu
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 16777215) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3643,7 +3643,7 @@ int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3673,7 +3673,7 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).laneCodeNumber > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3704,11 +3704,11 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).hours > 23) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).mins > 59) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).double_secs > 30) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3752,7 +3752,7 @@ int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3783,7 +3783,7 @@ int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3844,7 +3844,7 @@ int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3853,7 +3853,7 @@ int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3896,7 +3896,7 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

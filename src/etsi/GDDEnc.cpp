@@ -1703,7 +1703,7 @@ int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
-      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1774,9 +1774,9 @@ int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).serialNumber > 99) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1939,7 +1939,7 @@ int XmlEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Internati
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1971,14 +1971,14 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
-      if ((*pvalue).speedLimitMax > 250) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
-      if ((*pvalue).speedLimitMin > 250) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).unit > 1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1988,7 +1988,7 @@ int XmlEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 32) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1998,9 +1998,9 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2012,15 +2012,15 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
-      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
-      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
-      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2047,7 +2047,7 @@ int XmlEnc_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 99) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2056,7 +2056,7 @@ int XmlEnc_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units value, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 15) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2065,7 +2065,7 @@ int XmlEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2087,7 +2087,7 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).arrowDirection > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
       if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2096,11 +2096,11 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"destRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
-      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
@@ -2129,7 +2129,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data, (const QSUTF8CHAR*)"destBlob", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
-      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
@@ -2158,7 +2158,7 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
@@ -2201,9 +2201,9 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2214,9 +2214,9 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2227,9 +2227,9 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).hours > 23) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).mins > 59) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2240,9 +2240,9 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).month < 1 || (*pvalue).month > 12) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).day < 1 || (*pvalue).day > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2252,7 +2252,7 @@ int XmlEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2262,9 +2262,9 @@ int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

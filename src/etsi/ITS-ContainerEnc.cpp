@@ -3134,7 +3134,7 @@ int XmlEnc_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude value, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -1800000000 || value > 1800000001) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -1800000000 || value > 1800000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3143,7 +3143,7 @@ int XmlEnc_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude value, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -900000000 || value > 900000001) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -900000000 || value > 900000001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3163,7 +3163,7 @@ int XmlEnc_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -100000 || value > 800001) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -100000 || value > 800001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3181,7 +3181,7 @@ int XmlEnc_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -131071 || value > 131072) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3190,7 +3190,7 @@ int XmlEnc_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -131071 || value > 131072) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -131071 || value > 131072) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3199,7 +3199,7 @@ int XmlEnc_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -12700 || value > 12800) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -12700 || value > 12800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3260,7 +3260,7 @@ int XmlEnc_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 20) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3269,7 +3269,7 @@ int XmlEnc_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3278,7 +3278,7 @@ int XmlEnc_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 4095) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3518,7 +3518,7 @@ int XmlEnc_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue value, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -1023 || value > 1023) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -1023 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3556,7 +3556,7 @@ int XmlEnc_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 3601) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 3601) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3565,7 +3565,7 @@ int XmlEnc_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence value
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3574,7 +3574,7 @@ int XmlEnc_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -1 || value > 14) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -1 || value > 14) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3611,7 +3611,7 @@ int XmlEnc_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 1 || (*pvalue).numbits > 13) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 1 || (*pvalue).numbits > 13) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3620,7 +3620,7 @@ int XmlEnc_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3629,7 +3629,7 @@ int XmlEnc_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 16383) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3638,7 +3638,7 @@ int XmlEnc_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3647,7 +3647,7 @@ int XmlEnc_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 1024) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 1024) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3695,7 +3695,7 @@ int XmlEnc_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_Longitudina
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -160 || value > 161) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3704,7 +3704,7 @@ int XmlEnc_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfid
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 102) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 102) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3724,7 +3724,7 @@ int XmlEnc_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -160 || value > 161) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3744,7 +3744,7 @@ int XmlEnc_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -160 || value > 161) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -160 || value > 161) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3761,7 +3761,7 @@ int XmlEnc_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3781,7 +3781,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unNumber > 9999) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unNumber, (const QSUTF8CHAR*)"unNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncBool(ctxt, (*pvalue).elevatedTemperature, (const QSUTF8CHAR*)"elevatedTemperature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncBool(ctxt, (*pvalue).tunnelsRestricted, (const QSUTF8CHAR*)"tunnelsRestricted", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3789,7 +3789,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    if ((*pvalue).m.emergencyActionCodePresent) {
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
-         if (nbytes < 1 || nbytes > 24) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).emergencyActionCode, (const QSUTF8CHAR*)"emergencyActionCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3799,7 +3799,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    if ((*pvalue).m.companyNamePresent) {
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
-         if (nbytes < 1 || nbytes > 24) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3812,7 +3812,7 @@ int XmlEnc_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3821,7 +3821,7 @@ int XmlEnc_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3830,7 +3830,7 @@ int XmlEnc_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 100) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3839,7 +3839,7 @@ int XmlEnc_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3848,7 +3848,7 @@ int XmlEnc_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar value, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 30) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3857,7 +3857,7 @@ int XmlEnc_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 63) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3875,7 +3875,7 @@ int XmlEnc_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3893,7 +3893,7 @@ int XmlEnc_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -60 || value > 67) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -60 || value > 67) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3911,7 +3911,7 @@ int XmlEnc_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3920,7 +3920,7 @@ int XmlEnc_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3929,7 +3929,7 @@ int XmlEnc_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 20) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3938,7 +3938,7 @@ int XmlEnc_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 20 || (*pvalue).numbits > 20) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 20 || (*pvalue).numbits > 20) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3974,7 +3974,7 @@ int XmlEnc_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber value, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
-      if (nbytes < 1 || nbytes > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if (nbytes < 1 || nbytes > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    }
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3986,7 +3986,7 @@ int XmlEnc_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS value, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
-      if (nbytes < 6 || nbytes > 6) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if (nbytes < 6 || nbytes > 6) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    }
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3996,7 +3996,7 @@ int XmlEnc_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4016,7 +4016,7 @@ int XmlEnc_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue val
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 1023) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4034,7 +4034,7 @@ int XmlEnc_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 62) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 62) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4043,7 +4043,7 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count > 40) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"PathPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4056,7 +4056,7 @@ int XmlEnc_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4065,7 +4065,7 @@ int XmlEnc_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality val
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4094,7 +4094,7 @@ int XmlEnc_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -511 || value > 512) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -511 || value > 512) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4103,7 +4103,7 @@ int XmlEnc_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWhee
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4112,7 +4112,7 @@ int XmlEnc_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 4398046511103ULL) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 4398046511103ULL) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt64(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4141,7 +4141,7 @@ int XmlEnc_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -32766) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -32766) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4186,7 +4186,7 @@ int XmlEnc_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 10000) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4195,7 +4195,7 @@ int XmlEnc_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration value, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 86400) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 86400) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4215,7 +4215,7 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 40) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4250,7 +4250,7 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"PathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4263,7 +4263,7 @@ int XmlEnc_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants value
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 127) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4304,7 +4304,7 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 23) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"EventPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4331,7 +4331,7 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"ProtectedCommunicationZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4367,7 +4367,7 @@ int XmlEnc_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 134217727) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4376,7 +4376,7 @@ int XmlEnc_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 134217727) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 134217727) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4385,7 +4385,7 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 256) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4408,7 +4408,7 @@ int XmlEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber value, const QSUT
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    {
       size_t nbytes = value != 0 ? strlen(value) : 0;
-      if (nbytes < 1 || nbytes > 16) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if (nbytes < 1 || nbytes > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    }
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

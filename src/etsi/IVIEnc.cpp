@@ -5915,11 +5915,11 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.heightPresent) {
-      if ((*pvalue).height < 10 || (*pvalue).height > 73) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.widthPresent) {
-      if ((*pvalue).width < 10 || (*pvalue).width > 265) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6033,7 +6033,7 @@ int XmlEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"AutomatedVehicleRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6106,7 +6106,7 @@ int XmlEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 8) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6179,7 +6179,7 @@ int XmlEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"PlatooningRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6216,7 +6216,7 @@ int XmlEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"TrailerCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6253,7 +6253,7 @@ int XmlEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((*pvalue).count < 1 || (*pvalue).count > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6511,7 +6511,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_p
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
-      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6582,9 +6582,9 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, AS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).serialNumber > 99) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6649,13 +6649,13 @@ int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).height < 10 || (*pvalue).height > 73) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).width < 10 || (*pvalue).width > 265) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).x < 10 || (*pvalue).x > 265) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).y < 10 || (*pvalue).y > 73) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6666,7 +6666,7 @@ int XmlEnc_IVI_LayoutComponent_textScripting(QSCTXT* ctxt, ASN1T_IVI_LayoutCompo
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 1) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6869,7 +6869,7 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
    if ((*pvalue).m.layoutComponentIdPresent) {
       if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6936,7 +6936,7 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
@@ -7017,7 +7017,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((*(*pvalue).u.numberOfAxles) > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
@@ -7094,7 +7094,7 @@ int XmlEnc_IVI_BankingAngle(QSCTXT* ctxt, ASN1T_IVI_BankingAngle value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -20 || value > 21) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -20 || value > 21) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7103,7 +7103,7 @@ int XmlEnc_IVI_ComparisonOperator(QSCTXT* ctxt, ASN1T_IVI_ComparisonOperator val
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7136,7 +7136,7 @@ int XmlEnc_IVI_Direction(QSCTXT* ctxt, ASN1T_IVI_Direction value, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7145,7 +7145,7 @@ int XmlEnc_IVI_DriverCharacteristics(QSCTXT* ctxt, ASN1T_IVI_DriverCharacteristi
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7154,7 +7154,7 @@ int XmlEnc_IVI_FrictionCoefficient(QSCTXT* ctxt, ASN1T_IVI_FrictionCoefficient v
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 101) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 101) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7187,7 +7187,7 @@ int XmlEnc_IVI_IviLaneWidth(QSCTXT* ctxt, ASN1T_IVI_IviLaneWidth value, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 1023) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7196,7 +7196,7 @@ int XmlEnc_IVI_IviPurpose(QSCTXT* ctxt, ASN1T_IVI_IviPurpose value, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 3) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7205,7 +7205,7 @@ int XmlEnc_IVI_IviStatus(QSCTXT* ctxt, ASN1T_IVI_IviStatus value, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7214,7 +7214,7 @@ int XmlEnc_IVI_IviType(QSCTXT* ctxt, ASN1T_IVI_IviType value, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7247,7 +7247,7 @@ int XmlEnc_IVI_LaneType(QSCTXT* ctxt, ASN1T_IVI_LaneType value, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 31) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7272,7 +7272,7 @@ int XmlEnc_IVI_MaxLenghtOfPlatoon(QSCTXT* ctxt, ASN1T_IVI_MaxLenghtOfPlatoon val
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 1 || value > 64) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 1 || value > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7281,7 +7281,7 @@ int XmlEnc_IVI_MaxNoOfVehicles(QSCTXT* ctxt, ASN1T_IVI_MaxNoOfVehicles value, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < 2 || value > 64) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < 2 || value > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7290,7 +7290,7 @@ int XmlEnc_IVI_PriorityLevel(QSCTXT* ctxt, ASN1T_IVI_PriorityLevel value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 2) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7299,7 +7299,7 @@ int XmlEnc_IVI_RSCUnit(QSCTXT* ctxt, ASN1T_IVI_RSCUnit value, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 15) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7308,7 +7308,7 @@ int XmlEnc_IVI_SaeAutomationLevel(QSCTXT* ctxt, ASN1T_IVI_SaeAutomationLevel val
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 5) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7317,7 +7317,7 @@ int XmlEnc_IVI_Temperature(QSCTXT* ctxt, ASN1T_IVI_Temperature value, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value < -100 || value > 151) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value < -100 || value > 151) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7326,7 +7326,7 @@ int XmlEnc_IVI_TreatmentType(QSCTXT* ctxt, ASN1T_IVI_TreatmentType value, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7335,7 +7335,7 @@ int XmlEnc_IVI_VcClass(QSCTXT* ctxt, ASN1T_IVI_VcClass value, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7344,7 +7344,7 @@ int XmlEnc_IVI_VcOption(QSCTXT* ctxt, ASN1T_IVI_VcOption value, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if (value > 7) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -3,8 +3,8 @@
 members in definition order, enumerators and booleans as empty child elements, octets as
 upper-case hex, bits as 0/1 digits, list items named by their type."""
 
-from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
-from .emit_json import range_conds
+from .ctypes import ctype, int_ctype, is_small_bitstring
+from .emit_text import TextEmitter, range_conds
 from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import c_ident
@@ -81,21 +81,10 @@ def sequence_groups(comps, extensible):
     return groups, last_mand
 
 
-class XmlEmitter:
+class XmlEmitter(TextEmitter):
     def __init__(self, mi):
         self.mi = mi
         self.cur_td = None
-
-    @staticmethod
-    def check(w, call):
-        w.line("if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % call)
-
-    def uses_typedef_codec(self, rt):
-        td = rt.typedef
-        if td is None:
-            return False
-        return constraint_key(rt.cons) == constraint_key(td.body.cons) \
-            or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
 
     # ---- encoding ------------------------------------------------------------------------------
     def enc_value(self, w, rt, expr, name):
@@ -106,21 +95,6 @@ class XmlEmitter:
             self.check(w, "XmlEnc_%s(ctxt, %s, %s, ns.childURI)" % (rt.typedef.cname, arg, name))
         else:
             self.enc_inline(w, rt, expr, name, "ns.pChild")
-
-    def range_check(self, w, rt, expr):
-        c = rt.cons
-        if not c.has_range() or c.ext:
-            return
-        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
-        if conds:
-            w.line("if (%s) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);" % " || ".join(conds))
-
-    def size_check(self, w, c, count):
-        if not c.has_size() or c.size_ext:
-            return
-        conds = range_conds("QSUINT32", c.size_lo, c.size_hi, count)
-        if conds:
-            w.line("if (%s) return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);" % " || ".join(conds))
 
     def enc_inline(self, w, rt, expr, name, rec):
         k = rt.kind
@@ -257,19 +231,6 @@ class XmlEmitter:
             self.check(w, "XmlDec_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
         else:
             self.dec_inline(w, rt, expr)
-
-    def dec_range_check(self, w, rt, expr):
-        c = rt.cons
-        if not c.has_range() or c.ext:
-            return
-        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
-        if not conds:
-            return
-        w.line("if (%s) {" % " || ".join(conds))
-        w.line("   rtxErrAddElemNameParm(ctxt);")
-        w.line("   rtxErrAddInt64Parm(ctxt, (QSINT64)%s);" % expr)
-        w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
-        w.line("}")
 
     def dec_size_check(self, w, c, count):
         if not c.has_size() or c.size_ext:
