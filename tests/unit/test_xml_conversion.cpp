@@ -600,4 +600,29 @@ TEST(XmlHostile, DamagedDocumentsFailCleanly)
    EXPECT_GT(failures, runs / 2);
 }
 
+// Each skipped unknown element is reported, up to a bound: a document full of them costs
+// linear time and its report stays short.
+TEST(XmlHostile, SkippedElementsAreReportedUpToABound)
+{
+   std::string doc = std::string(kCamXml);
+   std::string many;
+   for (int i = 0; i < 1000; i++) many += "<x" + std::to_string(i) + "/>";
+   doc = replaced(doc, "<stationID>1234</stationID>", "<stationID>1234</stationID>" + many);
+   ASN1T_CAM value;
+   ASN1X_CAM control(value);
+   QSRTMemoryInputStream input((const unsigned char*)doc.c_str(), doc.size());
+   QSXMLDecodeBuffer dec(input);
+   EXPECT_EQ(control.DecodeFrom(dec, 0), RTERR_UNEXPECTED_ELEMENT);
+   EXPECT_EQ(dec.getCtxtPtr()->errInfoList.count, (QSSIZE)QSXML_DEFAULT_MAX_ERRORS);
+   EXPECT_NE(errorText(dec.getCtxtPtr()).find("\"x0\""), std::string::npos);
+
+   QSRTMemoryInputStream input2((const unsigned char*)doc.c_str(), doc.size());
+   QSXMLDecodeBuffer all(input2);
+   all.setMaxErrors(0);
+   ASN1T_CAM value2;
+   ASN1X_CAM control2(value2);
+   EXPECT_EQ(control2.DecodeFrom(all, 0), RTERR_UNEXPECTED_ELEMENT);
+   EXPECT_EQ(all.getCtxtPtr()->errInfoList.count, (QSSIZE)1000);
+}
+
 }  // namespace
