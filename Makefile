@@ -48,7 +48,8 @@ test-tsan: deps
 	cmake --build $(TSAN_DIR) -j $(JOBS) --target thread_tests
 	TSAN_OPTIONS=halt_on_error=1 $(TSAN_DIR)/thread_tests
 
-# Inventory, then each example message UPER -> JSON -> UPER (fails when a round trip differs).
+# Inventory, then each example message UPER -> JSON -> UPER and UPER -> XML -> UPER (fails when a
+# round trip differs).
 demo: build
 	@bash examples/demo.sh $(BUILD_DIR)
 

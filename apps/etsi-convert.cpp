@@ -1,5 +1,5 @@
-// etsi-convert: converts one C-ITS message between UPER (binary or hex text) and JSON, or a
-// batch of hex messages, one per line, to JSON, one result per line.
+// etsi-convert: converts one C-ITS message between UPER (binary or hex text) and JSON or XML, or
+// a batch of hex messages, one per line, to JSON or XML, one result per line.
 
 #include <ctype.h>
 #include <stdio.h>
@@ -16,40 +16,48 @@
 
 namespace {
 
-typedef int (*ToJson)(const char*, size_t, char**, char**, bool);
-typedef int (*FromJson)(const char*, char**, size_t*, char**, bool);
+typedef int (*ToText)(const char*, size_t, char**, char**, bool);
+typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
 
 struct Message {
    const char* name;
-   ToJson toJson;
-   FromJson fromJson;
+   ToText toJson;
+   FromText fromJson;
+   ToText toXml;
+   FromText fromXml;
 };
 
+#define ETSI_MESSAGE(M) { #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
+
 const Message kMessages[] = {
-   { "CAM", etsi_CAM_to_json, etsi_CAM_from_json },
-   { "DENM", etsi_DENM_to_json, etsi_DENM_from_json },
-   { "SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json },
-   { "MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json },
-   { "IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json },
-   { "SREM", etsi_SREM_to_json, etsi_SREM_from_json },
-   { "SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json },
+   ETSI_MESSAGE(CAM), ETSI_MESSAGE(DENM), ETSI_MESSAGE(SPATEM), ETSI_MESSAGE(MAPEM),
+   ETSI_MESSAGE(IVIM), ETSI_MESSAGE(SREM), ETSI_MESSAGE(SSEM),
 };
+
+#undef ETSI_MESSAGE
+
+enum class Form { Json, Xml };
 
 const char* kUsage =
    "usage: etsi-convert MESSAGE DIRECTION [options] [FILE]\n"
    "\n"
-   "Converts one C-ITS message between unaligned PER (UPER) and JSON.\n"
+   "Converts one C-ITS message between unaligned PER (UPER) and JSON or XML.\n"
    "  MESSAGE    CAM, DENM, SPATEM, MAPEM, IVIM, SREM or SSEM\n"
    "  DIRECTION  to-json    UPER in, JSON out\n"
    "             from-json  JSON in, UPER out\n"
+   "             to-xml     UPER in, XML out\n"
+   "             from-xml   XML in, UPER out\n"
    "  FILE       input file; standard input when absent or '-'\n"
    "options:\n"
-   "  --hex      UPER is hex text (input of to-json, output of from-json); without it,\n"
-   "             to-json reads raw bytes unless the input is all hex digits, and\n"
-   "             from-json writes raw bytes\n"
-   "  --batch    to-json only: one hex message per input line, one JSON document per\n"
+   "  --hex      UPER is hex text (input of to-json/to-xml, output of from-json/from-xml);\n"
+   "             without it, to-json and to-xml read raw bytes unless the input is all hex\n"
+   "             digits, and from-json and from-xml write raw bytes\n"
+   "  --batch    to-json and to-xml only: one hex message per input line, one document per\n"
    "             output line; a failing line gives 'ERROR: Status N: message' and the\n"
-   "             batch goes on (exit status 1 if any line failed)\n"
+   "             batch goes on (exit status 1 if any line failed). The line breaks and\n"
+   "             indentation between elements are left out; a line feed or carriage return\n"
+   "             inside XML character data is written as &#xA; or &#xD;, so every line is\n"
+   "             a complete document that reads back as the same message\n"
    "  --trace    print the PER bit trace and dump on standard output\n"
    "  -h, --help this text\n"
    "Exit status: 0 on success, 1 when a conversion failed, 2 on bad arguments or input.\n";
@@ -118,6 +126,41 @@ std::string oneLine(const char* json)
    return s;
 }
 
+// The library's XML on one line. Between tags the writer puts only layout (a line feed and the
+// indentation). Character data stands only between a start tag and its own end tag and never
+// holds a '<'; its line feeds and carriage returns are kept as character references, which any
+// XML reader turns back into the same characters.
+std::string xmlOneLine(const char* xml)
+{
+   std::string s;
+   bool afterStartTag = false;
+   const char* p = xml;
+   while (*p) {
+      if (*p == '<') {
+         const char* end = strchr(p, '>');
+         if (end == nullptr) {
+            s += p;
+            break;
+         }
+         afterStartTag = p[1] != '/' && p[1] != '?' && p[1] != '!' && end[-1] != '/';
+         s.append(p, end + 1);
+         p = end + 1;
+         continue;
+      }
+      const char* next = strchr(p, '<');
+      if (next == nullptr) next = p + strlen(p);
+      if (afterStartTag && next[0] == '<' && next[1] == '/') {
+         for (; p < next; p++) {
+            if (*p == '\n') s += "&#xA;";
+            else if (*p == '\r') s += "&#xD;";
+            else s += *p;
+         }
+      }
+      p = next;
+   }
+   return s;
+}
+
 std::string firstLine(const char* text)
 {
    const char* end = strchr(text, '\n');
@@ -132,7 +175,7 @@ std::string messageLine(const char* text)
    return firstLine(nl + 1);
 }
 
-int runBatch(const Message& m, const std::string& input, bool trace)
+int runBatch(const Message& m, Form form, const std::string& input, bool trace)
 {
    std::istringstream lines(input);
    std::string line, bytes;
@@ -146,9 +189,9 @@ int runBatch(const Message& m, const std::string& input, bool trace)
       }
       char* out = nullptr;
       char* err = nullptr;
-      int stat = m.toJson(bytes.data(), bytes.size(), &out, &err, trace);
+      int stat = (form == Form::Json ? m.toJson : m.toXml)(bytes.data(), bytes.size(), &out, &err, trace);
       if (stat == 0) {
-         std::cout << oneLine(out) << "\n";
+         std::cout << (form == Form::Json ? oneLine(out) : xmlOneLine(out)) << "\n";
       }
       else {
          std::cout << firstLine(err) << ": " << messageLine(err) << "\n";
@@ -186,9 +229,12 @@ int main(int argc, char** argv)
    for (const Message& candidate : kMessages)
       if (strcasecmp(candidate.name, args[0].c_str()) == 0) m = &candidate;
    if (m == nullptr) return usageError("unknown message '" + args[0] + "'");
-   bool toJson = args[1] == "to-json";
-   if (!toJson && args[1] != "from-json") return usageError("unknown direction '" + args[1] + "'");
-   if (batch && !toJson) return usageError("--batch works with to-json only");
+   const std::string& dir = args[1];
+   bool toText = dir == "to-json" || dir == "to-xml";
+   if (!toText && dir != "from-json" && dir != "from-xml")
+      return usageError("unknown direction '" + dir + "'");
+   Form form = (dir == "to-xml" || dir == "from-xml") ? Form::Xml : Form::Json;
+   if (batch && !toText) return usageError("--batch works with to-json and to-xml only");
 
    std::string file = args.size() == 3 ? args[2] : "-";
    std::string input;
@@ -196,12 +242,12 @@ int main(int argc, char** argv)
       std::cerr << "etsi-convert: cannot read " << file << "\n";
       return 2;
    }
-   if (batch) return runBatch(*m, input, trace);
+   if (batch) return runBatch(*m, form, input, trace);
 
    char* out = nullptr;
    char* err = nullptr;
    int stat;
-   if (toJson) {
+   if (toText) {
       std::string bytes;
       bool isHex = parseHex(input, &bytes);
       if (hex && !isHex) {
@@ -209,12 +255,12 @@ int main(int argc, char** argv)
          return 2;
       }
       if (!isHex) bytes = input;
-      stat = m->toJson(bytes.data(), bytes.size(), &out, &err, trace);
+      stat = (form == Form::Json ? m->toJson : m->toXml)(bytes.data(), bytes.size(), &out, &err, trace);
       if (stat == 0) std::cout << out << "\n";
    }
    else {
       size_t n = 0;
-      stat = m->fromJson(input.c_str(), &out, &n, &err, trace);
+      stat = (form == Form::Json ? m->fromJson : m->fromXml)(input.c_str(), &out, &n, &err, trace);
       if (stat == 0) {
          if (hex) std::cout << toHex(out, n) << "\n";
          else std::cout.write(out, (std::streamsize)n);

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Walks through the seven example messages: UPER (hex) -> JSON -> UPER with build/etsi-convert.
-# Usage: examples/demo.sh [BUILD_DIR] [JSON_LINES]
+# Walks through the seven example messages with build/etsi-convert: UPER (hex) -> JSON -> UPER
+# and UPER -> XML -> UPER, and checks the bundled examples/<MSG>.json (and <MSG>.xml, where there
+# is one) against examples/<MSG>.hex.
+# Usage: examples/demo.sh [BUILD_DIR] [LINES]
 #   BUILD_DIR   folder with etsi-convert and etsi-inventory (default: build)
-#   JSON_LINES  lines of each JSON document to print, 0 for all (default: 15)
+#   LINES       lines of each JSON and XML document to print, 0 for all (default: 15)
 # Exit status 0 when every round trip gives back the input bytes, 1 otherwise.
 set -euo pipefail
 
@@ -23,6 +25,20 @@ trap 'rm -rf "$tmp"' EXIT
 
 rule() { printf '%s\n' "----------------------------------------------------------------------------"; }
 
+# show LABEL FILE: the document, or its first $lines lines.
+show() {
+  local total
+  total=$(wc -l < "$2")
+  if [[ $lines -gt 0 && $total -gt $lines ]]; then
+    echo "$1 (first $lines of $total lines):"
+    head -n "$lines" "$2"
+    echo "   ..."
+  else
+    echo "$1:"
+    cat "$2"
+  fi
+}
+
 if [[ -x $inventory ]]; then
   echo "== etsi-inventory"
   "$inventory"
@@ -40,40 +56,38 @@ for msg in CAM DENM SPATEM MAPEM IVIM SREM SSEM; do
   tr -d ' \n' < "$hex_file" | fold -w 72
   echo
 
-  if ! "$convert" "$msg" to-json --hex "$hex_file" > "$tmp/$msg.json" 2> "$tmp/$msg.err"; then
-    echo "UPER -> JSON: FAILED"; cat "$tmp/$msg.err"
-    failed+=("$msg"); continue
-  fi
-  total=$(wc -l < "$tmp/$msg.json")
-  if [[ $lines -gt 0 && $total -gt $lines ]]; then
-    echo "JSON (first $lines of $total lines):"
-    head -n "$lines" "$tmp/$msg.json"
-    echo "   ..."
-  else
-    echo "JSON:"
-    cat "$tmp/$msg.json"
-  fi
-
-  if ! "$convert" "$msg" from-json --hex "$tmp/$msg.json" > "$tmp/$msg.hex" 2> "$tmp/$msg.err"; then
-    echo "JSON -> UPER: FAILED"; cat "$tmp/$msg.err"
-    failed+=("$msg"); continue
-  fi
-  if [[ $(tr -d ' \n' < "$hex_file") == "$(tr -d ' \n' < "$tmp/$msg.hex")" ]]; then
-    echo "UPER -> JSON -> UPER: identical"
-  else
-    echo "UPER -> JSON -> UPER: DIFFERENT"
-    echo "  in:  $(tr -d ' \n' < "$hex_file")"
-    echo "  out: $(tr -d ' \n' < "$tmp/$msg.hex")"
-    ok=0
-  fi
-  # The hand-written examples/<MSG>.json must describe the same message.
-  if "$convert" "$msg" from-json --hex "$root/examples/$msg.json" > "$tmp/$msg.src.hex" 2> "$tmp/$msg.err" &&
-     [[ $(tr -d ' \n' < "$hex_file") == "$(tr -d ' \n' < "$tmp/$msg.src.hex")" ]]; then
-    echo "examples/$msg.json -> UPER: identical to examples/$msg.hex"
-  else
-    echo "examples/$msg.json -> UPER: DIFFERENT from examples/$msg.hex"; cat "$tmp/$msg.err"
-    ok=0
-  fi
+  # One text form: UPER -> text -> UPER, then the bundled examples/<MSG>.<form> -> UPER.
+  for form in json xml; do
+    label=${form^^}
+    if ! "$convert" "$msg" to-$form --hex "$hex_file" > "$tmp/$msg.$form" 2> "$tmp/$msg.err"; then
+      echo "UPER -> $label: FAILED"; cat "$tmp/$msg.err"
+      ok=0; continue
+    fi
+    show "$label" "$tmp/$msg.$form"
+    if ! "$convert" "$msg" from-$form --hex "$tmp/$msg.$form" > "$tmp/$msg.hex" 2> "$tmp/$msg.err"; then
+      echo "$label -> UPER: FAILED"; cat "$tmp/$msg.err"
+      ok=0; continue
+    fi
+    if [[ $(tr -d ' \n' < "$hex_file") == "$(tr -d ' \n' < "$tmp/$msg.hex")" ]]; then
+      echo "UPER -> $label -> UPER: identical"
+    else
+      echo "UPER -> $label -> UPER: DIFFERENT"
+      echo "  in:  $(tr -d ' \n' < "$hex_file")"
+      echo "  out: $(tr -d ' \n' < "$tmp/$msg.hex")"
+      ok=0
+    fi
+    # The bundled examples/<MSG>.json (written by hand) and examples/<MSG>.xml (written by
+    # etsi-convert) must describe the same message.
+    src=$root/examples/$msg.$form
+    [[ -f $src ]] || continue
+    if "$convert" "$msg" from-$form --hex "$src" > "$tmp/$msg.src.hex" 2> "$tmp/$msg.err" &&
+       [[ $(tr -d ' \n' < "$hex_file") == "$(tr -d ' \n' < "$tmp/$msg.src.hex")" ]]; then
+      echo "examples/$msg.$form -> UPER: identical to examples/$msg.hex"
+    else
+      echo "examples/$msg.$form -> UPER: DIFFERENT from examples/$msg.hex"; cat "$tmp/$msg.err"
+      ok=0
+    fi
+  done
   [[ $ok -eq 1 ]] || failed+=("$msg")
   echo
 done
@@ -83,4 +97,4 @@ if [[ ${#failed[@]} -ne 0 ]]; then
   echo "demo: FAILED for ${failed[*]}"
   exit 1
 fi
-echo "demo: all 7 messages survive UPER -> JSON -> UPER unchanged"
+echo "demo: all 7 messages survive UPER -> JSON -> UPER and UPER -> XML -> UPER unchanged"

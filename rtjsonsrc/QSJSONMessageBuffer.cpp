@@ -57,20 +57,12 @@ size_t QSJSONEncodeBuffer::getMsgLen()
 
 int QSJSONEncodeBuffer::write(const char* filename)
 {
-   FILE* fp = (filename != nullptr) ? std::fopen(filename, "wb") : nullptr;
-   if (fp == nullptr) return RTERR_FILE_NOT_FOUND;
-   int stat = write(fp);
-   if (std::fclose(fp) != 0 && stat == 0) stat = RTERR_WRITE_ERROR;
-   return stat;
+   return writeMsgToFile(filename);
 }
 
 int QSJSONEncodeBuffer::write(FILE* fp)
 {
-   if (fp == nullptr) return RTERR_INVALID_PARAMETER;
-   size_t len = getMsgLen();
-   const QSOCTET* msg = getMsgPtr();
-   if (len == 0 || msg == nullptr) return 0;
-   return (std::fwrite(msg, 1, len, fp) == len) ? 0 : RTERR_WRITE_ERROR;
+   return writeMsgToStream(fp);
 }
 
 /* ---- QSJSONDecodeBuffer ----------------------------------------------------------------------- */
@@ -105,42 +97,7 @@ QSJSONDecodeBuffer::QSJSONDecodeBuffer(QSRTInputStream& inputStream)
 QSJSONDecodeBuffer::QSJSONDecodeBuffer(const char* filename)
    : QSJSONMessageBuffer(JSONDecode), mpInputStream(nullptr), mbOwnStream(FALSE)
 {
-   QSCTXT* ctxt = getCtxtPtr();
-   if (ctxt == nullptr || filename == nullptr) return;
-   FILE* fp = std::fopen(filename, "rb");
-   if (fp == nullptr) {
-      rtxErrAddStrParm(ctxt, filename);
-      setStatus(JSON_LOG(ctxt, RTERR_FILE_NOT_FOUND));
-      return;
-   }
-   /* the whole file goes to the heap and is read as a memory stream */
-   QSOCTET* data = nullptr;
-   QSSIZE size = 0, cap = 0;
-   int stat = 0;
-   for (;;) {
-      if (size == cap) {
-         QSSIZE ncap = (cap == 0) ? 4096 : cap * 2;
-         QSOCTET* p = (QSOCTET*)rtxMemHeapRealloc(ctxt, data, ncap);
-         if (p == nullptr) {
-            stat = RTERR_NO_DYNAMIC_MEMORY;
-            break;
-         }
-         data = p;
-         cap = ncap;
-      }
-      size_t n = std::fread(data + size, 1, cap - size, fp);
-      size += n;
-      if (n == 0) {
-         if (std::ferror(fp)) stat = RTERR_READ_ERROR;
-         break;
-      }
-   }
-   std::fclose(fp);
-   if (stat == 0) stat = rtxStreamMemoryAttach(ctxt, data, size, QSRTSTRMF_INPUT);
-   if (stat != 0) {
-      setStatus(JSON_LOG(ctxt, stat));
-      return;
-   }
+   if (attachFileInput(filename) != 0 || filename == nullptr) return;
    bindInput();
 }
 

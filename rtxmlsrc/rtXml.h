@@ -121,6 +121,16 @@ QSBOOL rtXmlGetWriteBOM(QSCTXT* ctxt);
 int rtXmlSetEncoding(QSCTXT* ctxt, int encoding);   /* 0 UTF-8 */
 int rtXmlSetEncodingName(QSCTXT* ctxt, const QSUTF8CHAR* name);
 
+/* Namespace declaration written on the root element outside ASN.1 XML mode (xmlns or
+ * xmlns:prefix); the texts are copied. */
+int rtXmlAddNamespaceDecl(QSCTXT* ctxt, const QSUTF8CHAR* prefix, const QSUTF8CHAR* uri);
+
+/* Number of non-fatal errors the reader records before it stops recording them (0: all).
+ * Elements past the limit are still skipped, only not reported one by one: this keeps the cost
+ * of a document full of unknown elements linear. */
+#define QSXML_DEFAULT_MAX_ERRORS 32
+int rtXmlSetMaxErrors(QSCTXT* ctxt, unsigned maxErrors);
+
 /* Output buffer: the caller's (never grown) or, when buf is null, a dynamic one. */
 int rtXmlSetEncBufPtr(QSCTXT* ctxt, QSOCTET* buf, QSSIZE size);
 
@@ -206,12 +216,19 @@ int rtXmlpCreateReader(QSCTXT* ctxt);
 int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 nsidx);
 
 /* Reads up to the end tag of the level (-1: the current one); child elements met first are
- * recorded as non-fatal RTERR_UNEXPECTED_ELEMENT and skipped. Pops the element-name stack. */
+ * recorded as non-fatal RTERR_UNEXPECTED_ELEMENT and skipped, character data is passed over.
+ * Pops the element-name stack once for every end tag it consumes of an element that was entered
+ * (the level's own and, for an outer level, the inner ones). When the root element closes, what
+ * follows it is checked: only whitespace, comments and processing instructions may (a trailing
+ * element is RTERR_XML_UNEXPECTED_START_TAG, trailing text RTERR_XML_INVALID_SYMBOL). */
 int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level);
 
 /* Identifier of the next child element among the table's entries, QSXML_END_OF_CONTENT at the
- * end of the content. An unknown element: RTERR_UNEXPECTED_ELEMENT left in place (required
- * clear), or recorded non-fatally and skipped (required set). */
+ * end of the content. An unknown element: RTERR_UNEXPECTED_ELEMENT returned unrecorded with the
+ * element left in place and "<unknown>" pushed (required clear), or recorded non-fatally and
+ * skipped (required set). Text where an element is expected is RTERR_XML_UNEXPECTED_END_TAG
+ * naming the enclosing element. Element prefixes are not resolved to namespaces: every
+ * namespace index accepts the tag. */
 int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
                         QSBOOL required);
 
@@ -231,14 +248,29 @@ int rtXmlDecEmptyElement(QSCTXT* ctxt);
 /* Puts the last event back. */
 int rtXmlpMarkLastEventActive(QSCTXT* ctxt);
 
-/* The whole current element (start tag, content, end tag) as UTF-8 text on the heap. Entered
- * with the start tag pending (left in place by a failed lookup). */
+/* The whole current element (start tag, content, end tag) as UTF-8 text on the heap, exactly as
+ * written in the input. Entered with the start tag pending (left in place by a failed lookup) or
+ * already consumed. The element's end tag is left pending: the caller completes the element with
+ * rtXmlpMatchEndTag(-1), which consumes it and pops the name ("<unknown>"). */
 int rtXmlpDecAnyElem(QSCTXT* ctxt, const QSUTF8CHAR** pvalue);
+
+/* Unknown elements of a SEQUENCE's extension: entered with the unknown start tag left in
+ * place by the member lookup ("<unknown>" pushed). Captures that element whole as text
+ * (rtXmlpDecAnyElem), appends a heap ASN1TOpenType {byte length, text} to pExtList and completes
+ * the element; repeats while the next child element is again none of the nrows entries of tab.
+ * Returns 0 with the next known element (or the parent's end tag) left for the next lookup and
+ * no name left pushed. */
+int rtXmlpDecExtElems(QSCTXT* ctxt, QSRTDList* pExtList, const QSXmlElemDescr* tab, QSSIZE nrows);
 
 /* The content of the current element as an open type (bytes of its text). */
 int rtAsn1XmlpDecOpenType(QSCTXT* ctxt, ASN1TOpenType* pvalue);
 
-/* Value readers: the character data of the current element. */
+/* Value readers: the character data of the current element up to its end tag (left for
+ * rtXmlpMatchEndTag). A child element instead is RTERR_XML_UNEXPECTED_START_TAG. Integers: an
+ * optional sign and decimal digits with surrounding whitespace dropped; empty
+ * RTERR_INVALID_VALUE_FORMAT, another character RTERR_CHARACTER_NOT_IN_SET, out of range
+ * RTERR_VALUE_WILL_NOT_FIT. Booleans: "true"/"1", "false"/"0", otherwise
+ * RTERR_INVALID_BOOLEAN_KEYWORD (empty: RTERR_INVALID_VALUE_FORMAT). */
 int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue);
 int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue);
 int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue);
@@ -250,8 +282,10 @@ int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue);
 int rtXmlpDecBool(QSCTXT* ctxt, QSBOOL* pvalue);
 int rtXmlpDecDynUTF8Str(QSCTXT* ctxt, const QSUTF8CHAR** outdata);
 
-/* '0'/'1' digits into data (capacity bufsize bytes). The Ext form takes the bits beyond
- * 8 * bufsize into heap memory behind *pextdata. */
+/* '0'/'1' digits into data (capacity bufsize bytes; whitespace between the digits is allowed).
+ * Another character is RTERR_CHARACTER_NOT_IN_SET, more bits than fit
+ * RTERR_MAX_STRING_ITEMS_EXCEEDED. The Ext form takes the bits beyond 8 * bufsize into heap memory
+ * behind *pextdata. The named-bit form also reads the '0'/'1' form. */
 int rtXmlpDecBitString(QSCTXT* ctxt, QSOCTET* data, QSUINT32* pnbits, QSSIZE bufsize);
 int rtXmlpDecBitString64(QSCTXT* ctxt, QSOCTET* data, QSSIZE* pnbits, QSSIZE bufsize);
 int rtXmlpDecBitStringExt64(QSCTXT* ctxt, QSOCTET* data, QSSIZE* pnbits, QSOCTET** pextdata,
@@ -260,7 +294,9 @@ int rtXmlpDecDynBitString(QSCTXT* ctxt, ASN1TDynBitStr* pvalue);
 int rtXmlpDecNamedBits64(QSCTXT* ctxt, const QSXmlNamedBit* table, QSSIZE tableSize,
                          QSOCTET* data, QSSIZE* pnbits, QSSIZE bufsize);
 
-/* Hex digits (either case) into octets: the caller's (capacity bufsize) or heap memory. */
+/* Hex digits (either case, whitespace between them allowed) into octets: the caller's
+ * (capacity bufsize, more is RTERR_MAX_STRING_ITEMS_EXCEEDED) or heap memory. A non-hex character
+ * or an odd number of digits is RTERR_INVALID_HEX_STRING. */
 int rtXmlpDecHexStr64(QSCTXT* ctxt, QSOCTET* data, QSSIZE* pnocts, QSSIZE bufsize);
 int rtXmlpDecDynHexStr64(QSCTXT* ctxt, ASN1TDynOctStr64* pvalue);
 int rtXmlpDecDynHexStr(QSCTXT* ctxt, ASN1TDynOctStr* pvalue);

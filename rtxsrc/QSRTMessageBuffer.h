@@ -5,6 +5,8 @@
 #ifndef QSRTMESSAGEBUFFER_H
 #define QSRTMESSAGEBUFFER_H
 
+#include <cstdio>
+
 #include "rtxsrc/qstypes.h"
 #include "rtxsrc/rtxContext.h"
 #include "rtxsrc/rtxDList.h"
@@ -44,6 +46,10 @@ protected:
    /* On pContext, or on a new context of its own when null. */
    explicit QSRTMessageBuffer(Type bufferType, QSRTContext* pContext = nullptr);
 
+   /* Reads the whole file into the context heap and attaches it as the context's input
+    * stream; a failure is recorded and kept as the buffer's status. A null name: nothing. */
+   int attachFileInput(const char* filename);
+
 public:
    ~QSRTMessageBuffer() override {}
 
@@ -66,6 +72,12 @@ public:
    virtual size_t getMsgLen();
    virtual void printErrorInfo();
    virtual void resetErrorInfo();
+
+   /* The message (getMsgPtr, getMsgLen) written to a file opened with mode "wb"
+    * (RTERR_FILE_NOT_FOUND when it cannot be opened, RTERR_WRITE_ERROR on a short write) or
+    * to an open stream (0 or RTERR_WRITE_ERROR). */
+   int writeMsgToFile(const char* filename);
+   int writeMsgToStream(FILE* fp);
 
    int getStatus() { return mCtxtHolder.getStatus(); }
    void setStatus(int status);

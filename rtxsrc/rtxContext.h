@@ -111,6 +111,8 @@ struct QSCTXT {
    QSUINT16 indent;                /* JSON: current indentation in spaces */
    QSOCTET lastChar;               /* JSON: last character written or consumed */
    QSOCTET jsonMode;               /* JSON: separator mode / recogniser state */
+   QSUINT8 xmlDepth;               /* XML writer: element nesting level */
+   QSUINT8 xmlState;               /* XML writer: what was written last (rtXml.h, QSXMLINIT...) */
    rtxPrintCallback pPrintStrmCB;
    void* pPrintStrmCBArg;
    struct QSEventHandlerList* pEventHandlers;  /* named-event handlers of the decoders, or null */

@@ -136,7 +136,7 @@ QSRTErrInfo* newRecord(QSCTXT* ctxt, int status)
    if (e != nullptr) {
       e->info.fatal = 1;
       rtxDListAppendNode(&ctxt->errInfoList, &e->node);
-      if (!builtinLinked(ctxt)) ctxt->errInfo.status = 0;
+      ctxt->errInfo.status = 0;
       return &e->info;
    }
    if (status == RTERR_NO_DYNAMIC_MEMORY && ctxt->errInfo.status == 0 && !builtinLinked(ctxt)) {
@@ -604,13 +604,15 @@ char* rtxErrGetText(QSCTXT* ctxt, char* buffer, QSSIZE* pBufSize)
 char* rtxErrGetMsgText(QSCTXT* ctxt)
 {
    if (ctxt == nullptr) return nullptr;
-   QSSIZE size = 1;   /* terminating NUL of an empty list */
+   /* Parameters appended after a template are counted without their spaces,
+    * so the last of them may be cut. */
+   QSSIZE size = 0;
    for (const QSRTDListNode* n = ctxt->errInfoList.head; n != nullptr; n = n->next) {
       const QSRTErrInfo* rec = infoOf(n);
       if (rec->elemName != nullptr) size += std::strlen(rec->elemName) + 10;
       const char* tmpl = (rec->status < 0) ? findTemplate(rec->status) : nullptr;
       if (tmpl != nullptr) {
-         size += std::strlen(tmpl) + 1 + rec->parmcnt;   /* one space per appended parameter */
+         size += std::strlen(tmpl) + 1;
          for (int i = 0; i < rec->parmcnt; i++) size += std::strlen(rec->parms[i]);
       }
       else {
@@ -618,6 +620,7 @@ char* rtxErrGetMsgText(QSCTXT* ctxt)
       }
       if (n->next != nullptr) size += 2;
    }
+   if (size == 0) size = 1;   /* an empty list still gives an empty text */
    char* text = static_cast<char*>(rtxMemHeapAlloc(ctxt, size));
    return (text != nullptr) ? rtxErrGetMsgTextBuf(ctxt, text, size) : nullptr;
 }

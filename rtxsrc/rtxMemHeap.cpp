@@ -31,7 +31,7 @@ const QSUINT8 ELEM_LARGE = 4;
 const QSUINT16 NIL = 0xFFFF;          /* no element (indices stop at 0xFFFE) */
 const QSUINT16 RUN_UNKNOWN = 0xFFFF;  /* largest free run not known */
 const size_t LARGE_UNITS = 0xFFFD;    /* requests of this many units or more get a large block */
-const QSUINT32 MIN_BLKSIZE = 64;
+const QSUINT32 MAX_INDEX = 0xFFFE;    /* highest element index of a small block */
 
 QSUINT32 g_defBlkSize = RT_MH_DEFBLKSIZE;
 
@@ -92,6 +92,12 @@ inline QSMemBlk* blockOf(QSMemElem* e)
 
 inline QSMemFreeLinks* linksOf(QSMemElem* e) { return reinterpret_cast<QSMemFreeLinks*>(e + 1); }
 
+/* An index beyond the last one a block can have means the heap is broken. */
+inline void checkIndex(QSUINT32 idx)
+{
+   if (idx > MAX_INDEX) rtxErrAssertionFailed("element index in range", __LINE__, MODULE);
+}
+
 /* Element following e, null when e is the last of its block. */
 inline QSMemElem* nextElem(QSMemBlk* blk, QSMemElem* e)
 {
@@ -145,6 +151,7 @@ void splitTail(QSMemBlk* blk, QSMemElem* e, QSUINT32 needed)
    QSMemElem* r = elemAt(blk, (QSUINT32)e->index + needed);
    r->nunits = (QSUINT16)rest;
    r->prevUnits = (QSUINT16)needed;
+   checkIndex((QSUINT32)e->index + needed);
    r->index = (QSUINT16)(e->index + needed);
    pushFree(blk, r);
    setFollowingPrev(blk, r);
@@ -200,7 +207,9 @@ QSMemElem* newBlock(QSMemHeap* heap, QSUINT32 needed)
 {
    size_t size = heap->defBlkSize;
    size_t want = ((size_t)needed + 2) * 8 + sizeof(QSMemBlk);
-   if (want >= size) size = (want + heap->defBlkSize - 1) / heap->defBlkSize * heap->defBlkSize;
+   /* a block size of 0 rounds to the request itself */
+   size_t step = (size != 0) ? size : 1;
+   if (want >= size) size = (want + step - 1) / step * step;
    if (size > RT_MH_MAXBLKSIZE) size = RT_MH_MAXBLKSIZE;
 
    QSMemBlk* blk = static_cast<QSMemBlk*>(heap->allocFunc(size));
@@ -330,6 +339,7 @@ bool locate(const QSMemHeap* heap, const void* mem, Loc& loc)
       return true;
    }
    QSMemElem* e = reinterpret_cast<QSMemElem*>(const_cast<QSOCTET*>(p)) - 1;
+   checkIndex(e->index);
    if (a < addr(heap->minAddr) + sizeof(QSMemBlk) + (size_t)e->index * 8 + sizeof(QSMemElem))
       return false;
    QSMemBlk* blk = blockOf(e);
@@ -439,8 +449,8 @@ void rtxMemHeapRelease(QSCTXT* ctxt)
    if (--heap->refCnt == 0) {
       rtxMemHeapFreeAll(ctxt);
       if (heap->flags & RT_MH_FREEHEAPDESC) heap->freeFunc(heap);
+      ctxt->pMemHeap = nullptr;
    }
-   ctxt->pMemHeap = nullptr;
 }
 
 /* ---- allocation ------------------------------------------------------------------------------- */
@@ -766,25 +776,15 @@ QSUINT32 rtxMemHeapGetFlags(QSCTXT* ctxt)
    return (heap != nullptr) ? heap->flags : 0;
 }
 
-namespace {
-
-QSUINT32 clampBlkSize(QSUINT32 blkSize)
-{
-   if (blkSize < MIN_BLKSIZE) return MIN_BLKSIZE;
-   return (blkSize > RT_MH_MAXBLKSIZE) ? RT_MH_MAXBLKSIZE : blkSize;
-}
-
-}  // namespace
-
 void rtxMemHeapSetDefBlkSize(QSCTXT* ctxt, QSUINT32 blkSize)
 {
    QSMemHeap* heap = heapOf(ctxt);
-   if (heap != nullptr) heap->defBlkSize = clampBlkSize(blkSize);
+   if (heap != nullptr) heap->defBlkSize = blkSize;
 }
 
 void rtxMemSetDefBlkSize(QSUINT32 blkSize)
 {
-   g_defBlkSize = clampBlkSize(blkSize);
+   g_defBlkSize = blkSize;
 }
 
 QSUINT32 rtxMemGetDefBlkSize()

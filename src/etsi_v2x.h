@@ -1,9 +1,9 @@
 /*
  * etsi_v2x: conversion of C-ITS messages (CAM, DENM, SPATEM, MAPEM, IVIM,
- * SREM, SSEM) between unaligned PER and JSON.
+ * SREM, SSEM) between unaligned PER and two text forms, JSON and XML.
  *
- * to_json:   PER bytes (data, len) -> NUL-terminated JSON text in *out.
- * from_json: NUL-terminated JSON text -> PER bytes in *out, their count in *outLen.
+ * to_json, to_xml:     PER bytes (data, len) -> NUL-terminated text in *out.
+ * from_json, from_xml: NUL-terminated text -> PER bytes in *out, their count in *outLen.
  *
  * Every function returns 0 on success or a negative status. On failure *out
  * stays null and *err receives the full error report (it begins with
@@ -25,7 +25,9 @@ extern "C" {
 
 #define ETSI_V2X_CONVERSIONS(M)                                                                       \
    int etsi_##M##_to_json(const char* data, size_t len, char** out, char** err, bool trace);           \
-   int etsi_##M##_from_json(const char* text, char** out, size_t* outLen, char** err, bool trace);
+   int etsi_##M##_from_json(const char* text, char** out, size_t* outLen, char** err, bool trace);    \
+   int etsi_##M##_to_xml(const char* data, size_t len, char** out, char** err, bool trace);            \
+   int etsi_##M##_from_xml(const char* text, char** out, size_t* outLen, char** err, bool trace);
 
 ETSI_V2X_CONVERSIONS(CAM)
 ETSI_V2X_CONVERSIONS(DENM)

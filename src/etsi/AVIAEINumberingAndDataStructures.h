@@ -39,6 +39,13 @@ int asn1PD_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);
 int asn1PE_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value);
 int asn1PD_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue);
 
+int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue);
+int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);
+int XmlEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue);
+
 int asn1JsonEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue);
 int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue);
 int asn1JsonEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue);

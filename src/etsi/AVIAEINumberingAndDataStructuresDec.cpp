@@ -5,6 +5,7 @@
 #include "AVIAEINumberingAndDataStructures.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -111,6 +112,67 @@ int asn1JsonDec_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 {
    int stat;
    if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16383) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "AVIAEINumberingAndDataStructures";
+
+int XmlDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "vin", 3, 0, 0 },
+      { "fill", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).fill.data, &(*pvalue).fill.numbits, sizeof((*pvalue).fill.data))) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).fill.numbits);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue) > 16383) {
       rtxErrAddElemNameParm(ctxt);
       rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));

@@ -5,6 +5,7 @@
 #include "AVIAEINumberingAndDataStructures.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -69,5 +70,38 @@ int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
    int stat;
    if ((*pvalue) > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "AVIAEINumberingAndDataStructures";
+
+int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CountryCode(QSCTXT* ctxt, ASN1T_CountryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 16383) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "AddGrpC.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "DSRC.h"
 #include "ITS-Container.h"
@@ -731,6 +732,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_GrpC_BatteryStatus_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, value);
 }
 
@@ -775,6 +777,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[6] = {
 
 const char* ASN1T_ETSI_GrpC_EmissionType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 6) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, value);
 }
 
@@ -826,6 +829,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[13] = {
 
 const char* ASN1T_ETSI_GrpC_ExceptionalCondition_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 13) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, value);
 }
 
@@ -869,6 +873,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[5] = {
 
 const char* ASN1T_ETSI_GrpC_PtvRequestType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 5) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, value);
 }
 
@@ -913,6 +918,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[6] = {
 
 const char* ASN1T_ETSI_GrpC_RejectedReason_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 6) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, value);
 }
 

@@ -7,6 +7,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -2077,6 +2078,708 @@ int asn1JsonDec_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeRefere
 {
    int stat;
    if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 60000) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "AddGrpC";
+
+int XmlDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "itsStationPosition", 18, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, 1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.itsStationPositionPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "nodes", 5, 0, 0 },
+      { "connectionID", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "activePrioritizations", 21, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, 1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.activePrioritizationsPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "maxVehicleHeight", 16, 0, 0 },
+      { "maxVehicleWeight", 16, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, 2 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.maxVehicleHeightPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.maxVehicleWeightPresent = 1;
+         if ((stat = XmlDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "signalHeadLocations", 19, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, 1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.signalHeadLocationsPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "stateChangeReason", 17, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, 1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.stateChangeReasonPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "ptvRequest", 10, 0, 0 },
+      { "nodeLink", 8, 0, 1 },
+      { "node", 4, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 3, 3 },
+      { 1, 2, 3 },
+      { 2, 1, 3 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.ptvRequestPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.nodeLinkPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.nodePresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "altitude", 8, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "emission", 8, 0, 0 },
+      { "fuel", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, 2 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.emissionPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.fuelPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "fuel", 4, 0, 0 },
+      { "batteryStatus", 13, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, 2 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.fuelPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.batteryStatusPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "synchToSchedule", 15, 0, 0 },
+      { "rejectedReason", 14, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, 2 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.synchToSchedulePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.rejectedReasonPresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "stationID", 9, 0, 0 },
+      { "laneID", 6, 0, 1 },
+      { "nodeXY", 6, 0, 2 },
+      { "timeReference", 13, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 3, 4 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.laneIDPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.nodeXYPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.timeReferencePresent = 1;
+         if ((stat = XmlDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ItsStationPosition", 18, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
+      if ((stat = XmlDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "id", 2, 0, 0 },
+      { "lane", 4, 0, 1 },
+      { "connectionID", 12, 0, 2 },
+      { "intersectionID", 14, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 3, 4 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.lanePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.connectionIDPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.intersectionIDPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Node", 4, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_GrpC_Node();
+      if ((stat = XmlDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "stationID", 9, 0, 0 },
+      { "priorState", 10, 0, 1 },
+      { "signalGroup", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "PrioritizationResponse", 22, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
+      if ((stat = XmlDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 10) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "nodeXY", 6, 0, 0 },
+      { "nodeZ", 5, 0, 1 },
+      { "signalGroupID", 13, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SignalHeadLocation", 18, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
+      if ((stat = XmlDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 64) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue) > 60000) {
       rtxErrAddElemNameParm(ctxt);
       rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));

@@ -7,6 +7,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -1089,5 +1090,338 @@ int asn1JsonEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeRefere
    int stat;
    if ((*pvalue) > 60000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "AddGrpC";
+
+int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.itsStationPositionPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"itsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.activePrioritizationsPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"activePrioritizations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maxVehicleHeightPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.maxVehicleWeightPresent) {
+      if ((stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.signalHeadLocationsPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"signalHeadLocations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.stateChangeReasonPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.ptvRequestPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodeLinkPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink, (const QSUTF8CHAR*)"nodeLink", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodePresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.emissionPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.fuelPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.fuelPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.batteryStatusPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.synchToSchedulePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rejectedReasonPresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneIDPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nodeXYPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeReferencePresent) {
+      if ((stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"ItsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.lanePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.connectionIDPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.intersectionIDPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"Node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"PrioritizationResponse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"SignalHeadLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 60000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "CAM-PDU-Descriptions.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "ITS-Container.h"
 #include <new>
@@ -49,6 +50,12 @@ int ASN1X_CAM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();
       return stat;
    }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"CAM")) != 0) return stat;
+      if ((stat = XmlEnc_CAM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"CAM", 0);
+   }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_CAM(msgBuf.getCtxtPtr(), &msgData);
    }
@@ -66,6 +73,16 @@ int ASN1X_CAM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       stat = asn1PD_CAM(msgBuf.getCtxtPtr(), &msgData);
       static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();
       return stat;
+   }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"CAM", 0)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
+      if ((stat = XmlDec_CAM(ctxt, &msgData)) != 0) return stat;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-Descriptions", __LINE__);
+      return rtXmlpDecodeResult(ctxt);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_CAM(msgBuf.getCtxtPtr(), &msgData);
@@ -151,11 +168,9 @@ ASN1T_CamParameters* new_ASN1T_CamParameters(ASN1XType& control)
 int asn1Init_HighFrequencyContainer(ASN1T_HighFrequencyContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_HighFrequencyContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -196,11 +211,9 @@ ASN1T_HighFrequencyContainer* new_ASN1T_HighFrequencyContainer(ASN1XType& contro
 int asn1Init_LowFrequencyContainer(ASN1T_LowFrequencyContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_LowFrequencyContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -234,11 +247,9 @@ ASN1T_LowFrequencyContainer* new_ASN1T_LowFrequencyContainer(ASN1XType& control)
 int asn1Init_SpecialVehicleContainer(ASN1T_SpecialVehicleContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_SpecialVehicleContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

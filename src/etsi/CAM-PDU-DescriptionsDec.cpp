@@ -6,6 +6,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -1816,5 +1817,714 @@ int asn1JsonDec_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 {
    int stat;
    if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "CAM-PDU-Descriptions";
+
+int XmlDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "header", 6, 0, 0 },
+      { "cam", 3, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_CoopAwareness(ctxt, &(*pvalue).cam)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "generationDeltaTime", 19, 0, 0 },
+      { "camParameters", 13, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "basicContainer", 14, 0, 0 },
+      { "highFrequencyContainer", 22, 0, 1 },
+      { "lowFrequencyContainer", 21, 0, 2 },
+      { "specialVehicleContainer", 23, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_BasicContainer(ctxt, &(*pvalue).basicContainer)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.lowFrequencyContainerPresent = 1;
+         if ((stat = XmlDec_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.specialVehicleContainerPresent = 1;
+         if ((stat = XmlDec_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "basicVehicleContainerHighFrequency", 34, 0, 0 },
+      { "rsuContainerHighFrequency", 25, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_BasicVehicleContainerHighFrequency* pv = (ASN1T_BasicVehicleContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerHighFrequency));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_BasicVehicleContainerHighFrequency();
+      (*pvalue).u.basicVehicleContainerHighFrequency = pv;
+      if ((stat = XmlDec_BasicVehicleContainerHighFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_RSUContainerHighFrequency* pv = (ASN1T_RSUContainerHighFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RSUContainerHighFrequency));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_RSUContainerHighFrequency();
+      (*pvalue).u.rsuContainerHighFrequency = pv;
+      if ((stat = XmlDec_RSUContainerHighFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[1] = {
+      { "basicVehicleContainerLowFrequency", 33, 0, 0 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 1, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_BasicVehicleContainerLowFrequency* pv = (ASN1T_BasicVehicleContainerLowFrequency*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_BasicVehicleContainerLowFrequency));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_BasicVehicleContainerLowFrequency();
+      (*pvalue).u.basicVehicleContainerLowFrequency = pv;
+      if ((stat = XmlDec_BasicVehicleContainerLowFrequency(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[7] = {
+      { "publicTransportContainer", 24, 0, 0 },
+      { "specialTransportContainer", 25, 0, 1 },
+      { "dangerousGoodsContainer", 23, 0, 2 },
+      { "roadWorksContainerBasic", 23, 0, 3 },
+      { "rescueContainer", 15, 0, 4 },
+      { "emergencyContainer", 18, 0, 5 },
+      { "safetyCarContainer", 18, 0, 6 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 7, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_PublicTransportContainer* pv = (ASN1T_PublicTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PublicTransportContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_PublicTransportContainer();
+      (*pvalue).u.publicTransportContainer = pv;
+      if ((stat = XmlDec_PublicTransportContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_SpecialTransportContainer* pv = (ASN1T_SpecialTransportContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SpecialTransportContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_SpecialTransportContainer();
+      (*pvalue).u.specialTransportContainer = pv;
+      if ((stat = XmlDec_SpecialTransportContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_DangerousGoodsContainer* pv = (ASN1T_DangerousGoodsContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DangerousGoodsContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_DangerousGoodsContainer();
+      (*pvalue).u.dangerousGoodsContainer = pv;
+      if ((stat = XmlDec_DangerousGoodsContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_RoadWorksContainerBasic* pv = (ASN1T_RoadWorksContainerBasic*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RoadWorksContainerBasic));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_RoadWorksContainerBasic();
+      (*pvalue).u.roadWorksContainerBasic = pv;
+      if ((stat = XmlDec_RoadWorksContainerBasic(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_RescueContainer* pv = (ASN1T_RescueContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_RescueContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_RescueContainer();
+      (*pvalue).u.rescueContainer = pv;
+      if ((stat = XmlDec_RescueContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_EmergencyContainer* pv = (ASN1T_EmergencyContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EmergencyContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EmergencyContainer();
+      (*pvalue).u.emergencyContainer = pv;
+      if ((stat = XmlDec_EmergencyContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_SafetyCarContainer* pv = (ASN1T_SafetyCarContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SafetyCarContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_SafetyCarContainer();
+      (*pvalue).u.safetyCarContainer = pv;
+      if ((stat = XmlDec_SafetyCarContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "stationType", 11, 0, 0 },
+      { "referencePosition", 17, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[16] = {
+      { "heading", 7, 0, 0 },
+      { "speed", 5, 0, 1 },
+      { "driveDirection", 14, 0, 2 },
+      { "vehicleLength", 13, 0, 3 },
+      { "vehicleWidth", 12, 0, 4 },
+      { "longitudinalAcceleration", 24, 0, 5 },
+      { "curvature", 9, 0, 6 },
+      { "curvatureCalculationMode", 24, 0, 7 },
+      { "yawRate", 7, 0, 8 },
+      { "accelerationControl", 19, 0, 9 },
+      { "lanePosition", 12, 0, 10 },
+      { "steeringWheelAngle", 18, 0, 11 },
+      { "lateralAcceleration", 19, 0, 12 },
+      { "verticalAcceleration", 20, 0, 13 },
+      { "performanceClass", 16, 0, 14 },
+      { "cenDsrcTollingZone", 18, 0, 15 },
+   };
+   static const QSXmlGroupDesc groupDesc[16] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+      { 7, 1, -1 },
+      { 8, 1, -1 },
+      { 9, 7, -1 },
+      { 10, 6, -1 },
+      { 11, 5, -1 },
+      { 12, 4, -1 },
+      { 13, 3, -1 },
+      { 14, 2, -1 },
+      { 15, 1, -1 },
+   };
+   for (int grp = 0; grp < 16; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 8, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Speed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_DriveDirection(ctxt, &(*pvalue).driveDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ITS_Curvature(ctxt, &(*pvalue).curvature)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_ITS_CurvatureCalculationMode(ctxt, &(*pvalue).curvatureCalculationMode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         if ((stat = XmlDec_ITS_YawRate(ctxt, &(*pvalue).yawRate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.accelerationControlPresent = 1;
+         if ((stat = XmlDec_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         (*pvalue).m.lanePositionPresent = 1;
+         if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 11:
+         (*pvalue).m.steeringWheelAnglePresent = 1;
+         if ((stat = XmlDec_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         (*pvalue).m.lateralAccelerationPresent = 1;
+         if ((stat = XmlDec_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 13:
+         (*pvalue).m.verticalAccelerationPresent = 1;
+         if ((stat = XmlDec_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 14:
+         (*pvalue).m.performanceClassPresent = 1;
+         if ((stat = XmlDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 15:
+         (*pvalue).m.cenDsrcTollingZonePresent = 1;
+         if ((stat = XmlDec_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "vehicleRole", 11, 0, 0 },
+      { "exteriorLights", 14, 0, 1 },
+      { "pathHistory", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_VehicleRole(ctxt, &(*pvalue).vehicleRole)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_PathHistory(ctxt, &(*pvalue).pathHistory)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "embarkationStatus", 17, 0, 0 },
+      { "ptActivation", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_EmbarkationStatus(ctxt, &(*pvalue).embarkationStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.ptActivationPresent = 1;
+         if ((stat = XmlDec_ITS_PtActivation(ctxt, &(*pvalue).ptActivation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "specialTransportType", 20, 0, 0 },
+      { "lightBarSirenInUse", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[1] = {
+      { "dangerousGoodsBasic", 19, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[1] = {
+      { 0, 1, -1 },
+   };
+   for (int grp = 0; grp < 1; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsBasic)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "roadworksSubCauseCode", 21, 0, 0 },
+      { "lightBarSirenInUse", 18, 0, 1 },
+      { "closedLanes", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.roadworksSubCauseCodePresent = 1;
+         if ((stat = XmlDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.closedLanesPresent = 1;
+         if ((stat = XmlDec_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[1] = {
+      { "lightBarSirenInUse", 18, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[1] = {
+      { 0, 1, -1 },
+   };
+   for (int grp = 0; grp < 1; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "lightBarSirenInUse", 18, 0, 0 },
+      { "incidentIndication", 18, 0, 1 },
+      { "emergencyPriority", 17, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.incidentIndicationPresent = 1;
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.emergencyPriorityPresent = 1;
+         if ((stat = XmlDec_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[4] = {
+      { "lightBarSirenInUse", 18, 0, 0 },
+      { "incidentIndication", 18, 0, 1 },
+      { "trafficRule", 11, 0, 2 },
+      { "speedLimit", 10, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 3, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.incidentIndicationPresent = 1;
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.trafficRulePresent = 1;
+         if ((stat = XmlDec_ITS_TrafficRule(ctxt, &(*pvalue).trafficRule)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.speedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "protectedCommunicationZonesRSU", 30, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, 1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.protectedCommunicationZonesRSUPresent = 1;
+         if ((stat = XmlDec_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

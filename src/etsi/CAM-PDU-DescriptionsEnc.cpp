@@ -6,6 +6,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -969,5 +970,321 @@ int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 {
    int stat;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "CAM-PDU-Descriptions";
+
+int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CoopAwareness(ctxt, &(*pvalue).cam, (const QSUTF8CHAR*)"cam", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"camParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"basicContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer, (const QSUTF8CHAR*)"highFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.lowFrequencyContainerPresent) {
+      if ((stat = XmlEnc_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer, (const QSUTF8CHAR*)"lowFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.specialVehicleContainerPresent) {
+      if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"specialVehicleContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.basicVehicleContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency), (const QSUTF8CHAR*)"basicVehicleContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.rsuContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency), (const QSUTF8CHAR*)"rsuContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 3 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.basicVehicleContainerLowFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency), (const QSUTF8CHAR*)"basicVehicleContainerLowFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 2 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.publicTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer), (const QSUTF8CHAR*)"publicTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.specialTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer), (const QSUTF8CHAR*)"specialTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.dangerousGoodsContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer), (const QSUTF8CHAR*)"dangerousGoodsContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.roadWorksContainerBasic == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic), (const QSUTF8CHAR*)"roadWorksContainerBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.rescueContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer), (const QSUTF8CHAR*)"rescueContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.emergencyContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer), (const QSUTF8CHAR*)"emergencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.safetyCarContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer), (const QSUTF8CHAR*)"safetyCarContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DriveDirection(ctxt, (*pvalue).driveDirection, (const QSUTF8CHAR*)"driveDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_VehicleWidth(ctxt, (*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration, (const QSUTF8CHAR*)"longitudinalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Curvature(ctxt, &(*pvalue).curvature, (const QSUTF8CHAR*)"curvature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_CurvatureCalculationMode(ctxt, (*pvalue).curvatureCalculationMode, (const QSUTF8CHAR*)"curvatureCalculationMode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"yawRate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.accelerationControlPresent) {
+      if ((stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.lanePositionPresent) {
+      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.steeringWheelAnglePresent) {
+      if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"steeringWheelAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.lateralAccelerationPresent) {
+      if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"lateralAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.verticalAccelerationPresent) {
+      if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"verticalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.performanceClassPresent) {
+      if ((stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.cenDsrcTollingZonePresent) {
+      if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"cenDsrcTollingZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"pathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.ptActivationPresent) {
+      if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"ptActivation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.roadworksSubCauseCodePresent) {
+      if ((stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.closedLanesPresent) {
+      if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.incidentIndicationPresent) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.emergencyPriorityPresent) {
+      if ((stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.incidentIndicationPresent) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.trafficRulePresent) {
+      if ((stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
+      if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"protectedCommunicationZonesRSU", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "CITSapplMgmtIDs.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include <new>
 #include <string.h>
@@ -11,11 +12,9 @@
 int asn1Init_VarLengthNumber(ASN1T_VarLengthNumber* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_VarLengthNumber(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -48,11 +47,9 @@ ASN1T_VarLengthNumber* new_ASN1T_VarLengthNumber(ASN1XType& control)
 int asn1Init_Ext1(ASN1T_Ext1* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_Ext1(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -85,11 +82,9 @@ ASN1T_Ext1* new_ASN1T_Ext1(ASN1XType& control)
 int asn1Init_Ext2(ASN1T_Ext2* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_Ext2(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

@@ -70,6 +70,15 @@ int asn1PD_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue);
 int asn1PE_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value);
 int asn1PD_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue);
 
+int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue);
+int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue);
+int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue);
+int XmlEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue);
+
 int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue);
 int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue);
 int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue);

@@ -5,6 +5,7 @@
 #include "CITSapplMgmtIDs.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -309,5 +310,135 @@ int asn1JsonDec_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
 {
    int stat;
    if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "CITSapplMgmtIDs";
+
+int XmlDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "content", 7, 0, 0 },
+      { "extension", 9, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT8* pv = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT8();
+      (*pvalue).u.content = pv;
+      if ((stat = rtXmlpDecUInt8(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 127) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext1* pv = (ASN1T_Ext1*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext1));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_Ext1();
+      (*pvalue).u.extension = pv;
+      if ((stat = XmlDec_Ext1(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "content", 7, 0, 0 },
+      { "extension", 9, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT16* pv = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT16();
+      (*pvalue).u.content = pv;
+      if ((stat = rtXmlpDecUInt16(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < 128 || (*pv) > 16511) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext2* pv = (ASN1T_Ext2*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext2));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_Ext2();
+      (*pvalue).u.extension = pv;
+      if ((stat = XmlDec_Ext2(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "content", 7, 0, 0 },
+      { "extension", 9, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT32();
+      (*pvalue).u.content = pv;
+      if ((stat = rtXmlpDecUInt(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < 16512 || (*pv) > 2113663) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_Ext3* pv = (ASN1T_Ext3*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Ext3));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_Ext3();
+      (*pvalue).u.extension = pv;
+      if ((stat = XmlDec_Ext3(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "DENM-PDU-Descriptions.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "ITS-Container.h"
 #include <new>
@@ -49,6 +50,12 @@ int ASN1X_DENM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();
       return stat;
    }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"DENM")) != 0) return stat;
+      if ((stat = XmlEnc_DENM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"DENM", 0);
+   }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_DENM(msgBuf.getCtxtPtr(), &msgData);
    }
@@ -66,6 +73,16 @@ int ASN1X_DENM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       stat = asn1PD_DENM(msgBuf.getCtxtPtr(), &msgData);
       static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();
       return stat;
+   }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"DENM", 0)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
+      if ((stat = XmlDec_DENM(ctxt, &msgData)) != 0) return stat;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-Descriptions", __LINE__);
+      return rtXmlpDecodeResult(ctxt);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_DENM(msgBuf.getCtxtPtr(), &msgData);
@@ -406,6 +423,7 @@ const QSRTEnumTableEntry ASN1T_Termination_ENUMTAB[2] = {
 
 const char* ASN1T_Termination_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_Termination_ENUMTAB, 2, value);
 }
 

@@ -6,6 +6,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -1601,5 +1602,552 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       }
    }
    if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "DENM-PDU-Descriptions";
+
+int XmlDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "header", 6, 0, 0 },
+      { "denm", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[4] = {
+      { "management", 10, 0, 0 },
+      { "situation", 9, 0, 1 },
+      { "location", 8, 0, 2 },
+      { "alacarte", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 3, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.situationPresent = 1;
+         if ((stat = XmlDec_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.locationPresent = 1;
+         if ((stat = XmlDec_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.alacartePresent = 1;
+         if ((stat = XmlDec_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[10] = {
+      { "actionID", 8, 0, 0 },
+      { "detectionTime", 13, 0, 1 },
+      { "referenceTime", 13, 0, 2 },
+      { "termination", 11, 0, 3 },
+      { "eventPosition", 13, 0, 4 },
+      { "relevanceDistance", 17, 0, 5 },
+      { "relevanceTrafficDirection", 25, 0, 6 },
+      { "validityDuration", 16, 0, 7 },
+      { "transmissionInterval", 20, 0, 8 },
+      { "stationType", 11, 0, 9 },
+   };
+   static const QSXmlGroupDesc groupDesc[11] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+      { 5, 5, -1 },
+      { 6, 4, -1 },
+      { 7, 3, -1 },
+      { 8, 2, -1 },
+      { 9, 1, -1 },
+      { 10, 0, 10 },
+   };
+   for (int grp = 0; grp < 11; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 9, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.terminationPresent = 1;
+         if ((stat = XmlDec_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.relevanceDistancePresent = 1;
+         if ((stat = XmlDec_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.relevanceTrafficDirectionPresent = 1;
+         if ((stat = XmlDec_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.validityDurationPresent = 1;
+         if ((stat = XmlDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.transmissionIntervalPresent = 1;
+         if ((stat = XmlDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = XmlDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "informationQuality", 18, 0, 0 },
+      { "eventType", 9, 0, 1 },
+      { "linkedCause", 11, 0, 2 },
+      { "eventHistory", 12, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.linkedCausePresent = 1;
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.eventHistoryPresent = 1;
+         if ((stat = XmlDec_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "eventSpeed", 10, 0, 0 },
+      { "eventPositionHeading", 20, 0, 1 },
+      { "traces", 6, 0, 2 },
+      { "roadType", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.eventSpeedPresent = 1;
+         if ((stat = XmlDec_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.eventPositionHeadingPresent = 1;
+         if ((stat = XmlDec_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.roadTypePresent = 1;
+         if ((stat = XmlDec_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[12] = {
+      { "heightLonCarrLeft", 17, 0, 0 },
+      { "heightLonCarrRight", 18, 0, 1 },
+      { "posLonCarrLeft", 14, 0, 2 },
+      { "posLonCarrRight", 15, 0, 3 },
+      { "positionOfPillars", 17, 0, 4 },
+      { "posCentMass", 11, 0, 5 },
+      { "wheelBaseVehicle", 16, 0, 6 },
+      { "turningRadius", 13, 0, 7 },
+      { "posFrontAx", 10, 0, 8 },
+      { "positionOfOccupants", 19, 0, 9 },
+      { "vehicleMass", 11, 0, 10 },
+      { "requestResponseIndication", 25, 0, 11 },
+   };
+   static const QSXmlGroupDesc groupDesc[12] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+      { 7, 1, -1 },
+      { 8, 1, -1 },
+      { 9, 1, -1 },
+      { 10, 1, -1 },
+      { 11, 1, -1 },
+   };
+   for (int grp = 0; grp < 12; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 11, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         if ((stat = XmlDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = XmlDec_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         if ((stat = XmlDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 11:
+         if ((stat = XmlDec_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[9] = {
+      { "lightBarSirenInUse", 18, 0, 0 },
+      { "closedLanes", 11, 0, 1 },
+      { "restriction", 11, 0, 2 },
+      { "speedLimit", 10, 0, 3 },
+      { "incidentIndication", 18, 0, 4 },
+      { "recommendedPath", 15, 0, 5 },
+      { "startingPointSpeedLimit", 23, 0, 6 },
+      { "trafficFlowRule", 15, 0, 7 },
+      { "referenceDenms", 14, 0, 8 },
+   };
+   static const QSXmlGroupDesc groupDesc[9] = {
+      { 0, 9, -1 },
+      { 1, 8, -1 },
+      { 2, 7, -1 },
+      { 3, 6, -1 },
+      { 4, 5, -1 },
+      { 5, 4, -1 },
+      { 6, 3, -1 },
+      { 7, 2, -1 },
+      { 8, 1, -1 },
+   };
+   for (int grp = 0; grp < 9; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.lightBarSirenInUsePresent = 1;
+         if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.closedLanesPresent = 1;
+         if ((stat = XmlDec_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.restrictionPresent = 1;
+         if ((stat = XmlDec_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.speedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.incidentIndicationPresent = 1;
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.recommendedPathPresent = 1;
+         if ((stat = XmlDec_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.startingPointSpeedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.trafficFlowRulePresent = 1;
+         if ((stat = XmlDec_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.referenceDenmsPresent = 1;
+         if ((stat = XmlDec_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "stationarySince", 15, 0, 0 },
+      { "stationaryCause", 15, 0, 1 },
+      { "carryingDangerousGoods", 22, 0, 2 },
+      { "numberOfOccupants", 17, 0, 3 },
+      { "vehicleIdentification", 21, 0, 4 },
+      { "energyStorageType", 17, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 6, -1 },
+      { 1, 5, -1 },
+      { 2, 4, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.stationarySincePresent = 1;
+         if ((stat = XmlDec_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.stationaryCausePresent = 1;
+         if ((stat = XmlDec_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.carryingDangerousGoodsPresent = 1;
+         if ((stat = XmlDec_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.numberOfOccupantsPresent = 1;
+         if ((stat = XmlDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.vehicleIdentificationPresent = 1;
+         if ((stat = XmlDec_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.energyStorageTypePresent = 1;
+         if ((stat = XmlDec_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "lanePosition", 12, 0, 0 },
+      { "impactReduction", 15, 0, 1 },
+      { "externalTemperature", 19, 0, 2 },
+      { "roadWorks", 9, 0, 3 },
+      { "positioningSolution", 19, 0, 4 },
+      { "stationaryVehicle", 17, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 6, 6 },
+      { 1, 5, 6 },
+      { 2, 4, 6 },
+      { 3, 3, 6 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.lanePositionPresent = 1;
+         if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.impactReductionPresent = 1;
+         if ((stat = XmlDec_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.externalTemperaturePresent = 1;
+         if ((stat = XmlDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.roadWorksPresent = 1;
+         if ((stat = XmlDec_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.positioningSolutionPresent = 1;
+         if ((stat = XmlDec_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.stationaryVehiclePresent = 1;
+         if ((stat = XmlDec_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_Termination_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ActionID", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_ActionID();
+      if ((stat = XmlDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    return 0;
 }

@@ -6,6 +6,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -841,5 +842,239 @@ int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "DENM-PDU-Descriptions";
+
+int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm, (const QSUTF8CHAR*)"denm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"management", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.situationPresent) {
+      if ((stat = XmlEnc_SituationContainer(ctxt, &(*pvalue).situation, (const QSUTF8CHAR*)"situation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.locationPresent) {
+      if ((stat = XmlEnc_LocationContainer(ctxt, &(*pvalue).location, (const QSUTF8CHAR*)"location", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.alacartePresent) {
+      if ((stat = XmlEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte, (const QSUTF8CHAR*)"alacarte", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"actionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).detectionTime, (const QSUTF8CHAR*)"detectionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referenceTime, (const QSUTF8CHAR*)"referenceTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.terminationPresent) {
+      if ((stat = XmlEnc_Termination(ctxt, (*pvalue).termination, (const QSUTF8CHAR*)"termination", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.relevanceDistancePresent) {
+      if ((stat = XmlEnc_ITS_RelevanceDistance(ctxt, (*pvalue).relevanceDistance, (const QSUTF8CHAR*)"relevanceDistance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.relevanceTrafficDirectionPresent) {
+      if ((stat = XmlEnc_ITS_RelevanceTrafficDirection(ctxt, (*pvalue).relevanceTrafficDirection, (const QSUTF8CHAR*)"relevanceTrafficDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.validityDurationPresent) {
+      if ((stat = XmlEnc_ITS_ValidityDuration(ctxt, (*pvalue).validityDuration, (const QSUTF8CHAR*)"validityDuration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transmissionIntervalPresent) {
+      if ((stat = XmlEnc_ITS_TransmissionInterval(ctxt, (*pvalue).transmissionInterval, (const QSUTF8CHAR*)"transmissionInterval", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType, (const QSUTF8CHAR*)"eventType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.linkedCausePresent) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause, (const QSUTF8CHAR*)"linkedCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.eventHistoryPresent) {
+      if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"eventHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.eventSpeedPresent) {
+      if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed, (const QSUTF8CHAR*)"eventSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.eventPositionHeadingPresent) {
+      if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading, (const QSUTF8CHAR*)"eventPositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ITS_Traces(ctxt, &(*pvalue).traces, (const QSUTF8CHAR*)"traces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.roadTypePresent) {
+      if ((stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrLeft, (const QSUTF8CHAR*)"posLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrRight, (const QSUTF8CHAR*)"posLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars, (const QSUTF8CHAR*)"positionOfPillars", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PosCentMass(ctxt, (*pvalue).posCentMass, (const QSUTF8CHAR*)"posCentMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_WheelBaseVehicle(ctxt, (*pvalue).wheelBaseVehicle, (const QSUTF8CHAR*)"wheelBaseVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_TurningRadius(ctxt, (*pvalue).turningRadius, (const QSUTF8CHAR*)"turningRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PosFrontAx(ctxt, (*pvalue).posFrontAx, (const QSUTF8CHAR*)"posFrontAx", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.lightBarSirenInUsePresent) {
+      if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.closedLanesPresent) {
+      if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.restrictionPresent) {
+      if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"restriction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.incidentIndicationPresent) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.recommendedPathPresent) {
+      if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"recommendedPath", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.startingPointSpeedLimitPresent) {
+      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"startingPointSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.trafficFlowRulePresent) {
+      if ((stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficFlowRule, (const QSUTF8CHAR*)"trafficFlowRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.referenceDenmsPresent) {
+      if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"referenceDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.stationarySincePresent) {
+      if ((stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.stationaryCausePresent) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"stationaryCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.carryingDangerousGoodsPresent) {
+      if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"carryingDangerousGoods", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.numberOfOccupantsPresent) {
+      if ((stat = XmlEnc_ITS_NumberOfOccupants(ctxt, (*pvalue).numberOfOccupants, (const QSUTF8CHAR*)"numberOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleIdentificationPresent) {
+      if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"vehicleIdentification", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.energyStorageTypePresent) {
+      if ((stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.lanePositionPresent) {
+      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.impactReductionPresent) {
+      if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"impactReduction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.externalTemperaturePresent) {
+      if ((stat = XmlEnc_ITS_Temperature(ctxt, (*pvalue).externalTemperature, (const QSUTF8CHAR*)"externalTemperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadWorksPresent) {
+      if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"roadWorks", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.positioningSolutionPresent) {
+      if ((stat = XmlEnc_ITS_PositioningSolutionType(ctxt, (*pvalue).positioningSolution, (const QSUTF8CHAR*)"positioningSolution", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.stationaryVehiclePresent) {
+      if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"stationaryVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Termination(QSCTXT* ctxt, ASN1T_Termination value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_Termination_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "DSRC.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "AddGrpC.h"
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
@@ -823,11 +824,9 @@ ASN1T_ETSI_DSRC_ComputedLane* new_ASN1T_ETSI_DSRC_ComputedLane(ASN1XType& contro
 int asn1Init_ETSI_DSRC_ComputedLane_offsetXaxis(ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -857,11 +856,9 @@ ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* new_ASN1T_ETSI_DSRC_ComputedLane_offse
 int asn1Init_ETSI_DSRC_ComputedLane_offsetYaxis(ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1445,11 +1442,9 @@ ASN1T_ETSI_DSRC_GenericLane_regional_element* new_ASN1T_ETSI_DSRC_GenericLane_re
 int asn1Init_ETSI_DSRC_IntersectionAccessPoint(ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_IntersectionAccessPoint(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1914,11 +1909,9 @@ ASN1T_ETSI_DSRC_LaneAttributes_regional* new_ASN1T_ETSI_DSRC_LaneAttributes_regi
 int asn1Init_ETSI_DSRC_LaneDataAttribute(ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_LaneDataAttribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2115,11 +2108,9 @@ ASN1T_ETSI_DSRC_LaneSharing* new_ASN1T_ETSI_DSRC_LaneSharing(ASN1XType& control)
 int asn1Init_ETSI_DSRC_LaneTypeAttributes(ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_LaneTypeAttributes(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2679,6 +2670,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[12] = {
 
 const char* ASN1T_ETSI_DSRC_NodeAttributeXY_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 12) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, value);
 }
 
@@ -2844,11 +2836,9 @@ ASN1T_ETSI_DSRC_Node_XY_32b* new_ASN1T_ETSI_DSRC_Node_XY_32b(ASN1XType& control)
 int asn1Init_ETSI_DSRC_NodeListXY(ASN1T_ETSI_DSRC_NodeListXY* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_NodeListXY(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2889,11 +2879,9 @@ ASN1T_ETSI_DSRC_NodeListXY* new_ASN1T_ETSI_DSRC_NodeListXY(ASN1XType& control)
 int asn1Init_ETSI_DSRC_NodeOffsetPointXY(ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_NodeOffsetPointXY(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -3608,11 +3596,9 @@ ASN1T_ETSI_DSRC_RestrictionClassList* new_ASN1T_ETSI_DSRC_RestrictionClassList(A
 int asn1Init_ETSI_DSRC_RestrictionUserType(ASN1T_ETSI_DSRC_RestrictionUserType* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_RestrictionUserType(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -4770,6 +4756,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[13] = {
 
 const char* ASN1T_ETSI_DSRC_SpeedLimitType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 13) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, value);
 }
 
@@ -4843,11 +4830,9 @@ ASN1T_ETSI_DSRC_TransmissionAndSpeed* new_ASN1T_ETSI_DSRC_TransmissionAndSpeed(A
 int asn1Init_ETSI_DSRC_VehicleID(ASN1T_ETSI_DSRC_VehicleID* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_ETSI_DSRC_VehicleID(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -4903,6 +4888,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_AdvisorySpeedType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, value);
 }
 
@@ -5015,6 +5001,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[23] = {
 
 const char* ASN1T_ETSI_DSRC_BasicVehicleRole_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 23) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, value);
 }
 
@@ -5309,6 +5296,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_ElevationConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, value);
 }
 
@@ -5389,6 +5377,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_HeadingConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, value);
 }
 
@@ -5690,6 +5679,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_LayerType_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_LayerType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, value);
 }
 
@@ -5789,6 +5779,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[10] = {
 
 const char* ASN1T_ETSI_DSRC_MovementPhaseState_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 10) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, value);
 }
 
@@ -5996,6 +5987,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_PositionConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, value);
 }
 
@@ -6042,6 +6034,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[8]
 
 const char* ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, value);
 }
 
@@ -6084,6 +6077,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_PriorityRequestType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, value);
 }
 
@@ -6172,6 +6166,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_RequestImportanceLevel_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, value);
 }
 
@@ -6226,6 +6221,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_RequestSubRole_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, value);
 }
 
@@ -6278,6 +6274,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[14] = {
 
 const char* ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 14) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, value);
 }
 
@@ -6407,6 +6404,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_RTCM_Revision_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, value);
 }
 
@@ -6517,6 +6515,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[38] = {
 
 const char* ASN1T_ETSI_DSRC_SegmentAttributeXY_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 38) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, value);
 }
 
@@ -6631,6 +6630,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_SpeedConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, value);
 }
 
@@ -6692,6 +6692,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[4] = {
 
 const char* ASN1T_ETSI_DSRC_ThrottleConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, value);
 }
 
@@ -6770,6 +6771,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[40] = {
 
 const char* ASN1T_ETSI_DSRC_TimeConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 40) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, value);
 }
 
@@ -6833,6 +6835,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, value);
 }
 
@@ -6896,6 +6899,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[8] = {
 
 const char* ASN1T_ETSI_DSRC_TransmissionState_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, value);
 }
 
@@ -6967,6 +6971,7 @@ const QSRTEnumTableEntry ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[16] = {
 
 const char* ASN1T_ETSI_DSRC_VehicleType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, value);
 }
 

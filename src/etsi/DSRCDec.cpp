@@ -8,6 +8,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -14937,6 +14938,6083 @@ int asn1JsonDec_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* p
 {
    int stat;
    if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 10000) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "DSRC";
+
+int XmlDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[9] = {
+      { "timeStamp", 9, 0, 0 },
+      { "msgIssueRevision", 16, 0, 1 },
+      { "layerType", 9, 0, 2 },
+      { "layerID", 7, 0, 3 },
+      { "intersections", 13, 0, 4 },
+      { "roadSegments", 12, 0, 5 },
+      { "dataParameters", 14, 0, 6 },
+      { "restrictionList", 15, 0, 7 },
+      { "regional", 8, 0, 8 },
+   };
+   static const QSXmlGroupDesc groupDesc[10] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 7, 9 },
+      { 3, 6, 9 },
+      { 4, 5, 9 },
+      { 5, 4, 9 },
+      { 6, 3, 9 },
+      { 7, 2, 9 },
+      { 8, 1, 9 },
+      { 9, 0, 9 },
+   };
+   for (int grp = 0; grp < 10; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.layerTypePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.layerIDPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.intersectionsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.roadSegmentsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.dataParametersPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.restrictionListPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_MapData_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_MapData_addGrpC* pv = (ASN1T_ETSI_GrpC_MapData_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MapData_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_MapData_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_MapData_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[7] = {
+      { "msgCnt", 6, 0, 0 },
+      { "rev", 3, 0, 1 },
+      { "timeStamp", 9, 0, 2 },
+      { "anchorPoint", 11, 0, 3 },
+      { "rtcmHeader", 10, 0, 4 },
+      { "msgs", 4, 0, 5 },
+      { "regional", 8, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[8] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 4, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+      { 6, 1, 7 },
+      { 7, 0, 7 },
+   };
+   for (int grp = 0; grp < 8; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.anchorPointPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.rtcmHeaderPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RTCMcorrections_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "timeStamp", 9, 0, 0 },
+      { "name", 4, 0, 1 },
+      { "intersections", 13, 0, 2 },
+      { "regional", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SPAT_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "timeStamp", 9, 0, 0 },
+      { "second", 6, 0, 1 },
+      { "sequenceNumber", 14, 0, 2 },
+      { "requests", 8, 0, 3 },
+      { "requestor", 9, 0, 4 },
+      { "regional", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.sequenceNumberPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.requestsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "timeStamp", 9, 0, 0 },
+      { "second", 6, 0, 1 },
+      { "sequenceNumber", 14, 0, 2 },
+      { "status", 6, 0, 3 },
+      { "regional", 8, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+      { 4, 1, 5 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.sequenceNumberPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "type", 4, 0, 0 },
+      { "speed", 5, 0, 1 },
+      { "confidence", 10, 0, 2 },
+      { "distance", 8, 0, 3 },
+      { "class", 5, 0, 4 },
+      { "regional", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 5, 6 },
+      { 2, 4, 6 },
+      { 3, 3, 6 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.speedPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.confidencePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.distancePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.class_Present = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "AdvisorySpeed", 13, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed();
+      if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "antOffsetX", 10, 0, 0 },
+      { "antOffsetY", 10, 0, 1 },
+      { "antOffsetZ", 10, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[7] = {
+      { "referenceLaneId", 15, 0, 0 },
+      { "offsetXaxis", 11, 0, 1 },
+      { "offsetYaxis", 11, 0, 2 },
+      { "rotateXY", 8, 0, 3 },
+      { "scaleXaxis", 10, 0, 4 },
+      { "scaleYaxis", 10, 0, 5 },
+      { "regional", 8, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[8] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 4, 7 },
+      { 4, 3, 7 },
+      { 5, 2, 7 },
+      { 6, 1, 7 },
+      { 7, 0, 7 },
+   };
+   for (int grp = 0; grp < 8; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.rotateXYPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.scaleXaxisPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.scaleYaxisPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "small", 5, 0, 0 },
+      { "large", 5, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
+      (*pvalue).u.small = pv;
+      if ((stat = XmlDec_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
+      (*pvalue).u.large = pv;
+      if ((stat = XmlDec_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "small", 5, 0, 0 },
+      { "large", 5, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetSm*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetSm));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetSm();
+      (*pvalue).u.small = pv;
+      if ((stat = XmlDec_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pv = (ASN1T_ETSI_DSRC_DrivenLineOffsetLg*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DrivenLineOffsetLg));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_DrivenLineOffsetLg();
+      (*pvalue).u.large = pv;
+      if ((stat = XmlDec_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_ComputedLane_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Connection", 10, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_Connection();
+      if ((stat = XmlDec_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "lane", 4, 0, 0 },
+      { "maneuver", 8, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.maneuverPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[5] = {
+      { "connectingLane", 14, 0, 0 },
+      { "remoteIntersection", 18, 0, 1 },
+      { "signalGroup", 11, 0, 2 },
+      { "userClass", 9, 0, 3 },
+      { "connectionID", 12, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 4, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.remoteIntersectionPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.signalGroupPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.userClassPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.connectionIDPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "connectionID", 12, 0, 0 },
+      { "queueLength", 11, 0, 1 },
+      { "availableStorageLength", 22, 0, 2 },
+      { "waitOnStop", 10, 0, 3 },
+      { "pedBicycleDetect", 16, 0, 4 },
+      { "regional", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 5, 6 },
+      { 2, 4, 6 },
+      { 3, 3, 6 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.queueLengthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.availableStorageLengthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.waitOnStopPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.pedBicycleDetectPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "processMethod", 13, 0, 0 },
+      { "processAgency", 13, 0, 1 },
+      { "lastCheckedDate", 15, 0, 2 },
+      { "geoidUsed", 9, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 4, 4 },
+      { 1, 3, 4 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.processMethodPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).processMethod);
+            if (nbytes < 1 || nbytes > 255) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      case 1:
+         (*pvalue).m.processAgencyPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).processAgency);
+            if (nbytes < 1 || nbytes > 255) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      case 2:
+         (*pvalue).m.lastCheckedDatePresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).lastCheckedDate);
+            if (nbytes < 1 || nbytes > 255) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      case 3:
+         (*pvalue).m.geoidUsedPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).geoidUsed)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).geoidUsed);
+            if (nbytes < 1 || nbytes > 255) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[7] = {
+      { "year", 4, 0, 0 },
+      { "month", 5, 0, 1 },
+      { "day", 3, 0, 2 },
+      { "hour", 4, 0, 3 },
+      { "minute", 6, 0, 4 },
+      { "second", 6, 0, 5 },
+      { "offset", 6, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 7, -1 },
+      { 1, 6, -1 },
+      { 2, 5, -1 },
+      { 3, 4, -1 },
+      { 4, 3, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.yearPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.monthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.dayPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.hourPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.minutePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.secondPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.offsetPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LaneID", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_LaneID();
+      if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[10] = {
+      { "utcTime", 7, 0, 0 },
+      { "long", 4, 0, 1 },
+      { "lat", 3, 0, 2 },
+      { "elevation", 9, 0, 3 },
+      { "heading", 7, 0, 4 },
+      { "speed", 5, 0, 5 },
+      { "posAccuracy", 11, 0, 6 },
+      { "timeConfidence", 14, 0, 7 },
+      { "posConfidence", 13, 0, 8 },
+      { "speedConfidence", 15, 0, 9 },
+   };
+   static const QSXmlGroupDesc groupDesc[11] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 7, 10 },
+      { 4, 6, 10 },
+      { 5, 5, 10 },
+      { 6, 4, 10 },
+      { 7, 3, 10 },
+      { 8, 2, 10 },
+      { 9, 1, 10 },
+      { 10, 0, 10 },
+   };
+   for (int grp = 0; grp < 11; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.utcTimePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.elevationPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.headingPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.speedPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.posAccuracyPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.timeConfidencePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.posConfidencePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.speedConfidencePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[10] = {
+      { "laneID", 6, 0, 0 },
+      { "name", 4, 0, 1 },
+      { "ingressApproach", 15, 0, 2 },
+      { "egressApproach", 14, 0, 3 },
+      { "laneAttributes", 14, 0, 4 },
+      { "maneuvers", 9, 0, 5 },
+      { "nodeList", 8, 0, 6 },
+      { "connectsTo", 10, 0, 7 },
+      { "overlays", 8, 0, 8 },
+      { "regional", 8, 0, 9 },
+   };
+   static const QSXmlGroupDesc groupDesc[11] = {
+      { 0, 1, -1 },
+      { 1, 4, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+      { 7, 3, 10 },
+      { 8, 2, 10 },
+      { 9, 1, 10 },
+      { 10, 0, 10 },
+   };
+   for (int grp = 0; grp < 11; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.ingressApproachPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.egressApproachPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.maneuversPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.connectsToPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.overlaysPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_GenericLane_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pv = (ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "lane", 4, 0, 0 },
+      { "approach", 8, 0, 1 },
+      { "connection", 10, 0, 2 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 3, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_LaneID* pv = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneID();
+      (*pvalue).u.lane = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_ApproachID* pv = (ASN1T_ETSI_DSRC_ApproachID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ApproachID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_ApproachID();
+      (*pvalue).u.approach = pv;
+      if ((stat = XmlDec_ETSI_DSRC_ApproachID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_LaneConnectionID* pv = (ASN1T_ETSI_DSRC_LaneConnectionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneConnectionID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneConnectionID();
+      (*pvalue).u.connection = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[9] = {
+      { "name", 4, 0, 0 },
+      { "id", 2, 0, 1 },
+      { "revision", 8, 0, 2 },
+      { "refPoint", 8, 0, 3 },
+      { "laneWidth", 9, 0, 4 },
+      { "speedLimits", 11, 0, 5 },
+      { "laneSet", 7, 0, 6 },
+      { "preemptPriorityData", 19, 0, 7 },
+      { "regional", 8, 0, 8 },
+   };
+   static const QSXmlGroupDesc groupDesc[10] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 3, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+      { 7, 2, 9 },
+      { 8, 1, 9 },
+      { 9, 0, 9 },
+   };
+   for (int grp = 0; grp < 10; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.laneWidthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.speedLimitsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.preemptPriorityDataPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "IntersectionGeometry", 20, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry();
+      if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "region", 6, 0, 0 },
+      { "id", 2, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.regionPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[10] = {
+      { "name", 4, 0, 0 },
+      { "id", 2, 0, 1 },
+      { "revision", 8, 0, 2 },
+      { "status", 6, 0, 3 },
+      { "moy", 3, 0, 4 },
+      { "timeStamp", 9, 0, 5 },
+      { "enabledLanes", 12, 0, 6 },
+      { "states", 6, 0, 7 },
+      { "maneuverAssistList", 18, 0, 8 },
+      { "regional", 8, 0, 9 },
+   };
+   static const QSXmlGroupDesc groupDesc[11] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 4, -1 },
+      { 5, 3, -1 },
+      { 6, 2, -1 },
+      { 7, 1, -1 },
+      { 8, 2, 10 },
+      { 9, 1, 10 },
+      { 10, 0, 10 },
+   };
+   for (int grp = 0; grp < 11; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 7, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.moyPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.enabledLanesPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.maneuverAssistListPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_IntersectionState_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pv = (ASN1T_ETSI_GrpC_IntersectionState_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_IntersectionState_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_IntersectionState_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_IntersectionState_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "IntersectionState", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_IntersectionState();
+      if ((stat = XmlDec_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[4] = {
+      { "directionalUse", 14, 0, 0 },
+      { "sharedWith", 10, 0, 1 },
+      { "laneType", 8, 0, 2 },
+      { "regional", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pv = (ASN1T_ETSI_GrpC_LaneAttributes_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_LaneAttributes_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_LaneAttributes_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_LaneAttributes_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[7] = {
+      { "pathEndPointAngle", 17, 0, 0 },
+      { "laneCrownPointCenter", 20, 0, 1 },
+      { "laneCrownPointLeft", 18, 0, 2 },
+      { "laneCrownPointRight", 19, 0, 3 },
+      { "laneAngle", 9, 0, 4 },
+      { "speedLimits", 11, 0, 5 },
+      { "regional", 8, 0, 6 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 7, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_DeltaAngle* pv = (ASN1T_ETSI_DSRC_DeltaAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_DeltaAngle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_DeltaAngle();
+      (*pvalue).u.pathEndPointAngle = pv;
+      if ((stat = XmlDec_ETSI_DSRC_DeltaAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointCenter = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointLeft = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_RoadwayCrownAngle* pv = (ASN1T_ETSI_DSRC_RoadwayCrownAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadwayCrownAngle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RoadwayCrownAngle();
+      (*pvalue).u.laneCrownPointRight = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_MergeDivergeNodeAngle* pv = (ASN1T_ETSI_DSRC_MergeDivergeNodeAngle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MergeDivergeNodeAngle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_MergeDivergeNodeAngle();
+      (*pvalue).u.laneAngle = pv;
+      if ((stat = XmlDec_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_SpeedLimitList* pv = (ASN1T_ETSI_DSRC_SpeedLimitList*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SpeedLimitList));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_SpeedLimitList();
+      (*pvalue).u.speedLimits = pv;
+      if ((stat = XmlDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_LaneDataAttribute_regional* pv = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneDataAttribute_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LaneDataAttribute", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute();
+      if ((stat = XmlDec_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "GenericLane", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_GenericLane();
+      if ((stat = XmlDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[8] = {
+      { "vehicle", 7, 0, 0 },
+      { "crosswalk", 9, 0, 1 },
+      { "bikeLane", 8, 0, 2 },
+      { "sidewalk", 8, 0, 3 },
+      { "median", 6, 0, 4 },
+      { "striping", 8, 0, 5 },
+      { "trackedVehicle", 14, 0, 6 },
+      { "parking", 7, 0, 7 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 8, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 9;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Vehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Vehicle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Vehicle();
+      (*pvalue).u.vehicle = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk();
+      (*pvalue).u.crosswalk = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Bike* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Bike*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Bike));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Bike();
+      (*pvalue).u.bikeLane = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk();
+      (*pvalue).u.sidewalk = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Barrier*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Barrier));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Barrier();
+      (*pvalue).u.median = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Striping* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Striping*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Striping));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Striping();
+      (*pvalue).u.striping = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pv = (ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle();
+      (*pvalue).u.trackedVehicle = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_ETSI_DSRC_LaneAttributes_Parking* pv = (ASN1T_ETSI_DSRC_LaneAttributes_Parking*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneAttributes_Parking));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_LaneAttributes_Parking();
+      (*pvalue).u.parking = pv;
+      if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ConnectionManeuverAssist", 24, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist();
+      if ((stat = XmlDec_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "eventState", 10, 0, 0 },
+      { "timing", 6, 0, 1 },
+      { "speeds", 6, 0, 2 },
+      { "regional", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 3, 4 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.timingPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.speedsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_MovementEvent_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pv = (ASN1T_ETSI_GrpC_MovementEvent_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_MovementEvent_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_MovementEvent_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_MovementEvent_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "MovementEvent", 13, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_MovementEvent();
+      if ((stat = XmlDec_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "MovementState", 13, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_MovementState();
+      if ((stat = XmlDec_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "movementName", 12, 0, 0 },
+      { "signalGroup", 11, 0, 1 },
+      { "state-time-speed", 16, 0, 2 },
+      { "maneuverAssistList", 18, 0, 3 },
+      { "regional", 8, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 2, 5 },
+      { 4, 1, 5 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.movementNamePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.maneuverAssistListPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_MovementState_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[7] = {
+      { "localNode", 9, 0, 0 },
+      { "disabled", 8, 0, 1 },
+      { "enabled", 7, 0, 2 },
+      { "data", 4, 0, 3 },
+      { "dWidth", 6, 0, 4 },
+      { "dElevation", 10, 0, 5 },
+      { "regional", 8, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[8] = {
+      { 0, 7, 7 },
+      { 1, 6, 7 },
+      { 2, 5, 7 },
+      { 3, 4, 7 },
+      { 4, 3, 7 },
+      { 5, 2, 7 },
+      { 6, 1, 7 },
+      { 7, 0, 7 },
+   };
+   for (int grp = 0; grp < 8; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.localNodePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.disabledPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.enabledPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.dataPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.dWidthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.dElevationPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pv = (ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_NodeAttributeSet_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ToEnum2, 11, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "NodeAttributeXY", 15, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_NodeAttributeXY();
+      if ((stat = XmlDec_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "lon", 3, 0, 0 },
+      { "lat", 3, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "x", 1, 0, 0 },
+      { "y", 1, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "nodes", 5, 0, 0 },
+      { "computed", 8, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_NodeSetXY* pv = (ASN1T_ETSI_DSRC_NodeSetXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeSetXY));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_NodeSetXY();
+      (*pvalue).u.nodes = pv;
+      if ((stat = XmlDec_ETSI_DSRC_NodeSetXY(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_ComputedLane* pv = (ASN1T_ETSI_DSRC_ComputedLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_ComputedLane();
+      (*pvalue).u.computed = pv;
+      if ((stat = XmlDec_ETSI_DSRC_ComputedLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[8] = {
+      { "node-XY1", 8, 0, 0 },
+      { "node-XY2", 8, 0, 1 },
+      { "node-XY3", 8, 0, 2 },
+      { "node-XY4", 8, 0, 3 },
+      { "node-XY5", 8, 0, 4 },
+      { "node-XY6", 8, 0, 5 },
+      { "node-LatLon", 11, 0, 6 },
+      { "regional", 8, 0, 7 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 8, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_Node_XY_20b* pv = (ASN1T_ETSI_DSRC_Node_XY_20b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_20b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_20b();
+      (*pvalue).u.node_XY1 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_20b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_Node_XY_22b* pv = (ASN1T_ETSI_DSRC_Node_XY_22b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_22b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_22b();
+      (*pvalue).u.node_XY2 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_22b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_ETSI_DSRC_Node_XY_24b* pv = (ASN1T_ETSI_DSRC_Node_XY_24b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_24b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_24b();
+      (*pvalue).u.node_XY3 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_24b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_ETSI_DSRC_Node_XY_26b* pv = (ASN1T_ETSI_DSRC_Node_XY_26b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_26b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_26b();
+      (*pvalue).u.node_XY4 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_26b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_ETSI_DSRC_Node_XY_28b* pv = (ASN1T_ETSI_DSRC_Node_XY_28b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_28b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_28b();
+      (*pvalue).u.node_XY5 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_28b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ETSI_DSRC_Node_XY_32b* pv = (ASN1T_ETSI_DSRC_Node_XY_32b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_XY_32b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_XY_32b();
+      (*pvalue).u.node_XY6 = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_XY_32b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ETSI_DSRC_Node_LLmD_64b* pv = (ASN1T_ETSI_DSRC_Node_LLmD_64b*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Node_LLmD_64b));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_Node_LLmD_64b();
+      (*pvalue).u.node_LatLon = pv;
+      if ((stat = XmlDec_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pv = (ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = XmlDec_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "delta", 5, 0, 0 },
+      { "attributes", 10, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.attributesPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "NodeXY", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_NodeXY();
+      if ((stat = XmlDec_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 2 || (*pvalue).count > 63) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LaneID", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_LaneID();
+      if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "semiMajor", 9, 0, 0 },
+      { "semiMinor", 9, 0, 1 },
+      { "orientation", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "pos", 3, 0, 0 },
+      { "elevation", 9, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "lat", 3, 0, 0 },
+      { "long", 4, 0, 1 },
+      { "elevation", 9, 0, 2 },
+      { "regional", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 2, 4 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.elevationPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_Position3D_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_Position3D_addGrpC* pv = (ASN1T_ETSI_GrpC_Position3D_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Position3D_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_Position3D_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_Position3D_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SignalControlZone", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalControlZone();
+      if ((stat = XmlDec_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "type", 4, 0, 0 },
+      { "speed", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[9] = {
+      { "id", 2, 0, 0 },
+      { "type", 4, 0, 1 },
+      { "position", 8, 0, 2 },
+      { "name", 4, 0, 3 },
+      { "routeName", 9, 0, 4 },
+      { "transitStatus", 13, 0, 5 },
+      { "transitOccupancy", 16, 0, 6 },
+      { "transitSchedule", 15, 0, 7 },
+      { "regional", 8, 0, 8 },
+   };
+   static const QSXmlGroupDesc groupDesc[10] = {
+      { 0, 1, -1 },
+      { 1, 8, 9 },
+      { 2, 7, 9 },
+      { 3, 6, 9 },
+      { 4, 5, 9 },
+      { 5, 4, 9 },
+      { 6, 3, 9 },
+      { 7, 2, 9 },
+      { 8, 1, 9 },
+      { 9, 0, 9 },
+   };
+   for (int grp = 0; grp < 10; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.typePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.positionPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.routeNamePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.transitStatusPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.transitOccupancyPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.transitSchedulePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RequestorDescription_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pv = (ASN1T_ETSI_GrpC_RequestorDescription_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RequestorDescription_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_RequestorDescription_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_RequestorDescription_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "position", 8, 0, 0 },
+      { "heading", 7, 0, 1 },
+      { "speed", 5, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 2, 3 },
+      { 2, 1, 3 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.headingPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.speedPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "role", 4, 0, 0 },
+      { "subrole", 7, 0, 1 },
+      { "request", 7, 0, 2 },
+      { "iso3883", 7, 0, 3 },
+      { "hpmsType", 8, 0, 4 },
+      { "regional", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 5, 6 },
+      { 2, 4, 6 },
+      { 3, 3, 6 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.subrolePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.requestPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.iso3883Present = 1;
+         if ((stat = XmlDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.hpmsTypePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "id", 2, 0, 0 },
+      { "users", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RestrictionClassAssignment", 26, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RestrictionClassAssignment();
+      if ((stat = XmlDec_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 254) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "basicType", 9, 0, 0 },
+      { "regional", 8, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_RestrictionAppliesTo* pv = (ASN1T_ETSI_DSRC_RestrictionAppliesTo*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionAppliesTo));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RestrictionAppliesTo();
+      (*pvalue).u.basicType = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_RestrictionUserType_regional* pv = (ASN1T_ETSI_DSRC_RestrictionUserType_regional*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RestrictionUserType_regional();
+      (*pvalue).u.regional = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RestrictionUserType_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pv = (ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_RestrictionUserType_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RestrictionUserType", 19, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RestrictionUserType();
+      if ((stat = XmlDec_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "GenericLane", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_GenericLane();
+      if ((stat = XmlDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "region", 6, 0, 0 },
+      { "id", 2, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.regionPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[8] = {
+      { "name", 4, 0, 0 },
+      { "id", 2, 0, 1 },
+      { "revision", 8, 0, 2 },
+      { "refPoint", 8, 0, 3 },
+      { "laneWidth", 9, 0, 4 },
+      { "speedLimits", 11, 0, 5 },
+      { "roadLaneSet", 11, 0, 6 },
+      { "regional", 8, 0, 7 },
+   };
+   static const QSXmlGroupDesc groupDesc[9] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 3, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+      { 7, 1, 8 },
+      { 8, 0, 8 },
+   };
+   for (int grp = 0; grp < 9; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.namePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.laneWidthPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.speedLimitsPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RoadSegment_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RoadSegment", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RoadSegment();
+      if ((stat = XmlDec_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "status", 6, 0, 0 },
+      { "offsetSet", 9, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RTCMmessage", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RTCMmessage();
+      if ((stat = XmlDec_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SegmentAttributeXY", 18, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SegmentAttributeXY();
+      if ((stat = XmlDec_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[1] = {
+      { "zone", 4, 0, 0 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 0, 1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "id", 2, 0, 0 },
+      { "request", 7, 0, 1 },
+      { "sequenceNumber", 14, 0, 2 },
+      { "role", 4, 0, 3 },
+      { "typeData", 8, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 2, 5 },
+      { 4, 1, 5 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.rolePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.typeDataPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "id", 2, 0, 0 },
+      { "requestID", 9, 0, 1 },
+      { "requestType", 11, 0, 2 },
+      { "inBoundLane", 11, 0, 3 },
+      { "outBoundLane", 12, 0, 4 },
+      { "regional", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.outBoundLanePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalRequest_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SignalRequestPackage", 20, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage();
+      if ((stat = XmlDec_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "request", 7, 0, 0 },
+      { "minute", 6, 0, 1 },
+      { "second", 6, 0, 2 },
+      { "duration", 8, 0, 3 },
+      { "regional", 8, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 4, 5 },
+      { 2, 3, 5 },
+      { 3, 2, 5 },
+      { 4, 1, 5 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.minutePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.secondPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.durationPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "sequenceNumber", 14, 0, 0 },
+      { "id", 2, 0, 1 },
+      { "sigStatus", 9, 0, 2 },
+      { "regional", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, 4 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalStatus_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SignalStatus", 12, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalStatus();
+      if ((stat = XmlDec_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SignalStatusPackage", 19, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage();
+      if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[8] = {
+      { "requester", 9, 0, 0 },
+      { "inboundOn", 9, 0, 1 },
+      { "outboundOn", 10, 0, 2 },
+      { "minute", 6, 0, 3 },
+      { "second", 6, 0, 4 },
+      { "duration", 8, 0, 5 },
+      { "status", 6, 0, 6 },
+      { "regional", 8, 0, 7 },
+   };
+   static const QSXmlGroupDesc groupDesc[9] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 5, -1 },
+      { 3, 4, -1 },
+      { 4, 3, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+      { 7, 1, 8 },
+      { 8, 0, 8 },
+   };
+   for (int grp = 0; grp < 9; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.requesterPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.outboundOnPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.minutePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.secondPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.durationPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.regionalPresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SEQUENCE", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element();
+      if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "regionId", 8, 0, 0 },
+      { "regExtValue", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecRegionalStart(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+         switch ((*pvalue).regionId) {
+         case 3: {
+            ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pv = (ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC));
+            if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            new (pv) ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC();
+            (*pvalue).regExtValue.t = 1;
+            (*pvalue).regExtValue.u.addGrpC = pv;
+            if ((stat = XmlDec_ETSI_GrpC_SignalStatusPackage_addGrpC(ctxt, pv)) != 0) return LOG_RTERR(ctxt, stat);
+            break;
+         }
+         default:
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).regionId);
+            return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+         }
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "heading", 7, 0, 0 },
+      { "speed", 5, 0, 1 },
+      { "throttle", 8, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RegulatorySpeedLimit", 20, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_RegulatorySpeedLimit();
+      if ((stat = XmlDec_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 9) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "startTime", 9, 0, 0 },
+      { "minEndTime", 10, 0, 1 },
+      { "maxEndTime", 10, 0, 2 },
+      { "likelyTime", 10, 0, 3 },
+      { "confidence", 10, 0, 4 },
+      { "nextTime", 8, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 4, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.startTimePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.maxEndTimePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.likelyTimePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.confidencePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.nextTimePresent = 1;
+         if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 36001) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "transmisson", 11, 0, 0 },
+      { "speed", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "entityID", 8, 0, 0 },
+      { "stationID", 9, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_TemporaryID* pv = (ASN1T_ETSI_DSRC_TemporaryID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_TemporaryID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_TemporaryID();
+      (*pvalue).u.entityID = pv;
+      if ((stat = XmlDec_ETSI_DSRC_TemporaryID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ITS_StationID* pv = (ASN1T_ITS_StationID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ITS_StationID();
+      (*pvalue).u.stationID = pv;
+      if ((stat = XmlDec_ITS_StationID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeuvers* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 28800) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ToEnum2, 22, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -150 || (*pvalue) > 150) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -122 || (*pvalue) > 121) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveName* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   {
+      size_t nbytes = strlen((*pvalue));
+      if (nbytes < 1 || nbytes > 63) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 60) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 12) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -840 || (*pvalue) > 840) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetLg* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetSm* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2047 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 4095) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -4096 || (*pvalue) > 61439) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 28800) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionStatusObject* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Bike* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Parking* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Striping* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnectionID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 100) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_LayerType_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 32767) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDivergeNodeAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -180 || (*pvalue) > 180) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYear* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 527040) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ToEnum2, 9, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -256 || (*pvalue) > 255) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -512 || (*pvalue) > 511) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -1024 || (*pvalue) > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -4096 || (*pvalue) > 4095) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -8192 || (*pvalue) > 8191) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToEnum2, 13, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulatorID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrownAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -2048 || (*pvalue) > 2047) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ToEnum2, 37, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisOrientation* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMinorAxisAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 500) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ToEnum2, 39, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIntervalConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 8191) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue) > 10000) {
       rtxErrAddElemNameParm(ctxt);
       rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));

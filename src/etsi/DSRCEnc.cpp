@@ -8,6 +8,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -8965,5 +8966,3204 @@ int asn1JsonEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* p
    int stat;
    if ((*pvalue) > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "DSRC";
+
+int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgIssueRevision, (const QSUTF8CHAR*)"msgIssueRevision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.layerTypePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LayerType(ctxt, (*pvalue).layerType, (const QSUTF8CHAR*)"layerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.layerIDPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LayerID(ctxt, (*pvalue).layerID, (const QSUTF8CHAR*)"layerID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.intersectionsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections, (const QSUTF8CHAR*)"intersections", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSegmentsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments, (const QSUTF8CHAR*)"roadSegments", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dataParametersPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters, (const QSUTF8CHAR*)"dataParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.restrictionListPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList, (const QSUTF8CHAR*)"restrictionList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_MapData_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"MapData-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt, (const QSUTF8CHAR*)"msgCnt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RTCM_Revision(ctxt, (*pvalue).rev, (const QSUTF8CHAR*)"rev", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.anchorPointPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint, (const QSUTF8CHAR*)"anchorPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rtcmHeaderPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader, (const QSUTF8CHAR*)"rtcmHeader", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs, (const QSUTF8CHAR*)"msgs", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections, (const QSUTF8CHAR*)"intersections", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.requestsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"requests", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor, (const QSUTF8CHAR*)"requestor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.confidencePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distancePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.class_Present) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"AdvisorySpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"offsetXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"offsetYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.rotateXYPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.scaleXaxisPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.scaleYaxisPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"Connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"connectingLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.remoteIntersectionPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"remoteIntersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.signalGroupPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.userClassPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.connectionIDPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.queueLengthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.availableStorageLengthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.waitOnStopPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.pedBicycleDetectPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"ConnectionManeuverAssist-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.processMethodPresent) {
+      {
+         size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processMethod, (const QSUTF8CHAR*)"processMethod", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.processAgencyPresent) {
+      {
+         size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).processAgency, (const QSUTF8CHAR*)"processAgency", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.lastCheckedDatePresent) {
+      {
+         size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).lastCheckedDate, (const QSUTF8CHAR*)"lastCheckedDate", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.geoidUsedPresent) {
+      {
+         size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
+         if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      }
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.monthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dayPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.offsetPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.utcTimePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"utcTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.elevationPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.headingPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.posAccuracyPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"posAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeConfidencePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.posConfidencePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"posConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedConfidencePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.ingressApproachPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.egressApproachPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"laneAttributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuversPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"nodeList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.connectsToPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"connectsTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.overlaysPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays, (const QSUTF8CHAR*)"overlays", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"ConnectionTrajectory-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"laneSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.preemptPriorityDataPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData, (const QSUTF8CHAR*)"preemptPriorityData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"IntersectionGeometry", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.moyPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.enabledLanesPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"enabledLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"states", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverAssistListPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"maneuverAssistList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"IntersectionState-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"IntersectionState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"LaneAttributes-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits), (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional), (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"LaneDataAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 10 || (*pvalue).numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"ConnectionManeuverAssist", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timingPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"timing", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds, (const QSUTF8CHAR*)"speeds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"MovementEvent-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"MovementEvent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"MovementState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.movementNamePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"state-time-speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maneuverAssistListPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"maneuverAssistList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.localNodePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"localNode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.disabledPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"disabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.enabledPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"enabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dataPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"data", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dWidthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dElevationPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"NodeAttributeSet-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 11) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes), (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed), (const QSUTF8CHAR*)"computed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 3 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1), (const QSUTF8CHAR*)"node-XY1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2), (const QSUTF8CHAR*)"node-XY2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3), (const QSUTF8CHAR*)"node-XY3", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4), (const QSUTF8CHAR*)"node-XY4", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5), (const QSUTF8CHAR*)"node-XY5", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6), (const QSUTF8CHAR*)"node-XY6", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon), (const QSUTF8CHAR*)"node-LatLon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional), (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"delta", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"NodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.elevationPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_Position3D_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"Position3D-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"SignalControlZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.typePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.positionPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.routeNamePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitStatusPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitOccupancyPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.transitSchedulePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"RequestorDescription-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.headingPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.subrolePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.requestPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.iso3883Present) {
+      if ((stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hpmsTypePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"users", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"RestrictionClassAssignment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional), (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 3 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"RestrictionUserType-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"RestrictionUserType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.namePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitsPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet, (const QSUTF8CHAR*)"roadLaneSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"RoadSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"offsetSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data), (const QSUTF8CHAR*)"RTCMmessage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.rolePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.typeDataPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"typeData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"inBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.outBoundLanePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane, (const QSUTF8CHAR*)"outBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"SignalRequestPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus, (const QSUTF8CHAR*)"sigStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"SignalStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"SignalStatusPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.requesterPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"requester", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"inboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.outboundOnPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"outboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minutePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.secondPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.regionalPresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).regExtValue.t) {
+   case 1:
+      if ((*pvalue).regExtValue.u.addGrpC == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(ctxt, (*pvalue).regExtValue.u.addGrpC, (const QSUTF8CHAR*)"SignalStatusPackage-addGrpC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).regExtValue.t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"RegulatorySpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.startTimePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maxEndTimePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.likelyTimePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.confidencePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.nextTimePresent) {
+      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 36001) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID), (const QSUTF8CHAR*)"entityID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_AllowedManeuvers(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AllowedManeuvers* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 12 || (*pvalue).numbits > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Angle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Angle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 22) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DDay(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDay value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DeltaAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -150 || value > 150) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DeltaTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DeltaTime value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -122 || value > 121) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DescriptiveName(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DescriptiveName value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   {
+      size_t nbytes = value != 0 ? strlen(value) : 0;
+      if (nbytes < 1 || nbytes > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   }
+   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DHour(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DHour value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DMinute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMinute value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 60) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DMonth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DMonth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DOffset(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DOffset value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -840 || value > 840) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetLg value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DrivenLineOffsetSm value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -2047 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DSecond(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSecond value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DSRCmsgID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DSRCmsgID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_DYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DYear value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -4096 || value > 61439) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_FuelType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FuelType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Heading(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Heading value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 28800) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_IntersectionStatusObject(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionStatusObject* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Barrier* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Bike(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Bike* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Crosswalk* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Parking(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Parking* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Sidewalk* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Striping(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Striping* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_TrackedVehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_Vehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncBitStringExt(ctxt, (*pvalue).numbits, (*pvalue).data, sizeof((*pvalue).data), 0, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneConnectionID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneConnectionID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneDirection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDirection* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 100) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_LaneWidth(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneWidth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MergeDivergeNodeAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -180 || value > 180) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYear value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 527040) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 9) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_MsgCount(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MsgCount value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B09(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B09 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -256 || value > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B10(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B10 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -512 || value > 511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B11(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B11 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -1024 || value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B12 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B13(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B13 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -4096 || value > 4095) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B14(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B14 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -8192 || value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RegionId(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegionId value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 13) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RestrictionClassID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadRegulatorID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadRegulatorID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadSegmentID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RoadwayCrownAngle(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadwayCrownAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Scale_B12(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Scale_B12 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -2048 || value > 2047) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 37) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisAccuracy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMajorAxisOrientation value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SemiMinorAxisAccuracy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 500) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 4 || (*pvalue).numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 39) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIntervalConfidence value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 8191) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 10000) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

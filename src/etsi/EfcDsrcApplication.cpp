@@ -4,6 +4,7 @@
  */
 #include "EfcDsrcApplication.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "AVIAEINumberingAndDataStructures.h"
 #include "EfcDsrcGeneric.h"
@@ -613,6 +614,7 @@ const QSRTEnumTableEntry ASN1T_EuroValue_ENUMTAB[16] = {
 
 const char* ASN1T_EuroValue_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuroValue_ENUMTAB, 16, value);
 }
 
@@ -660,6 +662,7 @@ const QSRTEnumTableEntry ASN1T_CopValue_ENUMTAB[9] = {
 
 const char* ASN1T_CopValue_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 9) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_CopValue_ENUMTAB, 9, value);
 }
 
@@ -949,6 +952,7 @@ const QSRTEnumTableEntry ASN1T_LPN_alphabetIndicator_ENUMTAB[33] = {
 
 const char* ASN1T_LPN_alphabetIndicator_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 33) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, value);
 }
 
@@ -1056,11 +1060,9 @@ ASN1T_PaymentMeansBalance* new_ASN1T_PaymentMeansBalance(ASN1XType& control)
 int asn1Init_SignedValue(ASN1T_SignedValue* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_SignedValue(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1570,6 +1572,7 @@ const QSRTEnumTableEntry ASN1T_StationType_ENUMTAB[16] = {
 
 const char* ASN1T_StationType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_StationType_ENUMTAB, 16, value);
 }
 
@@ -1736,6 +1739,7 @@ const QSRTEnumTableEntry ASN1T_UnitType_ENUMTAB[2] = {
 
 const char* ASN1T_UnitType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_UnitType_ENUMTAB, 2, value);
 }
 
@@ -1861,6 +1865,7 @@ const QSRTEnumTableEntry ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[
 
 const char* ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, value);
 }
 

@@ -7,6 +7,7 @@
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -5563,5 +5564,2361 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleMaxLadenWeight", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleTrainMaximumWeight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWeightUnladen", THIS_FILE, __LINE__);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "EfcDsrcApplication";
+
+int XmlDec_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[5] = {
+      { "maxLadenweightOnAxle1", 21, 0, 0 },
+      { "maxLadenweightOnAxle2", 21, 0, 1 },
+      { "maxLadenweightOnAxle3", 21, 0, 2 },
+      { "maxLadenweightOnAxle4", 21, 0, 3 },
+      { "maxLadenweightOnAxle5", 21, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "attributeId", 11, 0, 0 },
+      { "value", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "channelId", 9, 0, 0 },
+      { "apdu", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "channelId", 9, 0, 0 },
+      { "apdu", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "destinationEID", 14, 0, 0 },
+      { "attributeIdList", 15, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "refund", 6, 0, 0 },
+      { "nonce", 5, 0, 1 },
+      { "key", 3, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "creditResult", 12, 0, 0 },
+      { "creditAuthenticator", 19, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).creditAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "debitPaymentFee", 15, 0, 0 },
+      { "nonce", 5, 0, 1 },
+      { "keyRef", 6, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "debitResult", 11, 0, 0 },
+      { "debitAuthenticator", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).debitAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "posOfFirstInstance", 18, 0, 0 },
+      { "posOfLastInstance", 17, 0, 1 },
+      { "attributeIdList", 15, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "attributeIdList", 15, 0, 0 },
+      { "nonce", 5, 0, 1 },
+      { "keyRef", 6, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).nonce)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "attributeId", 11, 0, 0 },
+      { "value", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "contractRestrictions", 20, 0, 0 },
+      { "contractExpiryDate", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).contractRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).contractRestrictions.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "alphabetIndicator", 17, 0, 1 },
+      { "licencePlateNumber", 18, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "year", 4, 0, 0 },
+      { "month", 5, 0, 1 },
+      { "day", 3, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).month > 12) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).day > 31) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "particulate", 11, 0, 0 },
+      { "absorptionCoeff", 15, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "unitType", 8, 0, 0 },
+      { "value", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).value > 32767) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "driverClass", 11, 0, 0 },
+      { "tripPurpose", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "contractProvider", 16, 0, 0 },
+      { "typeOfContract", 14, 0, 1 },
+      { "contextVersion", 14, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).typeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).typeOfContract.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "euroValue", 9, 0, 0 },
+      { "copValue", 8, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuroValue_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_CopValue_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "engineCapacity", 14, 0, 0 },
+      { "enginePower", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[5] = {
+      { "unitType", 8, 0, 0 },
+      { "emissionCO", 10, 0, 1 },
+      { "emissionHC", 10, 0, 2 },
+      { "emissionNOX", 11, 0, 3 },
+      { "emissionHCNOX", 13, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).emissionCO > 32767) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Int1(QSCTXT* ctxt, ASN1T_Int1* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Int2(QSCTXT* ctxt, ASN1T_Int2* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Int3(QSCTXT* ctxt, ASN1T_Int3* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "alphabetIndicator", 17, 0, 1 },
+      { "licencePlateNumber", 18, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_LPN_alphabetIndicator_ToEnum2, 33, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "numberOfSeats", 13, 0, 0 },
+      { "numberOfStandingPlaces", 22, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "paymentFeeAmount", 16, 0, 0 },
+      { "paymentFeeUnit", 14, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "personalAccountNumber", 21, 0, 0 },
+      { "paymentMeansExpiryDate", 22, 0, 1 },
+      { "pamentMeansUsageControl", 23, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).pamentMeansUsageControl)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).pamentMeansUsageControl.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "positive", 8, 0, 0 },
+      { "negative", 8, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT32();
+      (*pvalue).u.positive = pv;
+      if ((stat = rtXmlpDecUInt(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 8388607) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      QSINT32* pv = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSINT32();
+      (*pvalue).u.negative = pv;
+      if ((stat = rtXmlpDecInt(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < -8388608 || (*pv) > -1) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "positive", 8, 0, 0 },
+      { "negative", 8, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT32* pv = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT32();
+      (*pvalue).u.positive = pv;
+      if ((stat = rtXmlpDecUInt(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 8388607) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      QSINT32* pv = (QSINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSINT32));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSINT32();
+      (*pvalue).u.negative = pv;
+      if ((stat = rtXmlpDecInt(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) < -8388608 || (*pv) > -1) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "countryCode", 11, 0, 0 },
+      { "providerIdentifier", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "purseValue", 10, 0, 0 },
+      { "purseUnit", 9, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "sessionContractProvider", 23, 0, 0 },
+      { "sessionTypeOfContract", 21, 0, 1 },
+      { "sessionContractSerialNumber", 27, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).sessionTypeOfContract.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = XmlDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[13] = {
+      { "sessionTime", 11, 0, 0 },
+      { "sessionServiceProvider", 22, 0, 1 },
+      { "locationOfStation", 17, 0, 2 },
+      { "sessionLocation", 15, 0, 3 },
+      { "sessionType", 11, 0, 4 },
+      { "sessionResult", 13, 0, 5 },
+      { "sessionTariffClass", 18, 0, 6 },
+      { "sessionClaimedClass", 19, 0, 7 },
+      { "sessionFee", 10, 0, 8 },
+      { "sessionContractProvider", 23, 0, 9 },
+      { "sessionTypeOfContract", 21, 0, 10 },
+      { "sessionContextVersion", 21, 0, 11 },
+      { "receiptDataAuthenticator", 24, 0, 12 },
+   };
+   static const QSXmlGroupDesc groupDesc[13] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+      { 7, 1, -1 },
+      { 8, 1, -1 },
+      { 9, 1, -1 },
+      { 10, 1, -1 },
+      { 11, 1, -1 },
+      { 12, 1, -1 },
+   };
+   for (int grp = 0; grp < 13; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).sessionTypeOfContract.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 11:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).receiptDataAuthenticator.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[13] = {
+      { "sessionTime", 11, 0, 0 },
+      { "sessionServiceProvider", 22, 0, 1 },
+      { "locationOfStation", 17, 0, 2 },
+      { "sessionLocation", 15, 0, 3 },
+      { "sessionType", 11, 0, 4 },
+      { "sessionResult", 13, 0, 5 },
+      { "sessionTariffClass", 18, 0, 6 },
+      { "sessionClaimedClass", 19, 0, 7 },
+      { "sessionFee", 10, 0, 8 },
+      { "sessionContractProvider", 23, 0, 9 },
+      { "sessionTypeOfContract", 21, 0, 10 },
+      { "sessionContextVersion", 21, 0, 11 },
+      { "receiptDataAuthenticator", 24, 0, 12 },
+   };
+   static const QSXmlGroupDesc groupDesc[13] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+      { 7, 1, -1 },
+      { 8, 1, -1 },
+      { 9, 1, -1 },
+      { 10, 1, -1 },
+      { 11, 1, -1 },
+      { 12, 1, -1 },
+   };
+   for (int grp = 0; grp < 13; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).sessionTypeOfContract.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 11:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).receiptDataAuthenticator.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[13] = {
+      { "sessionTime", 11, 0, 0 },
+      { "sessionServiceProvider", 22, 0, 1 },
+      { "locationOfStation", 17, 0, 2 },
+      { "sessionLocation", 15, 0, 3 },
+      { "sessionType", 11, 0, 4 },
+      { "sessionResult", 13, 0, 5 },
+      { "sessionTariffClass", 18, 0, 6 },
+      { "sessionClaimedClass", 19, 0, 7 },
+      { "sessionFee", 10, 0, 8 },
+      { "sessionContractProvider", 23, 0, 9 },
+      { "sessionTypeOfContract", 21, 0, 10 },
+      { "sessionContextVersion", 21, 0, 11 },
+      { "receiptDataAuthenticator", 24, 0, 12 },
+   };
+   static const QSXmlGroupDesc groupDesc[13] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+      { 7, 1, -1 },
+      { 8, 1, -1 },
+      { 9, 1, -1 },
+      { 10, 1, -1 },
+      { 11, 1, -1 },
+      { 12, 1, -1 },
+   };
+   for (int grp = 0; grp < 13; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).sessionTypeOfContract)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).sessionTypeOfContract.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 11:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).receiptDataAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).receiptDataAuthenticator.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "personalAccountNumber", 21, 0, 0 },
+      { "sessionPaymentFee", 17, 0, 1 },
+      { "sessionCurrentBalance", 21, 0, 2 },
+      { "receiptFinancialSerialNumber", 28, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[7] = {
+      { "sessionTime", 11, 0, 0 },
+      { "sessionServiceProvider", 22, 0, 1 },
+      { "stationLocation", 15, 0, 2 },
+      { "sessionLocation", 15, 0, 3 },
+      { "typeOfSession", 13, 0, 4 },
+      { "sessionResultOperational", 24, 0, 5 },
+      { "sessionResultFinancial", 22, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+      { 6, 1, -1 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).stationLocation > 1048575) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 3:
+         if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).sessionLocation.data, &(*pvalue).sessionLocation.numbits, sizeof((*pvalue).sessionLocation.data))) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).sessionLocation.numbits);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 4:
+         if ((stat = XmlDec_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16777215) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "sessionTariffClass", 18, 0, 0 },
+      { "sessionClaimedClass", 19, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "ascendingKilometrage", 20, 0, 0 },
+      { "laneCodeNumber", 14, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).laneCodeNumber > 127) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_StationType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "timeDate", 8, 0, 0 },
+      { "timeCompact", 11, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "hours", 5, 0, 0 },
+      { "mins", 4, 0, 1 },
+      { "double-secs", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).hours > 23) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).mins > 59) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).double_secs > 30) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "soundstationary", 15, 0, 0 },
+      { "sounddriveby", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "trailerDetails", 14, 0, 0 },
+      { "trailerMaxLadenWeight", 21, 0, 1 },
+      { "trailerWeightUnladen", 20, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "trailerType", 11, 0, 0 },
+      { "trailerAxles", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "alphabetIndicator", 17, 0, 1 },
+      { "licencePlateNumber", 18, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_UnitType_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "issuerRestrictions", 18, 0, 0 },
+      { "contractExpiryDate", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).issuerRestrictions)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).issuerRestrictions.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "vehicleFirstAxleHeight", 22, 0, 0 },
+      { "vehicleAxlesNumber", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "tyreType", 8, 0, 0 },
+      { "numberOfAxles", 13, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "trailerAxles", 12, 0, 0 },
+      { "tractorAxles", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "vehicleLengthOverall", 20, 0, 0 },
+      { "vehicleHeigthOverall", 20, 0, 1 },
+      { "vehicleWidthOverall", 19, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "alphabetIndicator", 17, 0, 1 },
+      { "licencePlateNumber", 18, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "vin", 3, 0, 0 },
+      { "fill", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).fill.data, &(*pvalue).fill.numbits, sizeof((*pvalue).fill.data))) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).fill.numbits);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "environmentalCharacteristics", 28, 0, 0 },
+      { "engineCharacteristics", 21, 0, 1 },
+      { "descriptiveCharacteristics", 26, 0, 2 },
+      { "futureCharacteristics", 21, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "vehicleMaxLadenWeight", 21, 0, 0 },
+      { "vehicleTrainMaximumWeight", 25, 0, 1 },
+      { "vehicleWeightUnladen", 20, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
    return 0;
 }

@@ -7,6 +7,7 @@
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -2895,5 +2896,1057 @@ int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
    if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "EfcDsrcApplication";
+
+int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle1, (const QSUTF8CHAR*)"maxLadenweightOnAxle1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle2, (const QSUTF8CHAR*)"maxLadenweightOnAxle2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle3, (const QSUTF8CHAR*)"maxLadenweightOnAxle3", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle4, (const QSUTF8CHAR*)"maxLadenweightOnAxle4", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle5, (const QSUTF8CHAR*)"maxLadenweightOnAxle5", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"refund", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).key, (const QSUTF8CHAR*)"key", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).creditResult, (const QSUTF8CHAR*)"creditResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data, (const QSUTF8CHAR*)"creditAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"debitPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).debitResult, (const QSUTF8CHAR*)"debitResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data, (const QSUTF8CHAR*)"debitAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CO2EmissionValue(QSCTXT* ctxt, ASN1T_CO2EmissionValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ContractSerialNumber(QSCTXT* ctxt, ASN1T_ContractSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data, (const QSUTF8CHAR*)"typeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EquipmentOBUId(QSCTXT* ctxt, ASN1T_EquipmentOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 16 || (*pvalue).numbits > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_FutureCharacteristics(QSCTXT* ctxt, ASN1T_FutureCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ICC_Id(QSCTXT* ctxt, ASN1T_ICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Int1(QSCTXT* ctxt, ASN1T_Int1 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Int2(QSCTXT* ctxt, ASN1T_Int2 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Int3(QSCTXT* ctxt, ASN1T_Int3 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Int4(QSCTXT* ctxt, ASN1T_Int4 value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 33) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data, (const QSUTF8CHAR*)"pamentMeansUsageControl", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PaymentMeansUnit(QSCTXT* ctxt, ASN1T_PaymentMeansUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PaymentSecurityData(QSCTXT* ctxt, ASN1T_PaymentSecurityData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PayUnit(QSCTXT* ctxt, ASN1T_PayUnit* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 2 || (*pvalue).numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 10 || (*pvalue).numocts > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"purseValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).purseUnit, (const QSUTF8CHAR*)"purseUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptICC_Id(QSCTXT* ctxt, ASN1T_ReceiptICC_Id* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial, (const QSUTF8CHAR*)"sessionResultFinancial", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptServiceSerialNumber(QSCTXT* ctxt, ASN1T_ReceiptServiceSerialNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 16777215) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptAuthenticator(QSCTXT* ctxt, ASN1T_ReceiptAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ReceiptText(QSCTXT* ctxt, ASN1T_ReceiptText* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ResultFin(QSCTXT* ctxt, ASN1T_ResultFin* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_StationType(QSCTXT* ctxt, ASN1T_StationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"timeCompact", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_trailerType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).numocts, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"vehicleAxlesNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"numberOfAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TrailerAxles(QSCTXT* ctxt, ASN1T_TrailerAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_TractorAxles(QSCTXT* ctxt, ASN1T_TractorAxles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleTotalDistance(QSCTXT* ctxt, ASN1T_VehicleTotalDistance value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleWeightLaden(QSCTXT* ctxt, ASN1T_VehicleWeightLaden value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentMaxTrainWeight value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

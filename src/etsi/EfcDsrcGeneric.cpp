@@ -4,6 +4,7 @@
  */
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include <new>
 #include <string.h>

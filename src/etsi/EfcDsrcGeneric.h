@@ -18,6 +18,9 @@ ASN1T_AttributeIdList* new_ASN1T_AttributeIdList(ASN1XType& control);
 int asn1PE_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 int asn1PD_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 
+int XmlEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
+
 int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 int asn1JsonDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue);
 

@@ -5,6 +5,7 @@
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -67,5 +68,28 @@ int asn1JsonDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       }
    }
    if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "EfcDsrcGeneric";
+
+int XmlDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "INTEGER", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) QSUINT32();
+      if ((stat = rtXmlpDecUInt(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    return 0;
 }

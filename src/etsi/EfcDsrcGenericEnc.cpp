@@ -5,6 +5,7 @@
 #include "EfcDsrcGeneric.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -53,5 +54,20 @@ int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
       if ((stat = rtxTxtWriteUInt(ctxt, (*(QSUINT32*)node->data))) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncClose(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "EfcDsrcGeneric";
+
+int XmlEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = rtXmlEncUInt(ctxt, (*(QSUINT32*)node->data), (const QSUTF8CHAR*)"INTEGER", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include <new>
 #include <string.h>
@@ -11,11 +12,9 @@
 int asn1Init_EuVehicleCategoryCode(ASN1T_EuVehicleCategoryCode* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_EuVehicleCategoryCode(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -79,6 +78,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryL_ENUMTAB[7] = {
 
 const char* ASN1T_EuVehicleCategoryL_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 7) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryL_ENUMTAB, 7, value);
 }
 
@@ -120,6 +120,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryM_ENUMTAB[3] = {
 
 const char* ASN1T_EuVehicleCategoryM_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryM_ENUMTAB, 3, value);
 }
 
@@ -161,6 +162,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryN_ENUMTAB[3] = {
 
 const char* ASN1T_EuVehicleCategoryN_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryN_ENUMTAB, 3, value);
 }
 
@@ -203,6 +205,7 @@ const QSRTEnumTableEntry ASN1T_EuVehicleCategoryO_ENUMTAB[4] = {
 
 const char* ASN1T_EuVehicleCategoryO_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_EuVehicleCategoryO_ENUMTAB, 4, value);
 }
 

@@ -150,6 +150,19 @@ int asn1PD_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue);
 int asn1PE_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value);
 int asn1PD_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue);
 
+int XmlEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue);
+int XmlEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue);
+int XmlEnc_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue);
+int XmlEnc_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue);
+int XmlEnc_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue);
+int XmlEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue);
+
 int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue);
 int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue);
 int asn1JsonEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue);

@@ -5,6 +5,7 @@
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -276,5 +277,110 @@ int asn1JsonDec_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalu
 {
    int stat;
    if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "ElectronicRegistrationIdentificationVehicleDataModule";
+
+int XmlDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[6] = {
+      { "euVehicleCategoryL", 18, 0, 0 },
+      { "euVehicleCategoryM", 18, 0, 1 },
+      { "euVehicleCategoryN", 18, 0, 2 },
+      { "euVehicleCategoryO", 18, 0, 3 },
+      { "euVehilcleCategoryT", 19, 0, 4 },
+      { "euVehilcleCategoryG", 19, 0, 5 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 6, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_EuVehicleCategoryL* pv = (ASN1T_EuVehicleCategoryL*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryL));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EuVehicleCategoryL();
+      (*pvalue).u.euVehicleCategoryL = pv;
+      if ((stat = XmlDec_EuVehicleCategoryL(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_EuVehicleCategoryM* pv = (ASN1T_EuVehicleCategoryM*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryM));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EuVehicleCategoryM();
+      (*pvalue).u.euVehicleCategoryM = pv;
+      if ((stat = XmlDec_EuVehicleCategoryM(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_EuVehicleCategoryN* pv = (ASN1T_EuVehicleCategoryN*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryN));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EuVehicleCategoryN();
+      (*pvalue).u.euVehicleCategoryN = pv;
+      if ((stat = XmlDec_EuVehicleCategoryN(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_EuVehicleCategoryO* pv = (ASN1T_EuVehicleCategoryO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryO));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EuVehicleCategoryO();
+      (*pvalue).u.euVehicleCategoryO = pv;
+      if ((stat = XmlDec_EuVehicleCategoryO(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      if ((stat = rtXmlDecEmptyElement(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      if ((stat = rtXmlDecEmptyElement(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryL_ToEnum2, 6, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryM_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryN_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryO_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -5,6 +5,7 @@
 #include "ElectronicRegistrationIdentificationVehicleDataModule.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -223,5 +224,88 @@ int asn1JsonEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalu
 {
    int stat;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "ElectronicRegistrationIdentificationVehicleDataModule";
+
+int XmlEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EuVehicleCategoryL(ctxt, (*(*pvalue).u.euVehicleCategoryL), (const QSUTF8CHAR*)"euVehicleCategoryL", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EuVehicleCategoryM(ctxt, (*(*pvalue).u.euVehicleCategoryM), (const QSUTF8CHAR*)"euVehicleCategoryM", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EuVehicleCategoryN(ctxt, (*(*pvalue).u.euVehicleCategoryN), (const QSUTF8CHAR*)"euVehicleCategoryN", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EuVehicleCategoryO(ctxt, (*(*pvalue).u.euVehicleCategoryO), (const QSUTF8CHAR*)"euVehicleCategoryO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((stat = rtXmlEncNull(ctxt, (const QSUTF8CHAR*)"euVehilcleCategoryT", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((stat = rtXmlEncNull(ctxt, (const QSUTF8CHAR*)"euVehilcleCategoryG", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 6) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuVehicleCategoryL_ENUMTAB, 7, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuVehicleCategoryM_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuVehicleCategoryN_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_EuVehicleCategoryO_ENUMTAB, 4, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

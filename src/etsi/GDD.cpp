@@ -4,6 +4,7 @@
  */
 #include "GDD.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include <new>
 #include <string.h>
@@ -67,11 +68,9 @@ ASN1T_GddStructure_pictogramCode* new_ASN1T_GddStructure_pictogramCode(ASN1XType
 int asn1Init_GddStructure_pictogramCode_serviceCategoryCode(ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_GddStructure_pictogramCode_serviceCategoryCode(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -132,6 +131,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_tr
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, value);
 }
 
@@ -171,6 +171,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_pu
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 1) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, value);
 }
 
@@ -211,6 +212,7 @@ const QSRTEnumTableEntry ASN1T_GddStructure_pictogramCode_serviceCategoryCode_am
 
 const char* ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, value);
 }
 
@@ -273,11 +275,9 @@ ASN1T_GddAttributes* new_ASN1T_GddAttributes(ASN1XType& control)
 int asn1Init_GddAttribute(ASN1T_GddAttribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_GddAttribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "GDD.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -3158,5 +3159,1269 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "GDD";
+
+int XmlDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "pictogramCode", 13, 0, 0 },
+      { "attributes", 10, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.attributesPresent = 1;
+         if ((stat = XmlDec_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "serviceCategoryCode", 19, 0, 1 },
+      { "pictogramCategoryCode", 21, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.countryCodePresent = 1;
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).countryCode.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = XmlDec_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "trafficSignPictogram", 20, 0, 0 },
+      { "publicFacilitiesPictogram", 25, 0, 1 },
+      { "ambientOrRoadConditionPictogram", 31, 0, 2 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 3, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram();
+      (*pvalue).u.trafficSignPictogram = pv;
+      if ((stat = XmlDec_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram();
+      (*pvalue).u.publicFacilitiesPictogram = pv;
+      if ((stat = XmlDec_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pv = (ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram();
+      (*pvalue).u.ambientOrRoadConditionPictogram = pv;
+      if ((stat = XmlDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToEnum2, 0, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "nature", 6, 0, 0 },
+      { "serialNumber", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).serialNumber > 99) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "GddAttribute", 12, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_GddAttribute();
+      if ((stat = XmlDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[10] = {
+      { "dtm", 3, 0, 0 },
+      { "edt", 3, 0, 1 },
+      { "dfl", 3, 0, 2 },
+      { "ved", 3, 0, 3 },
+      { "spe", 3, 0, 4 },
+      { "roi", 3, 0, 5 },
+      { "dbv", 3, 0, 6 },
+      { "ddd", 3, 0, 7 },
+      { "set", 3, 0, 8 },
+      { "nol", 3, 0, 9 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 10, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_InternationalSign_applicablePeriod* pv = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_applicablePeriod();
+      (*pvalue).u.dtm = pv;
+      if ((stat = XmlDec_InternationalSign_applicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_InternationalSign_exemptedApplicablePeriod* pv = (ASN1T_InternationalSign_exemptedApplicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_exemptedApplicablePeriod));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_exemptedApplicablePeriod();
+      (*pvalue).u.edt = pv;
+      if ((stat = XmlDec_InternationalSign_exemptedApplicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_InternationalSign_directionalFlowOfLane* pv = (ASN1T_InternationalSign_directionalFlowOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_directionalFlowOfLane));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_directionalFlowOfLane();
+      (*pvalue).u.dfl = pv;
+      if ((stat = XmlDec_InternationalSign_directionalFlowOfLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_InternationalSign_applicableVehicleDimensions* pv = (ASN1T_InternationalSign_applicableVehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicableVehicleDimensions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_applicableVehicleDimensions();
+      (*pvalue).u.ved = pv;
+      if ((stat = XmlDec_InternationalSign_applicableVehicleDimensions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_InternationalSign_speedLimits* pv = (ASN1T_InternationalSign_speedLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_speedLimits));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_speedLimits();
+      (*pvalue).u.spe = pv;
+      if ((stat = XmlDec_InternationalSign_speedLimits(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_InternationalSign_rateOfIncline* pv = (ASN1T_InternationalSign_rateOfIncline*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_rateOfIncline));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_rateOfIncline();
+      (*pvalue).u.roi = pv;
+      if ((stat = XmlDec_InternationalSign_rateOfIncline(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_InternationalSign_distanceBetweenVehicles* pv = (ASN1T_InternationalSign_distanceBetweenVehicles*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_distanceBetweenVehicles));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_distanceBetweenVehicles();
+      (*pvalue).u.dbv = pv;
+      if ((stat = XmlDec_InternationalSign_distanceBetweenVehicles(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_InternationalSign_destinationInformation* pv = (ASN1T_InternationalSign_destinationInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_destinationInformation));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_destinationInformation();
+      (*pvalue).u.ddd = pv;
+      if ((stat = XmlDec_InternationalSign_destinationInformation(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   case 8: {
+      ASN1T_InternationalSign_section* pv = (ASN1T_InternationalSign_section*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_section));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_section();
+      (*pvalue).u.set = pv;
+      if ((stat = XmlDec_InternationalSign_section(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 9;
+      break;
+   }
+   case 9: {
+      ASN1T_InternationalSign_numberOfLane* pv = (ASN1T_InternationalSign_numberOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_numberOfLane));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_numberOfLane();
+      (*pvalue).u.nol = pv;
+      if ((stat = XmlDec_InternationalSign_numberOfLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 10;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "year", 4, 0, 0 },
+      { "month-day", 9, 0, 1 },
+      { "repeatingPeriodDayTypes", 23, 0, 2 },
+      { "hourMinutes", 11, 0, 3 },
+      { "dateRangeOfWeek", 15, 0, 4 },
+      { "durationHourMinute", 18, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 6, -1 },
+      { 1, 5, -1 },
+      { 2, 4, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.yearPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.month_dayPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
+         if ((stat = XmlDec_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.hourMinutesPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.dateRangeOfWeekPresent = 1;
+         if ((stat = XmlDec_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.durationHourMinutePresent = 1;
+         if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "yearRangeStartYear", 18, 0, 0 },
+      { "yearRangeEndYear", 16, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "dateRangeStartMonthDay", 22, 0, 0 },
+      { "dateRangeEndMonthDay", 20, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "timeRangeStartTime", 18, 0, 0 },
+      { "timeRangeEndTime", 16, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "year", 4, 0, 0 },
+      { "month-day", 9, 0, 1 },
+      { "repeatingPeriodDayTypes", 23, 0, 2 },
+      { "hourMinutes", 11, 0, 3 },
+      { "dateRangeOfWeek", 15, 0, 4 },
+      { "durationHourMinute", 18, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 6, -1 },
+      { 1, 5, -1 },
+      { 2, 4, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.yearPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.month_dayPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.repeatingPeriodDayTypesPresent = 1;
+         if ((stat = XmlDec_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.hourMinutesPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.dateRangeOfWeekPresent = 1;
+         if ((stat = XmlDec_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.durationHourMinutePresent = 1;
+         if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_directionalFlowOfLane* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[4] = {
+      { "vehicleHeight", 13, 0, 0 },
+      { "vehicleWidth", 12, 0, 1 },
+      { "vehicleLength", 13, 0, 2 },
+      { "vehicleWeight", 13, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 4, -1 },
+      { 1, 3, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.vehicleHeightPresent = 1;
+         if ((stat = XmlDec_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.vehicleWidthPresent = 1;
+         if ((stat = XmlDec_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.vehicleLengthPresent = 1;
+         if ((stat = XmlDec_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.vehicleWeightPresent = 1;
+         if ((stat = XmlDec_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "speedLimitMax", 13, 0, 0 },
+      { "speedLimitMin", 13, 0, 1 },
+      { "unit", 4, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.speedLimitMaxPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).speedLimitMax > 250) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         (*pvalue).m.speedLimitMinPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).speedLimitMin > 250) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unit > 1) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign_rateOfIncline* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 32) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "value", 5, 0, 0 },
+      { "unit", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[4] = {
+      { "junctionDirection", 17, 0, 0 },
+      { "roundaboutCwDirection", 21, 0, 1 },
+      { "roundaboutCcwDirection", 22, 0, 2 },
+      { "ioList", 6, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 4, -1 },
+      { 1, 3, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.junctionDirectionPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         (*pvalue).m.roundaboutCwDirectionPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         (*pvalue).m.roundaboutCcwDirectionPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 3:
+         if ((stat = XmlDec_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "startingPointLength", 19, 0, 0 },
+      { "continuityLength", 16, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.startingPointLengthPresent = 1;
+         if ((stat = XmlDec_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.continuityLengthPresent = 1;
+         if ((stat = XmlDec_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_numberOfLane* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 99) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "DDD-IO", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_DDD_IO();
+      if ((stat = XmlDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[8] = {
+      { "arrowDirection", 14, 0, 0 },
+      { "destPlace", 9, 0, 1 },
+      { "destRoad", 8, 0, 2 },
+      { "roadNumberIdentifier", 20, 0, 3 },
+      { "streetName", 10, 0, 4 },
+      { "streetNameText", 14, 0, 5 },
+      { "distanceToDivergingPoint", 24, 0, 6 },
+      { "distanceToDestinationPlace", 26, 0, 7 },
+   };
+   static const QSXmlGroupDesc groupDesc[8] = {
+      { 0, 1, -1 },
+      { 1, 7, -1 },
+      { 2, 6, -1 },
+      { 3, 5, -1 },
+      { 4, 4, -1 },
+      { 5, 3, -1 },
+      { 6, 2, -1 },
+      { 7, 1, -1 },
+   };
+   for (int grp = 0; grp < 8; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).arrowDirection > 7) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         (*pvalue).m.destPlacePresent = 1;
+         if ((stat = XmlDec_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.destRoadPresent = 1;
+         if ((stat = XmlDec_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.roadNumberIdentifierPresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 4:
+         (*pvalue).m.streetNamePresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 5:
+         (*pvalue).m.streetNameTextPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.distanceToDivergingPointPresent = 1;
+         if ((stat = XmlDec_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.distanceToDestinationPlacePresent = 1;
+         if ((stat = XmlDec_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[5] = {
+      { "destType", 8, 0, 0 },
+      { "destRSCode", 10, 0, 1 },
+      { "destBlob", 8, 0, 2 },
+      { "placeNameIdentification", 23, 0, 3 },
+      { "placeNameText", 13, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 4, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.destRSCodePresent = 1;
+         if ((stat = XmlDec_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.destBlobPresent = 1;
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).destBlob)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.placeNameIdentificationPresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 4:
+         (*pvalue).m.placeNameTextPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "DestinationPlace", 16, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_DestinationPlace();
+      if ((stat = XmlDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "derType", 7, 0, 0 },
+      { "roadNumberIdentifier", 20, 0, 1 },
+      { "roadNumberText", 14, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.roadNumberIdentifierPresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         (*pvalue).m.roadNumberTextPresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "DestinationRoad", 15, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_DestinationRoad();
+      if ((stat = XmlDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "value", 5, 0, 0 },
+      { "unit", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "value", 5, 0, 0 },
+      { "unit", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "hours", 5, 0, 0 },
+      { "mins", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).hours > 23) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).mins > 59) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "month", 5, 0, 0 },
+      { "day", 3, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).month < 1 || (*pvalue).month > 12) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).day < 1 || (*pvalue).day > 31) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "value", 5, 0, 0 },
+      { "unit", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
    return 0;
 }

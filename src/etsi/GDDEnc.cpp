@@ -5,6 +5,7 @@
 #include "GDD.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -1677,5 +1678,594 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "GDD";
+
+int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = XmlEnc_GddAttributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.countryCodePresent) {
+      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"GddAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 9:
+      if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set), (const QSUTF8CHAR*)"set", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 10:
+      if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_numberOfLane(ctxt, (*(*pvalue).u.nol), (const QSUTF8CHAR*)"nol", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.month_dayPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
+      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourMinutesPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dateRangeOfWeekPresent) {
+      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationHourMinutePresent) {
+      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"dateRangeStartMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"dateRangeEndMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"timeRangeStartTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"timeRangeEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.yearPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.month_dayPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
+      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.hourMinutesPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.dateRangeOfWeekPresent) {
+      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.durationHourMinutePresent) {
+      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_directionalFlowOfLane value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < 1 || value > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.vehicleHeightPresent) {
+      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"vehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleWidthPresent) {
+      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleLengthPresent) {
+      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleWeightPresent) {
+      if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"vehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.speedLimitMaxPresent) {
+      if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.speedLimitMinPresent) {
+      if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_InternationalSign_rateOfIncline value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < 1 || value > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.junctionDirectionPresent) {
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roundaboutCwDirectionPresent) {
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roundaboutCcwDirectionPresent) {
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.startingPointLengthPresent) {
+      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"startingPointLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.continuityLengthPresent) {
+      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"continuityLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_InternationalSign_numberOfLane(QSCTXT* ctxt, ASN1T_InternationalSign_numberOfLane value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Code_Units(QSCTXT* ctxt, ASN1T_Code_Units value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DayOfWeek(QSCTXT* ctxt, ASN1T_DayOfWeek* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"DDD-IO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.destPlacePresent) {
+      if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.destRoadPresent) {
+      if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"destRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.streetNamePresent) {
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.streetNameTextPresent) {
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distanceToDivergingPointPresent) {
+      if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.distanceToDestinationPlacePresent) {
+      if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"distanceToDestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.destRSCodePresent) {
+      if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"destRSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.destBlobPresent) {
+      if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data, (const QSUTF8CHAR*)"destBlob", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.placeNameIdentificationPresent) {
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.placeNameTextPresent) {
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"DestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadNumberTextPresent) {
+      if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"DestinationRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationRoadType(QSCTXT* ctxt, ASN1T_DestinationRoadType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTypes* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).numbits, (*pvalue).data, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4,6 +4,7 @@
  */
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include <new>
 #include <string.h>
@@ -205,6 +206,7 @@ const QSRTEnumTableEntry ASN1T_ITS_AltitudeConfidence_ENUMTAB[16] = {
 
 const char* ASN1T_ITS_AltitudeConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, value);
 }
 
@@ -964,6 +966,7 @@ const QSRTEnumTableEntry ASN1T_ITS_CurvatureConfidence_ENUMTAB[8] = {
 
 const char* ASN1T_ITS_CurvatureConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, value);
 }
 
@@ -1005,6 +1008,7 @@ const QSRTEnumTableEntry ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[3] = {
 
 const char* ASN1T_ITS_CurvatureCalculationMode_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, value);
 }
 
@@ -1153,6 +1157,7 @@ const QSRTEnumTableEntry ASN1T_ITS_HardShoulderStatus_ENUMTAB[3] = {
 
 const char* ASN1T_ITS_HardShoulderStatus_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, value);
 }
 
@@ -1297,6 +1302,7 @@ const QSRTEnumTableEntry ASN1T_ITS_DriveDirection_ENUMTAB[3] = {
 
 const char* ASN1T_ITS_DriveDirection_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_DriveDirection_ENUMTAB, 3, value);
 }
 
@@ -1528,6 +1534,7 @@ const QSRTEnumTableEntry ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[20] = {
 
 const char* ASN1T_ITS_DangerousGoodsBasic_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 20) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, value);
 }
 
@@ -1733,6 +1740,7 @@ const QSRTEnumTableEntry ASN1T_ITS_RequestResponseIndication_ENUMTAB[2] = {
 
 const char* ASN1T_ITS_RequestResponseIndication_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, value);
 }
 
@@ -1792,6 +1800,7 @@ const QSRTEnumTableEntry ASN1T_ITS_StationarySince_ENUMTAB[4] = {
 
 const char* ASN1T_ITS_StationarySince_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_StationarySince_ENUMTAB, 4, value);
 }
 
@@ -1851,6 +1860,7 @@ const QSRTEnumTableEntry ASN1T_ITS_TrafficRule_ENUMTAB[4] = {
 
 const char* ASN1T_ITS_TrafficRule_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_TrafficRule_ENUMTAB, 4, value);
 }
 
@@ -1963,6 +1973,7 @@ const QSRTEnumTableEntry ASN1T_ITS_PositioningSolutionType_ENUMTAB[6] = {
 
 const char* ASN1T_ITS_PositioningSolutionType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 6) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, value);
 }
 
@@ -2148,6 +2159,7 @@ const QSRTEnumTableEntry ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[5] 
 
 const char* ASN1T_ITS_VehicleLengthConfidenceIndication_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 5) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, value);
 }
 
@@ -2261,6 +2273,7 @@ const QSRTEnumTableEntry ASN1T_ITS_RoadType_ENUMTAB[4] = {
 
 const char* ASN1T_ITS_RoadType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_RoadType_ENUMTAB, 4, value);
 }
 
@@ -2384,6 +2397,7 @@ const QSRTEnumTableEntry ASN1T_ITS_VehicleRole_ENUMTAB[16] = {
 
 const char* ASN1T_ITS_VehicleRole_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 16) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_VehicleRole_ENUMTAB, 16, value);
 }
 
@@ -2466,6 +2480,7 @@ const QSRTEnumTableEntry ASN1T_ITS_YawRateConfidence_ENUMTAB[9] = {
 
 const char* ASN1T_ITS_YawRateConfidence_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 9) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, value);
 }
 
@@ -2506,6 +2521,7 @@ const QSRTEnumTableEntry ASN1T_ITS_ProtectedZoneType_ENUMTAB[2] = {
 
 const char* ASN1T_ITS_ProtectedZoneType_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, value);
 }
 
@@ -2552,6 +2568,7 @@ const QSRTEnumTableEntry ASN1T_ITS_RelevanceDistance_ENUMTAB[8] = {
 
 const char* ASN1T_ITS_RelevanceDistance_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 8) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, value);
 }
 
@@ -2594,6 +2611,7 @@ const QSRTEnumTableEntry ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[4] = {
 
 const char* ASN1T_ITS_RelevanceTrafficDirection_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 4) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, value);
 }
 

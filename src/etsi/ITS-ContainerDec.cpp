@@ -5,6 +5,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -4896,6 +4897,2054 @@ int asn1JsonDec_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
       if (nbytes < 1 || nbytes > 16) {
          rtxErrAddElemNameParm(ctxt);
          rtxErrAddSizeParm(ctxt, nbytes);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+   }
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "ITS-Container";
+
+int XmlDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "protocolVersion", 15, 0, 0 },
+      { "messageID", 9, 0, 1 },
+      { "stationID", 9, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ItsPduHeader_messageID(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader_messageID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "latitude", 8, 0, 0 },
+      { "longitude", 9, 0, 1 },
+      { "positionConfidenceEllipse", 25, 0, 2 },
+      { "altitude", 8, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "deltaLatitude", 13, 0, 0 },
+      { "deltaLongitude", 14, 0, 1 },
+      { "deltaAltitude", 13, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_Longitude(QSCTXT* ctxt, ASN1T_ITS_Longitude* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -1800000000 || (*pvalue) > 1800000001) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -900000000 || (*pvalue) > 900000001) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "altitudeValue", 13, 0, 0 },
+      { "altitudeConfidence", 18, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -100000 || (*pvalue) > 800001) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_AltitudeConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_DeltaLongitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLongitude* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -131071 || (*pvalue) > 131072) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DeltaLatitude(QSCTXT* ctxt, ASN1T_ITS_DeltaLatitude* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -131071 || (*pvalue) > 131072) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -12700 || (*pvalue) > 12800) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "semiMajorConfidence", 19, 0, 0 },
+      { "semiMinorConfidence", 19, 0, 1 },
+      { "semiMajorOrientation", 20, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "pathPosition", 12, 0, 0 },
+      { "pathDeltaTime", 13, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.pathDeltaTimePresent = 1;
+         if ((stat = XmlDec_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "ptActivationType", 16, 0, 0 },
+      { "ptActivationData", 16, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PtActivationType(QSCTXT* ctxt, ASN1T_ITS_PtActivationType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_PtActivationData(QSCTXT* ctxt, ASN1T_ITS_PtActivationData* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numocts < 1 || (*pvalue).numocts > 20) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numocts);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_AccelerationControl(QSCTXT* ctxt, ASN1T_ITS_AccelerationControl* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 4095) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "causeCode", 9, 0, 0 },
+      { "subCauseCode", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CauseCodeType(QSCTXT* ctxt, ASN1T_ITS_CauseCodeType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_SubCauseCodeType(QSCTXT* ctxt, ASN1T_ITS_SubCauseCodeType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_TrafficConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_TrafficConditionSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_AccidentSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AccidentSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_RoadworksSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RoadworksSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HumanPresenceOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanPresenceOnTheRoadSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_WrongWayDrivingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_WrongWayDrivingSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_ExtremeWeatherConditionSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_AdverseWeatherCondition_AdhesionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_AdhesionSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_AdverseWeatherCondition_VisibilitySubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_VisibilitySubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_AdverseWeatherCondition_PrecipitationSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_SlowVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SlowVehicleSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_StationaryVehicleSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_StationaryVehicleSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HumanProblemSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HumanProblemSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_EmergencyVehicleApproachingSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_EmergencyVehicleApproachingSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HazardousLocation_DangerousCurveSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_DangerousCurveSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HazardousLocation_SurfaceConditionSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_SurfaceConditionSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_ObstacleOnTheRoadSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_HazardousLocation_AnimalOnTheRoadSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_CollisionRiskSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_CollisionRiskSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_SignalViolationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_SignalViolationSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_RescueAndRecoveryWorkInProgressSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_RescueAndRecoveryWorkInProgressSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_DangerousEndOfQueueSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousEndOfQueueSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_DangerousSituationSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_DangerousSituationSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_VehicleBreakdownSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_VehicleBreakdownSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCauseCode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "curvatureValue", 14, 0, 0 },
+      { "curvatureConfidence", 19, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -1023 || (*pvalue) > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_CurvatureConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalculationMode* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_CurvatureCalculationMode_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "headingValue", 12, 0, 0 },
+      { "headingConfidence", 17, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_HeadingValue(QSCTXT* ctxt, ASN1T_ITS_HeadingValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 3601) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_HeadingConfidence(QSCTXT* ctxt, ASN1T_ITS_HeadingConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -1 || (*pvalue) > 14) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "innerhardShoulderStatus", 23, 0, 0 },
+      { "outerhardShoulderStatus", 23, 0, 1 },
+      { "drivingLaneStatus", 17, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 3, 3 },
+      { 1, 2, 3 },
+      { 2, 1, 3 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.innerhardShoulderStatusPresent = 1;
+         if ((stat = XmlDec_ITS_HardShoulderStatus(ctxt, &(*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.outerhardShoulderStatusPresent = 1;
+         if ((stat = XmlDec_ITS_HardShoulderStatus(ctxt, &(*pvalue).outerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.drivingLaneStatusPresent = 1;
+         if ((stat = XmlDec_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_DrivingLaneStatus(QSCTXT* ctxt, ASN1T_ITS_DrivingLaneStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 1 || (*pvalue).numbits > 13) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PerformanceClass(QSCTXT* ctxt, ASN1T_ITS_PerformanceClass* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SpeedValue(QSCTXT* ctxt, ASN1T_ITS_SpeedValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 16383) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SpeedConfidence(QSCTXT* ctxt, ASN1T_ITS_SpeedConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 1024) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "speedValue", 10, 0, 0 },
+      { "speedConfidence", 15, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_DriveDirection_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "longitudinalAccelerationValue", 29, 0, 0 },
+      { "longitudinalAccelerationConfidence", 34, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_LongitudinalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAccelerationValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -160 || (*pvalue) > 161) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 102) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "lateralAccelerationValue", 24, 0, 0 },
+      { "lateralAccelerationConfidence", 29, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerationValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -160 || (*pvalue) > 161) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "verticalAccelerationValue", 25, 0, 0 },
+      { "verticalAccelerationConfidence", 30, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VerticalAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_VerticalAccelerationValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -160 || (*pvalue) > 161) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_StationType(QSCTXT* ctxt, ASN1T_ITS_StationType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 8 || (*pvalue).numbits > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ToEnum2, 19, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[8] = {
+      { "dangerousGoodsType", 18, 0, 0 },
+      { "unNumber", 8, 0, 1 },
+      { "elevatedTemperature", 19, 0, 2 },
+      { "tunnelsRestricted", 17, 0, 3 },
+      { "limitedQuantity", 15, 0, 4 },
+      { "emergencyActionCode", 19, 0, 5 },
+      { "phoneNumber", 11, 0, 6 },
+      { "companyName", 11, 0, 7 },
+   };
+   static const QSXmlGroupDesc groupDesc[9] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 3, 8 },
+      { 6, 2, 8 },
+      { 7, 1, 8 },
+      { 8, 0, 8 },
+   };
+   for (int grp = 0; grp < 9; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).unNumber > 9999) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unNumber);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.emergencyActionCodePresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).emergencyActionCode)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).emergencyActionCode);
+            if (nbytes < 1 || nbytes > 24) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      case 6:
+         (*pvalue).m.phoneNumberPresent = 1;
+         if ((stat = XmlDec_ITS_PhoneNumber(ctxt, &(*pvalue).phoneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.companyNamePresent = 1;
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).companyName)) != 0) return LOG_RTERR(ctxt, stat);
+         {
+            size_t nbytes = strlen((*pvalue).companyName);
+            if (nbytes < 1 || nbytes > 24) {
+               rtxErrAddElemNameParm(ctxt);
+               rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            }
+         }
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SpecialTransportType(QSCTXT* ctxt, ASN1T_ITS_SpecialTransportType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 4 || (*pvalue).numbits > 4) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_LightBarSirenInUse(QSCTXT* ctxt, ASN1T_ITS_LightBarSirenInUse* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_HeightLonCarr(QSCTXT* ctxt, ASN1T_ITS_HeightLonCarr* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 100) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PosLonCarr(QSCTXT* ctxt, ASN1T_ITS_PosLonCarr* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PosPillar(QSCTXT* ctxt, ASN1T_ITS_PosPillar* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 30) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 63) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponseIndication* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_StationarySince_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -60 || (*pvalue) > 67) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_TrafficRule_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_WheelBaseVehicle(QSCTXT* ctxt, ASN1T_ITS_WheelBaseVehicle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_TurningRadius(QSCTXT* ctxt, ASN1T_ITS_TurningRadius* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PosFrontAx(QSCTXT* ctxt, ASN1T_ITS_PosFrontAx* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 20) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 20 || (*pvalue).numbits > 20) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSolutionType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_PositioningSolutionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[2] = {
+      { "wMInumber", 9, 0, 0 },
+      { "vDS", 3, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, 2 },
+      { 1, 1, 2 },
+      { 2, 0, 2 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.wMInumberPresent = 1;
+         if ((stat = XmlDec_ITS_WMInumber(ctxt, &(*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.vDSPresent = 1;
+         if ((stat = XmlDec_ITS_VDS(ctxt, &(*pvalue).vDS)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_WMInumber(QSCTXT* ctxt, ASN1T_ITS_WMInumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   {
+      size_t nbytes = strlen((*pvalue));
+      if (nbytes < 1 || nbytes > 3) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VDS(QSCTXT* ctxt, ASN1T_ITS_VDS* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   {
+      size_t nbytes = strlen((*pvalue));
+      if (nbytes < 6 || nbytes > 6) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+   }
+   return 0;
+}
+
+int XmlDec_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 7 || (*pvalue).numbits > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "vehicleLengthValue", 18, 0, 0 },
+      { "vehicleLengthConfidenceIndication", 33, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_VehicleWidth(QSCTXT* ctxt, ASN1T_ITS_VehicleWidth* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 62) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "PathPoint", 9, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_PathPoint* elem = (ASN1T_ITS_PathPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathPoint));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_PathPoint();
+      if ((stat = XmlDec_ITS_PathPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count > 40) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_EmergencyPriority(QSCTXT* ctxt, ASN1T_ITS_EmergencyPriority* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).data, &(*pvalue).numbits, sizeof((*pvalue).data))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).numbits < 2 || (*pvalue).numbits > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).numbits);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RoadType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "steeringWheelAngleValue", 23, 0, 0 },
+      { "steeringWheelAngleConfidence", 28, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SteeringWheelAngleValue(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -511 || (*pvalue) > 512) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SteeringWheelAngleConfidence(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngleConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt64(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 4398046511103ULL) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_VehicleRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "yawRateValue", 12, 0, 0 },
+      { "yawRateConfidence", 17, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -32766) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_YawRateConfidence_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ToEnum2, 0, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RelevanceDistance_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTrafficDirection* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_TransmissionInterval(QSCTXT* ctxt, ASN1T_ITS_TransmissionInterval* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 10000) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 86400) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "originatingStationID", 20, 0, 0 },
+      { "sequenceNumber", 14, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ReferencePosition", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_ReferencePosition();
+      if ((stat = XmlDec_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 40) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[6] = {
+      { "protectedZoneType", 17, 0, 0 },
+      { "expiryTime", 10, 0, 1 },
+      { "protectedZoneLatitude", 21, 0, 2 },
+      { "protectedZoneLongitude", 22, 0, 3 },
+      { "protectedZoneRadius", 19, 0, 4 },
+      { "protectedZoneID", 15, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[7] = {
+      { 0, 1, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 2, 6 },
+      { 5, 1, 6 },
+      { 6, 0, 6 },
+   };
+   for (int grp = 0; grp < 7; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.expiryTimePresent = 1;
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.protectedZoneRadiusPresent = 1;
+         if ((stat = XmlDec_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.protectedZoneIDPresent = 1;
+         if ((stat = XmlDec_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "PathHistory", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_PathHistory* elem = (ASN1T_ITS_PathHistory*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathHistory));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_PathHistory();
+      if ((stat = XmlDec_ITS_PathHistory(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_NumberOfOccupants(QSCTXT* ctxt, ASN1T_ITS_NumberOfOccupants* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 127) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_SequenceNumber(QSCTXT* ctxt, ASN1T_ITS_SequenceNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "PosPillar", 9, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_PosPillar* elem = (ASN1T_ITS_PosPillar*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PosPillar));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_PosPillar();
+      if ((stat = XmlDec_ITS_PosPillar(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "StationType", 11, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_StationType* elem = (ASN1T_ITS_StationType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationType));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_StationType();
+      if ((stat = XmlDec_ITS_StationType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "EventPoint", 10, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_EventPoint* elem = (ASN1T_ITS_EventPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_EventPoint));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_EventPoint();
+      if ((stat = XmlDec_ITS_EventPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 23) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "eventPosition", 13, 0, 0 },
+      { "eventDeltaTime", 14, 0, 1 },
+      { "informationQuality", 18, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.eventDeltaTimePresent = 1;
+         if ((stat = XmlDec_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ProtectedCommunicationZone", 26, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_ProtectedCommunicationZone* elem = (ASN1T_ITS_ProtectedCommunicationZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ProtectedCommunicationZone));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_ProtectedCommunicationZone();
+      if ((stat = XmlDec_ITS_ProtectedCommunicationZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 16) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "protectedZoneLatitude", 21, 0, 0 },
+      { "protectedZoneLongitude", 22, 0, 1 },
+      { "cenDsrcTollingZoneID", 20, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, 3 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.cenDsrcTollingZoneIDPresent = 1;
+         if ((stat = XmlDec_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_ITS_ProtectedZoneRadius(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneRadius* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_ProtectedZoneID(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 134217727) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_CenDsrcTollingZoneID(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZoneID* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 134217727) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ReferencePosition", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_ReferencePosition();
+      if ((stat = XmlDec_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 256) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_ITS_OpeningDaysHours(QSCTXT* ctxt, ASN1T_ITS_OpeningDaysHours* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   {
+      size_t nbytes = strlen((*pvalue));
+      if (nbytes < 1 || nbytes > 16) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddSizeParm(ctxt, (QSSIZE)nbytes);
          return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
       }
    }

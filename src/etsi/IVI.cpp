@@ -4,6 +4,7 @@
  */
 #include "IVI.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "CITSapplMgmtIDs.h"
 #include "DSRC.h"
@@ -67,11 +68,9 @@ ASN1T_IVI_IviContainers* new_ASN1T_IVI_IviContainers(ASN1XType& control)
 int asn1Init_IVI_IviContainer(ASN1T_IVI_IviContainer* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_IviContainer(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1577,11 +1576,9 @@ ASN1T_IVI_DeltaPosition* new_ASN1T_IVI_DeltaPosition(ASN1XType& control)
 int asn1Init_IVI_ISO14823Attribute(ASN1T_IVI_ISO14823Attribute* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_ISO14823Attribute(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1694,11 +1691,9 @@ ASN1T_IVI_ISO14823Code_pictogramCode* new_ASN1T_IVI_ISO14823Code_pictogramCode(A
 int asn1Init_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -1759,6 +1754,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 3) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, value);
 }
 
@@ -1798,6 +1794,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 1) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, value);
 }
 
@@ -1838,6 +1835,7 @@ const QSRTEnumTableEntry ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCod
 
 const char* ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToString(QSINT32 value)
 {
+   if (value < 0 || value >= 2) return "_UNKNOWN_";
    return rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, value);
 }
 
@@ -2000,11 +1998,9 @@ ASN1T_IVI_LoadType* new_ASN1T_IVI_LoadType(ASN1XType& control)
 int asn1Init_IVI_MapReference(ASN1T_IVI_MapReference* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_MapReference(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2082,11 +2078,9 @@ ASN1T_IVI_PlatooningRule* new_ASN1T_IVI_PlatooningRule(ASN1XType& control)
 int asn1Init_IVI_PolygonalLine(ASN1T_IVI_PolygonalLine* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_PolygonalLine(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2198,11 +2192,9 @@ ASN1T_IVI_RSCode* new_ASN1T_IVI_RSCode(ASN1XType& control)
 int asn1Init_IVI_RSCode_code(ASN1T_IVI_RSCode_code* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_RSCode_code(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2402,11 +2394,9 @@ ASN1T_IVI_VcCode* new_ASN1T_IVI_VcCode(ASN1XType& control)
 int asn1Init_IVI_VehicleCharacteristicsFixValues(ASN1T_IVI_VehicleCharacteristicsFixValues* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_VehicleCharacteristicsFixValues(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2484,11 +2474,9 @@ ASN1T_IVI_VehicleCharacteristicsRanges* new_ASN1T_IVI_VehicleCharacteristicsRang
 int asn1Init_IVI_VehicleCharacteristicsRanges_limits(ASN1T_IVI_VehicleCharacteristicsRanges_limits* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_VehicleCharacteristicsRanges_limits(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 
@@ -2547,11 +2535,9 @@ ASN1T_IVI_VehicleCharacteristicsRanges_limits* new_ASN1T_IVI_VehicleCharacterist
 int asn1Init_IVI_Zone(ASN1T_IVI_Zone* pvalue, unsigned char freeFirst, QSCTXT* ctxt)
 {
    if (pvalue == 0) return 0;
-   if (freeFirst == 0) {
-      pvalue->t = 0;
-      memset(&pvalue->u, 0, sizeof(pvalue->u));
-   }
+   if (freeFirst == 0) pvalue->t = 0;
    else asn1Free_IVI_Zone(ctxt, pvalue);
+   memset(&pvalue->u, 0, sizeof(pvalue->u));
    return 0;
 }
 

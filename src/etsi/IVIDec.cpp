@@ -11,6 +11,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -9211,5 +9212,3544 @@ int asn1JsonDec_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
 {
    int stat;
    if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "IVI";
+
+int XmlDec_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "mandatory", 9, 0, 0 },
+      { "optional", 8, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.optionalPresent = 1;
+         if ((stat = XmlDec_IVI_IviContainers(ctxt, &(*pvalue).optional)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "IviContainer", 12, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_IviContainer* elem = (ASN1T_IVI_IviContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_IviContainer));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_IviContainer();
+      if ((stat = XmlDec_IVI_IviContainer(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[8] = {
+      { "glc", 3, 0, 0 },
+      { "giv", 3, 0, 1 },
+      { "rcc", 3, 0, 2 },
+      { "tc", 2, 0, 3 },
+      { "lac", 3, 0, 4 },
+      { "avc", 3, 0, 5 },
+      { "mlc", 3, 0, 6 },
+      { "rsc", 3, 0, 7 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 8, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 9;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_IVI_GeographicLocationContainer* pv = (ASN1T_IVI_GeographicLocationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GeographicLocationContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_GeographicLocationContainer();
+      (*pvalue).u.glc = pv;
+      if ((stat = XmlDec_IVI_GeographicLocationContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_IVI_GeneralIviContainer* pv = (ASN1T_IVI_GeneralIviContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GeneralIviContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_GeneralIviContainer();
+      (*pvalue).u.giv = pv;
+      if ((stat = XmlDec_IVI_GeneralIviContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_IVI_RoadConfigurationContainer* pv = (ASN1T_IVI_RoadConfigurationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RoadConfigurationContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_RoadConfigurationContainer();
+      (*pvalue).u.rcc = pv;
+      if ((stat = XmlDec_IVI_RoadConfigurationContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_IVI_TextContainer* pv = (ASN1T_IVI_TextContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TextContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_TextContainer();
+      (*pvalue).u.tc = pv;
+      if ((stat = XmlDec_IVI_TextContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_IVI_LayoutContainer* pv = (ASN1T_IVI_LayoutContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LayoutContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_LayoutContainer();
+      (*pvalue).u.lac = pv;
+      if ((stat = XmlDec_IVI_LayoutContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_IVI_AutomatedVehicleContainer* pv = (ASN1T_IVI_AutomatedVehicleContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AutomatedVehicleContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_AutomatedVehicleContainer();
+      (*pvalue).u.avc = pv;
+      if ((stat = XmlDec_IVI_AutomatedVehicleContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_IVI_MapLocationContainer* pv = (ASN1T_IVI_MapLocationContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_MapLocationContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_MapLocationContainer();
+      (*pvalue).u.mlc = pv;
+      if ((stat = XmlDec_IVI_MapLocationContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_IVI_RoadSurfaceContainer* pv = (ASN1T_IVI_RoadSurfaceContainer*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RoadSurfaceContainer));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_RoadSurfaceContainer();
+      (*pvalue).u.rsc = pv;
+      if ((stat = XmlDec_IVI_RoadSurfaceContainer(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[8] = {
+      { "serviceProviderId", 17, 0, 0 },
+      { "iviIdentificationNumber", 23, 0, 1 },
+      { "timeStamp", 9, 0, 2 },
+      { "validFrom", 9, 0, 3 },
+      { "validTo", 7, 0, 4 },
+      { "connectedIviStructures", 22, 0, 5 },
+      { "iviStatus", 9, 0, 6 },
+      { "connectedDenms", 14, 0, 7 },
+   };
+   static const QSXmlGroupDesc groupDesc[9] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 5, -1 },
+      { 3, 4, -1 },
+      { 4, 3, -1 },
+      { 5, 2, -1 },
+      { 6, 1, -1 },
+      { 7, 1, 8 },
+      { 8, 0, 8 },
+   };
+   for (int grp = 0; grp < 9; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).serviceProviderId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.timeStampPresent = 1;
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.validFromPresent = 1;
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.validToPresent = 1;
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.connectedIviStructuresPresent = 1;
+         if ((stat = XmlDec_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         if ((stat = XmlDec_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.connectedDenmsPresent = 1;
+         if ((stat = XmlDec_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLocationContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "referencePosition", 17, 0, 0 },
+      { "referencePositionTime", 21, 0, 1 },
+      { "referencePositionHeading", 24, 0, 2 },
+      { "referencePositionSpeed", 22, 0, 3 },
+      { "parts", 5, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 4, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.referencePositionTimePresent = 1;
+         if ((stat = XmlDec_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.referencePositionHeadingPresent = 1;
+         if ((stat = XmlDec_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.referencePositionSpeedPresent = 1;
+         if ((stat = XmlDec_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_IVI_GlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "GlcPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_GlcPart* elem = (ASN1T_IVI_GlcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GlcPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_GlcPart();
+      if ((stat = XmlDec_IVI_GlcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[5] = {
+      { "zoneId", 6, 0, 0 },
+      { "laneNumber", 10, 0, 1 },
+      { "zoneExtension", 13, 0, 2 },
+      { "zoneHeading", 11, 0, 3 },
+      { "zone", 4, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 4, 5 },
+      { 2, 3, 5 },
+      { 3, 2, 5 },
+      { 4, 1, 5 },
+      { 5, 0, 5 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.laneNumberPresent = 1;
+         if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.zoneExtensionPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.zoneHeadingPresent = 1;
+         if ((stat = XmlDec_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.zonePresent = 1;
+         if ((stat = XmlDec_IVI_Zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "GicPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_GicPart* elem = (ASN1T_IVI_GicPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_GicPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_GicPart();
+      if ((stat = XmlDec_IVI_GicPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[16] = {
+      { "detectionZoneIds", 16, 0, 0 },
+      { "its-Rrid", 8, 0, 1 },
+      { "relevanceZoneIds", 16, 0, 2 },
+      { "direction", 9, 0, 3 },
+      { "driverAwarenessZoneIds", 22, 0, 4 },
+      { "minimumAwarenessTime", 20, 0, 5 },
+      { "applicableLanes", 15, 0, 6 },
+      { "iviType", 7, 0, 7 },
+      { "iviPurpose", 10, 0, 8 },
+      { "laneStatus", 10, 0, 9 },
+      { "vehicleCharacteristics", 22, 0, 10 },
+      { "driverCharacteristics", 21, 0, 11 },
+      { "layoutId", 8, 0, 12 },
+      { "preStoredlayoutId", 17, 0, 13 },
+      { "roadSignCodes", 13, 0, 14 },
+      { "extraText", 9, 0, 15 },
+   };
+   static const QSXmlGroupDesc groupDesc[17] = {
+      { 0, 8, -1 },
+      { 1, 7, -1 },
+      { 2, 6, -1 },
+      { 3, 5, -1 },
+      { 4, 4, -1 },
+      { 5, 3, -1 },
+      { 6, 2, -1 },
+      { 7, 1, -1 },
+      { 8, 7, -1 },
+      { 9, 6, -1 },
+      { 10, 5, -1 },
+      { 11, 4, -1 },
+      { 12, 3, -1 },
+      { 13, 2, -1 },
+      { 14, 1, -1 },
+      { 15, 1, 16 },
+      { 16, 0, 16 },
+   };
+   for (int grp = 0; grp < 17; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 14, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.detectionZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.its_RridPresent = 1;
+         if ((stat = XmlDec_VarLengthNumber(ctxt, &(*pvalue).its_Rrid)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.relevanceZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.directionPresent = 1;
+         if ((stat = XmlDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.driverAwarenessZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.minimumAwarenessTimePresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.applicableLanesPresent = 1;
+         if ((stat = XmlDec_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         if ((stat = XmlDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.iviPurposePresent = 1;
+         if ((stat = XmlDec_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.laneStatusPresent = 1;
+         if ((stat = XmlDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         (*pvalue).m.vehicleCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 11:
+         (*pvalue).m.driverCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         (*pvalue).m.layoutIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 13:
+         (*pvalue).m.preStoredlayoutIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 14:
+         if ((stat = XmlDec_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 15:
+         (*pvalue).m.extraTextPresent = 1;
+         if ((stat = XmlDec_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 16)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RccPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_RccPart* elem = (ASN1T_IVI_RccPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RccPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_RccPart();
+      if ((stat = XmlDec_IVI_RccPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[3] = {
+      { "relevanceZoneIds", 16, 0, 0 },
+      { "roadType", 8, 0, 1 },
+      { "laneConfiguration", 17, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 0, 3 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RscPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_RscPart* elem = (ASN1T_IVI_RscPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RscPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_RscPart();
+      if ((stat = XmlDec_IVI_RscPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[5] = {
+      { "detectionZoneIds", 16, 0, 0 },
+      { "relevanceZoneIds", 16, 0, 1 },
+      { "direction", 9, 0, 2 },
+      { "roadSurfaceStaticCharacteristics", 32, 0, 3 },
+      { "roadSurfaceDynamicCharacteristics", 33, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 3, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.detectionZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.directionPresent = 1;
+         if ((stat = XmlDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.roadSurfaceStaticCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.roadSurfaceDynamicCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "TcPart", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_TcPart* elem = (ASN1T_IVI_TcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TcPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_TcPart();
+      if ((stat = XmlDec_IVI_TcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[13] = {
+      { "detectionZoneIds", 16, 0, 0 },
+      { "relevanceZoneIds", 16, 0, 1 },
+      { "direction", 9, 0, 2 },
+      { "driverAwarenessZoneIds", 22, 0, 3 },
+      { "minimumAwarenessTime", 20, 0, 4 },
+      { "applicableLanes", 15, 0, 5 },
+      { "layoutId", 8, 0, 6 },
+      { "preStoredlayoutId", 17, 0, 7 },
+      { "text", 4, 0, 8 },
+      { "data", 4, 0, 9 },
+      { "iviType", 7, 0, 10 },
+      { "laneStatus", 10, 0, 11 },
+      { "vehicleCharacteristics", 22, 0, 12 },
+   };
+   static const QSXmlGroupDesc groupDesc[14] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 8, -1 },
+      { 3, 7, -1 },
+      { 4, 6, -1 },
+      { 5, 5, -1 },
+      { 6, 4, -1 },
+      { 7, 3, -1 },
+      { 8, 2, -1 },
+      { 9, 1, -1 },
+      { 10, 3, 13 },
+      { 11, 2, 13 },
+      { 12, 1, 13 },
+      { 13, 0, 13 },
+   };
+   for (int grp = 0; grp < 14; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 9, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.detectionZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.directionPresent = 1;
+         if ((stat = XmlDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.driverAwarenessZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.minimumAwarenessTimePresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.applicableLanesPresent = 1;
+         if ((stat = XmlDec_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.layoutIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.preStoredlayoutIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.textPresent = 1;
+         if ((stat = XmlDec_IVI_TextLines(ctxt, &(*pvalue).text)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         (*pvalue).m.iviTypePresent = 1;
+         if ((stat = XmlDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 11:
+         (*pvalue).m.laneStatusPresent = 1;
+         if ((stat = XmlDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 12:
+         (*pvalue).m.vehicleCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 13)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[4] = {
+      { "layoutId", 8, 0, 0 },
+      { "height", 6, 0, 1 },
+      { "width", 5, 0, 2 },
+      { "layoutComponents", 16, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 3, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+      { 4, 0, 4 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.heightPresent = 1;
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).height < 10 || (*pvalue).height > 73) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         (*pvalue).m.widthPresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).width < 10 || (*pvalue).width > 265) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 3:
+         if ((stat = XmlDec_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "AvcPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_AvcPart* elem = (ASN1T_IVI_AvcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AvcPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_AvcPart();
+      if ((stat = XmlDec_IVI_AvcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[7] = {
+      { "detectionZoneIds", 16, 0, 0 },
+      { "relevanceZoneIds", 16, 0, 1 },
+      { "direction", 9, 0, 2 },
+      { "applicableLanes", 15, 0, 3 },
+      { "vehicleCharacteristics", 22, 0, 4 },
+      { "automatedVehicleRules", 21, 0, 5 },
+      { "platooningRules", 15, 0, 6 },
+   };
+   static const QSXmlGroupDesc groupDesc[8] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 5, 7 },
+      { 3, 4, 7 },
+      { 4, 3, 7 },
+      { 5, 2, 7 },
+      { 6, 1, 7 },
+      { 7, 0, 7 },
+   };
+   for (int grp = 0; grp < 8; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.detectionZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.directionPresent = 1;
+         if ((stat = XmlDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.applicableLanesPresent = 1;
+         if ((stat = XmlDec_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.vehicleCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.automatedVehicleRulesPresent = 1;
+         if ((stat = XmlDec_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.platooningRulesPresent = 1;
+         if ((stat = XmlDec_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "reference", 9, 0, 0 },
+      { "parts", 5, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_MapReference(ctxt, &(*pvalue).reference)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_MlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "MlcPart", 7, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_MlcPart* elem = (ASN1T_IVI_MlcPart*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_MlcPart));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_MlcPart();
+      if ((stat = XmlDec_IVI_MlcPart(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "zoneId", 6, 0, 0 },
+      { "laneIds", 7, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.laneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_LaneIds(ctxt, &(*pvalue).laneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "AbsolutePosition", 16, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_AbsolutePosition* elem = (ASN1T_IVI_AbsolutePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_AbsolutePosition();
+      if ((stat = XmlDec_IVI_AbsolutePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "AbsolutePositionWAltitude", 25, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_AbsolutePositionWAltitude* elem = (ASN1T_IVI_AbsolutePositionWAltitude*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositionWAltitude));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_AbsolutePositionWAltitude();
+      if ((stat = XmlDec_IVI_AbsolutePositionWAltitude(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "AutomatedVehicleRule", 20, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_AutomatedVehicleRule* elem = (ASN1T_IVI_AutomatedVehicleRule*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AutomatedVehicleRule));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_AutomatedVehicleRule();
+      if ((stat = XmlDec_IVI_AutomatedVehicleRule(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ActionID", 8, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_ActionID();
+      if ((stat = XmlDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "DeltaPosition", 13, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_DeltaPosition* elem = (ASN1T_IVI_DeltaPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaPosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_DeltaPosition();
+      if ((stat = XmlDec_IVI_DeltaPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "DeltaReferencePosition", 22, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_DeltaReferencePosition* elem = (ASN1T_ITS_DeltaReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_DeltaReferencePosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_DeltaReferencePosition();
+      if ((stat = XmlDec_ITS_DeltaReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Text", 4, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_Text();
+      if ((stat = XmlDec_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Text", 4, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_Text();
+      if ((stat = XmlDec_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "IviIdentificationNumber", 23, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_IviIdentificationNumber* elem = (ASN1T_IVI_IviIdentificationNumber*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_IviIdentificationNumber));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_IviIdentificationNumber();
+      if ((stat = XmlDec_IVI_IviIdentificationNumber(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "ISO14823Attribute", 17, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_ISO14823Attribute* elem = (ASN1T_IVI_ISO14823Attribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Attribute));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_ISO14823Attribute();
+      if ((stat = XmlDec_IVI_ISO14823Attribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LaneInformation", 15, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_LaneInformation* elem = (ASN1T_IVI_LaneInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LaneInformation));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_LaneInformation();
+      if ((stat = XmlDec_IVI_LaneInformation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LaneID", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ETSI_DSRC_LaneID();
+      if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LanePosition", 12, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_ITS_LanePosition* elem = (ASN1T_ITS_LanePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_LanePosition));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_ITS_LanePosition();
+      if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "LayoutComponent", 15, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_LayoutComponent* elem = (ASN1T_IVI_LayoutComponent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LayoutComponent));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_LayoutComponent();
+      if ((stat = XmlDec_IVI_LayoutComponent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "PlatooningRule", 14, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_PlatooningRule* elem = (ASN1T_IVI_PlatooningRule*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_PlatooningRule));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_PlatooningRule();
+      if ((stat = XmlDec_IVI_PlatooningRule(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "RSCode", 6, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_RSCode* elem = (ASN1T_IVI_RSCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_RSCode));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_RSCode();
+      if ((stat = XmlDec_IVI_RSCode(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Text", 4, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_Text* elem = (ASN1T_IVI_Text*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Text));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_Text();
+      if ((stat = XmlDec_IVI_Text(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "TrailerCharacteristics", 22, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_TrailerCharacteristics* elem = (ASN1T_IVI_TrailerCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_TrailerCharacteristics));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_TrailerCharacteristics();
+      if ((stat = XmlDec_IVI_TrailerCharacteristics(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 3) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "VehicleCharacteristicsFixValues", 31, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_VehicleCharacteristicsFixValues* elem = (ASN1T_IVI_VehicleCharacteristicsFixValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsFixValues));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_VehicleCharacteristicsFixValues();
+      if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValues(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "VehicleCharacteristicsRanges", 28, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_VehicleCharacteristicsRanges* elem = (ASN1T_IVI_VehicleCharacteristicsRanges*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsRanges));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_VehicleCharacteristicsRanges();
+      if ((stat = XmlDec_IVI_VehicleCharacteristicsRanges(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "SaeAutomationLevel", 18, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_SaeAutomationLevel* elem = (ASN1T_IVI_SaeAutomationLevel*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_SaeAutomationLevel));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_SaeAutomationLevel();
+      if ((stat = XmlDec_IVI_SaeAutomationLevel(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).count);
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "VehicleCharacteristicsFixValues", 31, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_VehicleCharacteristicsFixValues* elem = (ASN1T_IVI_VehicleCharacteristicsFixValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsFixValues));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_VehicleCharacteristicsFixValues();
+      if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValues(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "CompleteVehicleCharacteristics", 30, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_CompleteVehicleCharacteristics* elem = (ASN1T_IVI_CompleteVehicleCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_CompleteVehicleCharacteristics));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_CompleteVehicleCharacteristics();
+      if ((stat = XmlDec_IVI_CompleteVehicleCharacteristics(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "VehicleCharacteristicsRanges", 28, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_VehicleCharacteristicsRanges* elem = (ASN1T_IVI_VehicleCharacteristicsRanges*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VehicleCharacteristicsRanges));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_VehicleCharacteristicsRanges();
+      if ((stat = XmlDec_IVI_VehicleCharacteristicsRanges(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "InternationalSign-applicablePeriod", 34, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_InternationalSign_applicablePeriod* elem = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_InternationalSign_applicablePeriod();
+      if ((stat = XmlDec_InternationalSign_applicablePeriod(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
+{
+   int stat;
+   rtxDListInit(&(*pvalue));
+   static const QSXmlElemDescr itemtab[1] = {
+      { "Zid", 3, 0, 0 },
+   };
+   for (;;) {
+      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      ASN1T_IVI_Zid* elem = (ASN1T_IVI_Zid*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Zid));
+      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (elem) ASN1T_IVI_Zid();
+      if ((stat = XmlDec_IVI_Zid(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "latitude", 8, 0, 0 },
+      { "longitude", 9, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositionWAltitude* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "latitude", 8, 0, 0 },
+      { "longitude", 9, 0, 1 },
+      { "altitude", 8, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "owner", 5, 0, 0 },
+      { "version", 7, 0, 1 },
+      { "pictogramCode", 13, 0, 2 },
+      { "value", 5, 0, 3 },
+      { "unit", 4, 0, 4 },
+      { "attributes", 10, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_Provider(ctxt, &(*pvalue).owner)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.valuePresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.unitPresent = 1;
+         if ((stat = XmlDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.attributesPresent = 1;
+         if ((stat = XmlDec_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[9] = {
+      { "priority", 8, 0, 0 },
+      { "allowedSaeAutomationLevels", 26, 0, 1 },
+      { "minGapBetweenVehicles", 21, 0, 2 },
+      { "recGapBetweenVehicles", 21, 0, 3 },
+      { "automatedVehicleMaxSpeedLimit", 29, 0, 4 },
+      { "automatedVehicleMinSpeedLimit", 29, 0, 5 },
+      { "automatedVehicleSpeedRecommendation", 35, 0, 6 },
+      { "roadSignCodes", 13, 0, 7 },
+      { "extraText", 9, 0, 8 },
+   };
+   static const QSXmlGroupDesc groupDesc[10] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 7, 9 },
+      { 3, 6, 9 },
+      { 4, 5, 9 },
+      { 5, 4, 9 },
+      { 6, 3, 9 },
+      { 7, 2, 9 },
+      { 8, 1, 9 },
+      { 9, 0, 9 },
+   };
+   for (int grp = 0; grp < 10; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.minGapBetweenVehiclesPresent = 1;
+         if ((stat = XmlDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.recGapBetweenVehiclesPresent = 1;
+         if ((stat = XmlDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.automatedVehicleMaxSpeedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.automatedVehicleMinSpeedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.automatedVehicleSpeedRecommendationPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.roadSignCodesPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.extraTextPresent = 1;
+         if ((stat = XmlDec_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVehicleCharacteristics* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "tractor", 7, 0, 0 },
+      { "trailer", 7, 0, 1 },
+      { "train", 5, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.tractorPresent = 1;
+         if ((stat = XmlDec_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.trailerPresent = 1;
+         if ((stat = XmlDec_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.trainPresent = 1;
+         if ((stat = XmlDec_IVI_TrainCharacteristics(ctxt, &(*pvalue).train)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[5] = {
+      { "zoneId", 6, 0, 0 },
+      { "laneNumber", 10, 0, 1 },
+      { "laneWidth", 9, 0, 2 },
+      { "offsetDistance", 14, 0, 3 },
+      { "offsetPosition", 14, 0, 4 },
+   };
+   static const QSXmlGroupDesc groupDesc[5] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 2, -1 },
+      { 4, 1, -1 },
+   };
+   for (int grp = 0; grp < 5; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.offsetDistancePresent = 1;
+         if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.offsetPositionPresent = 1;
+         if ((stat = XmlDec_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "deltaLatitude", 13, 0, 0 },
+      { "deltaLongitude", 14, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[8] = {
+      { "dtm", 3, 0, 0 },
+      { "edt", 3, 0, 1 },
+      { "dfl", 3, 0, 2 },
+      { "ved", 3, 0, 3 },
+      { "spe", 3, 0, 4 },
+      { "roi", 3, 0, 5 },
+      { "dbv", 3, 0, 6 },
+      { "ddd", 3, 0, 7 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 8, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_InternationalSign_applicablePeriod* pv = (ASN1T_InternationalSign_applicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicablePeriod));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_applicablePeriod();
+      (*pvalue).u.dtm = pv;
+      if ((stat = XmlDec_InternationalSign_applicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_InternationalSign_exemptedApplicablePeriod* pv = (ASN1T_InternationalSign_exemptedApplicablePeriod*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_exemptedApplicablePeriod));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_exemptedApplicablePeriod();
+      (*pvalue).u.edt = pv;
+      if ((stat = XmlDec_InternationalSign_exemptedApplicablePeriod(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_InternationalSign_directionalFlowOfLane* pv = (ASN1T_InternationalSign_directionalFlowOfLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_directionalFlowOfLane));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_directionalFlowOfLane();
+      (*pvalue).u.dfl = pv;
+      if ((stat = XmlDec_InternationalSign_directionalFlowOfLane(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_InternationalSign_applicableVehicleDimensions* pv = (ASN1T_InternationalSign_applicableVehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_applicableVehicleDimensions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_applicableVehicleDimensions();
+      (*pvalue).u.ved = pv;
+      if ((stat = XmlDec_InternationalSign_applicableVehicleDimensions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_InternationalSign_speedLimits* pv = (ASN1T_InternationalSign_speedLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_speedLimits));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_speedLimits();
+      (*pvalue).u.spe = pv;
+      if ((stat = XmlDec_InternationalSign_speedLimits(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_InternationalSign_rateOfIncline* pv = (ASN1T_InternationalSign_rateOfIncline*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_rateOfIncline));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_rateOfIncline();
+      (*pvalue).u.roi = pv;
+      if ((stat = XmlDec_InternationalSign_rateOfIncline(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_InternationalSign_distanceBetweenVehicles* pv = (ASN1T_InternationalSign_distanceBetweenVehicles*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_distanceBetweenVehicles));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_distanceBetweenVehicles();
+      (*pvalue).u.dbv = pv;
+      if ((stat = XmlDec_InternationalSign_distanceBetweenVehicles(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_InternationalSign_destinationInformation* pv = (ASN1T_InternationalSign_destinationInformation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_InternationalSign_destinationInformation));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_InternationalSign_destinationInformation();
+      (*pvalue).u.ddd = pv;
+      if ((stat = XmlDec_InternationalSign_destinationInformation(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "pictogramCode", 13, 0, 0 },
+      { "attributes", 10, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.attributesPresent = 1;
+         if ((stat = XmlDec_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "countryCode", 11, 0, 0 },
+      { "serviceCategoryCode", 19, 0, 1 },
+      { "pictogramCategoryCode", 21, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.countryCodePresent = 1;
+         if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).countryCode.numocts);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "trafficSignPictogram", 20, 0, 0 },
+      { "publicFacilitiesPictogram", 25, 0, 1 },
+      { "ambientOrRoadConditionPictogram", 31, 0, 2 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 3, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram* pv = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram();
+      (*pvalue).u.trafficSignPictogram = pv;
+      if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pv = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram();
+      (*pvalue).u.publicFacilitiesPictogram = pv;
+      if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pv = (ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram();
+      (*pvalue).u.ambientOrRoadConditionPictogram = pv;
+      if ((stat = XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ToEnum2, 0, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "nature", 6, 0, 0 },
+      { "serialNumber", 12, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).serialNumber > 99) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[12] = {
+      { "laneNumber", 10, 0, 0 },
+      { "direction", 9, 0, 1 },
+      { "validity", 8, 0, 2 },
+      { "laneType", 8, 0, 3 },
+      { "laneTypeQualifier", 17, 0, 4 },
+      { "laneStatus", 10, 0, 5 },
+      { "laneWidth", 9, 0, 6 },
+      { "detectionZoneIds", 16, 0, 7 },
+      { "relevanceZoneIds", 16, 0, 8 },
+      { "laneCharacteristics", 19, 0, 9 },
+      { "laneSurfaceStaticCharacteristics", 32, 0, 10 },
+      { "laneSurfaceDynamicCharacteristics", 33, 0, 11 },
+   };
+   static const QSXmlGroupDesc groupDesc[13] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 2, -1 },
+      { 3, 1, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+      { 6, 6, 12 },
+      { 7, 5, 12 },
+      { 8, 4, 12 },
+      { 9, 3, 12 },
+      { 10, 2, 12 },
+      { 11, 1, 12 },
+      { 12, 0, 12 },
+   };
+   for (int grp = 0; grp < 13; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.validityPresent = 1;
+         if ((stat = XmlDec_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.laneTypeQualifierPresent = 1;
+         if ((stat = XmlDec_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.laneWidthPresent = 1;
+         if ((stat = XmlDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.detectionZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.relevanceZoneIdsPresent = 1;
+         if ((stat = XmlDec_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.laneCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 10:
+         (*pvalue).m.laneSurfaceStaticCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 11:
+         (*pvalue).m.laneSurfaceDynamicCharacteristicsPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 12)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[6] = {
+      { "zoneDefinitionAccuracy", 22, 0, 0 },
+      { "existinglaneMarkingStatus", 25, 0, 1 },
+      { "newlaneMarkingColour", 20, 0, 2 },
+      { "laneDelimitationLeft", 20, 0, 3 },
+      { "laneDelimitationRight", 21, 0, 4 },
+      { "mergingWith", 11, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_LaneMarkingStatus(ctxt, &(*pvalue).existinglaneMarkingStatus)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         if ((stat = XmlDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         if ((stat = XmlDec_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[6] = {
+      { "layoutComponentId", 17, 0, 0 },
+      { "height", 6, 0, 1 },
+      { "width", 5, 0, 2 },
+      { "x", 1, 0, 3 },
+      { "y", 1, 0, 4 },
+      { "textScripting", 13, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+      { 4, 1, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).height < 10 || (*pvalue).height > 73) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).width < 10 || (*pvalue).width > 265) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 3:
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).x < 10 || (*pvalue).x > 265) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).x);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 4:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).y < 10 || (*pvalue).y > 73) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).y);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 5:
+         if ((stat = XmlDec_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LayoutComponent_textScripting(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent_textScripting* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 1) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "goodsType", 9, 0, 0 },
+      { "dangerousGoodsType", 18, 0, 1 },
+      { "specialTransportType", 20, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "roadsegment", 11, 0, 0 },
+      { "intersection", 12, 0, 1 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 2, -1, 0);
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pv = (ASN1T_ETSI_DSRC_RoadSegmentReferenceID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegmentReferenceID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_RoadSegmentReferenceID();
+      (*pvalue).u.roadsegment = pv;
+      if ((stat = XmlDec_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_ETSI_DSRC_IntersectionReferenceID* pv = (ASN1T_ETSI_DSRC_IntersectionReferenceID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionReferenceID));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ETSI_DSRC_IntersectionReferenceID();
+      (*pvalue).u.intersection = pv;
+      if ((stat = XmlDec_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   rtxDListInit(&(*pvalue).extElem1);
+   static const QSXmlElemDescr elemtab[10] = {
+      { "priority", 8, 0, 0 },
+      { "allowedSaeAutomationLevels", 26, 0, 1 },
+      { "maxNoOfVehicles", 15, 0, 2 },
+      { "maxLenghtOfPlatoon", 18, 0, 3 },
+      { "minGapBetweenVehicles", 21, 0, 4 },
+      { "platoonMaxSpeedLimit", 20, 0, 5 },
+      { "platoonMinSpeedLimit", 20, 0, 6 },
+      { "platoonSpeedRecommendation", 26, 0, 7 },
+      { "roadSignCodes", 13, 0, 8 },
+      { "extraText", 9, 0, 9 },
+   };
+   static const QSXmlGroupDesc groupDesc[11] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 8, 10 },
+      { 3, 7, 10 },
+      { 4, 6, 10 },
+      { 5, 5, 10 },
+      { 6, 4, 10 },
+      { 7, 3, 10 },
+      { 8, 2, 10 },
+      { 9, 1, 10 },
+      { 10, 0, 10 },
+   };
+   for (int grp = 0; grp < 11; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.maxNoOfVehiclesPresent = 1;
+         if ((stat = XmlDec_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.maxLenghtOfPlatoonPresent = 1;
+         if ((stat = XmlDec_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.minGapBetweenVehiclesPresent = 1;
+         if ((stat = XmlDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.platoonMaxSpeedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 6:
+         (*pvalue).m.platoonMinSpeedLimitPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 7:
+         (*pvalue).m.platoonSpeedRecommendationPresent = 1;
+         if ((stat = XmlDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 8:
+         (*pvalue).m.roadSignCodesPresent = 1;
+         if ((stat = XmlDec_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 9:
+         (*pvalue).m.extraTextPresent = 1;
+         if ((stat = XmlDec_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      default:
+         if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         continue;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "deltaPositions", 14, 0, 0 },
+      { "deltaPositionsWithAltitude", 26, 0, 1 },
+      { "absolutePositions", 17, 0, 2 },
+      { "absolutePositionsWithAltitude", 29, 0, 3 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 4, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_IVI_DeltaPositions* pv = (ASN1T_IVI_DeltaPositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaPositions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_DeltaPositions();
+      (*pvalue).u.deltaPositions = pv;
+      if ((stat = XmlDec_IVI_DeltaPositions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_IVI_DeltaReferencePositions* pv = (ASN1T_IVI_DeltaReferencePositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_DeltaReferencePositions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_DeltaReferencePositions();
+      (*pvalue).u.deltaPositionsWithAltitude = pv;
+      if ((stat = XmlDec_IVI_DeltaReferencePositions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_IVI_AbsolutePositions* pv = (ASN1T_IVI_AbsolutePositions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_AbsolutePositions();
+      (*pvalue).u.absolutePositions = pv;
+      if ((stat = XmlDec_IVI_AbsolutePositions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_IVI_AbsolutePositionsWAltitude* pv = (ASN1T_IVI_AbsolutePositionsWAltitude*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AbsolutePositionsWAltitude));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_AbsolutePositionsWAltitude();
+      (*pvalue).u.absolutePositionsWithAltitude = pv;
+      if ((stat = XmlDec_IVI_AbsolutePositionsWAltitude(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceDynamicCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "condition", 9, 0, 0 },
+      { "temperature", 11, 0, 1 },
+      { "iceOrWaterDepth", 15, 0, 2 },
+      { "treatment", 9, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceStaticCharacteristics* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "frictionCoefficient", 19, 0, 0 },
+      { "material", 8, 0, 1 },
+      { "wear", 4, 0, 2 },
+      { "avBankingAngle", 14, 0, 3 },
+   };
+   static const QSXmlGroupDesc groupDesc[4] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 1, -1 },
+   };
+   for (int grp = 0; grp < 4; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         if ((stat = XmlDec_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "layoutComponentId", 17, 0, 0 },
+      { "code", 4, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.layoutComponentIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_RSCode_code(ctxt, &(*pvalue).code)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[4] = {
+      { "viennaConvention", 16, 0, 0 },
+      { "iso14823", 8, 0, 1 },
+      { "itisCodes", 9, 0, 2 },
+      { "anyCatalogue", 12, 0, 3 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 4, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_IVI_VcCode* pv = (ASN1T_IVI_VcCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_VcCode));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_VcCode();
+      (*pvalue).u.viennaConvention = pv;
+      if ((stat = XmlDec_IVI_VcCode(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_IVI_ISO14823Code* pv = (ASN1T_IVI_ISO14823Code*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ISO14823Code));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_ISO14823Code();
+      (*pvalue).u.iso14823 = pv;
+      if ((stat = XmlDec_IVI_ISO14823Code(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      QSUINT16* pv = (QSUINT16*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT16));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT16();
+      (*pvalue).u.itisCodes = pv;
+      if ((stat = rtXmlpDecUInt16(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_IVI_AnyCatalogue* pv = (ASN1T_IVI_AnyCatalogue*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_AnyCatalogue));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_AnyCatalogue();
+      (*pvalue).u.anyCatalogue = pv;
+      if ((stat = XmlDec_IVI_AnyCatalogue(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[2] = {
+      { "line", 4, 0, 0 },
+      { "laneWidth", 9, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.laneWidthPresent = 1;
+         if ((stat = XmlDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "layoutComponentId", 17, 0, 0 },
+      { "language", 8, 0, 1 },
+      { "textContent", 11, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 2, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.layoutComponentIdPresent = 1;
+         if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecBitString(ctxt, (*pvalue).language.data, &(*pvalue).language.numbits, sizeof((*pvalue).language.data))) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddSizeParm(ctxt, (QSSIZE)(*pvalue).language.numbits);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).textContent)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteristics* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "equalTo", 7, 0, 0 },
+      { "notEqualTo", 10, 0, 1 },
+      { "ranges", 6, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.equalToPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.notEqualToPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.rangesPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteristics* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "equalTo", 7, 0, 0 },
+      { "notEqualTo", 10, 0, 1 },
+      { "ranges", 6, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.equalToPresent = 1;
+         if ((stat = XmlDec_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.notEqualToPresent = 1;
+         if ((stat = XmlDec_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.rangesPresent = 1;
+         if ((stat = XmlDec_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[3] = {
+      { "equalTo", 7, 0, 0 },
+      { "notEqualTo", 10, 0, 1 },
+      { "ranges", 6, 0, 2 },
+   };
+   static const QSXmlGroupDesc groupDesc[3] = {
+      { 0, 3, -1 },
+      { 1, 2, -1 },
+      { 2, 1, -1 },
+   };
+   for (int grp = 0; grp < 3; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         (*pvalue).m.equalToPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         (*pvalue).m.notEqualToPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 2:
+         (*pvalue).m.rangesPresent = 1;
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
+{
+   int stat;
+   memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
+   static const QSXmlElemDescr elemtab[6] = {
+      { "roadSignClass", 13, 0, 0 },
+      { "roadSignCode", 12, 0, 1 },
+      { "vcOption", 8, 0, 2 },
+      { "validity", 8, 0, 3 },
+      { "value", 5, 0, 4 },
+      { "unit", 4, 0, 5 },
+   };
+   static const QSXmlGroupDesc groupDesc[6] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+      { 2, 1, -1 },
+      { 3, 3, -1 },
+      { 4, 2, -1 },
+      { 5, 1, -1 },
+   };
+   for (int grp = 0; grp < 6; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) {
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadSignCode);
+            return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         break;
+      case 2:
+         if ((stat = XmlDec_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 3:
+         (*pvalue).m.validityPresent = 1;
+         if ((stat = XmlDec_IVI_ValidityPeriods(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 4:
+         (*pvalue).m.valuePresent = 1;
+         if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 5:
+         (*pvalue).m.unitPresent = 1;
+         if ((stat = XmlDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsFixValues* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[7] = {
+      { "simpleVehicleType", 17, 0, 0 },
+      { "euVehicleCategoryCode", 21, 0, 1 },
+      { "iso3833VehicleType", 18, 0, 2 },
+      { "euroAndCo2value", 15, 0, 3 },
+      { "engineCharacteristics", 21, 0, 4 },
+      { "loadType", 8, 0, 5 },
+      { "usage", 5, 0, 6 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 7, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_ITS_StationType* pv = (ASN1T_ITS_StationType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationType));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ITS_StationType();
+      (*pvalue).u.simpleVehicleType = pv;
+      if ((stat = XmlDec_ITS_StationType(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_EuVehicleCategoryCode* pv = (ASN1T_EuVehicleCategoryCode*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EuVehicleCategoryCode));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EuVehicleCategoryCode();
+      (*pvalue).u.euVehicleCategoryCode = pv;
+      if ((stat = XmlDec_EuVehicleCategoryCode(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_Iso3833VehicleType* pv = (ASN1T_Iso3833VehicleType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_Iso3833VehicleType));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_Iso3833VehicleType();
+      (*pvalue).u.iso3833VehicleType = pv;
+      if ((stat = XmlDec_Iso3833VehicleType(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_EnvironmentalCharacteristics* pv = (ASN1T_EnvironmentalCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EnvironmentalCharacteristics));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EnvironmentalCharacteristics();
+      (*pvalue).u.euroAndCo2value = pv;
+      if ((stat = XmlDec_EnvironmentalCharacteristics(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_EngineCharacteristics* pv = (ASN1T_EngineCharacteristics*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_EngineCharacteristics));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_EngineCharacteristics();
+      (*pvalue).u.engineCharacteristics = pv;
+      if ((stat = XmlDec_EngineCharacteristics(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_IVI_LoadType* pv = (ASN1T_IVI_LoadType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_LoadType));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_LoadType();
+      (*pvalue).u.loadType = pv;
+      if ((stat = XmlDec_IVI_LoadType(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_ITS_VehicleRole* pv = (ASN1T_ITS_VehicleRole*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_VehicleRole));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ITS_VehicleRole();
+      (*pvalue).u.usage = pv;
+      if ((stat = XmlDec_ITS_VehicleRole(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[2] = {
+      { "comparisonOperator", 18, 0, 0 },
+      { "limits", 6, 0, 1 },
+   };
+   static const QSXmlGroupDesc groupDesc[2] = {
+      { 0, 1, -1 },
+      { 1, 1, -1 },
+   };
+   for (int grp = 0; grp < 2; ) {
+      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+      if (id < 0) return LOG_RTERR(ctxt, id);
+      if (id == QSXML_END_OF_CONTENT) break;
+      switch (id) {
+      case 0:
+         if ((stat = XmlDec_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      case 1:
+         if ((stat = XmlDec_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      grp = id + 1;
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges_limits* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[8] = {
+      { "numberOfAxles", 13, 0, 0 },
+      { "vehicleDimensions", 17, 0, 1 },
+      { "vehicleWeightLimits", 19, 0, 2 },
+      { "axleWeightLimits", 16, 0, 3 },
+      { "passengerCapacity", 17, 0, 4 },
+      { "exhaustEmissionValues", 21, 0, 5 },
+      { "dieselEmissionValues", 20, 0, 6 },
+      { "soundLevel", 10, 0, 7 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 8, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 9;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      QSUINT8* pv = (QSUINT8*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT8));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) QSUINT8();
+      (*pvalue).u.numberOfAxles = pv;
+      if ((stat = rtXmlpDecUInt8(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pv) > 7) {
+         rtxErrAddElemNameParm(ctxt);
+         rtxErrAddInt64Parm(ctxt, (QSINT64)(*pv));
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+      }
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_VehicleDimensions* pv = (ASN1T_VehicleDimensions*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_VehicleDimensions));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_VehicleDimensions();
+      (*pvalue).u.vehicleDimensions = pv;
+      if ((stat = XmlDec_VehicleDimensions(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_VehicleWeightLimits* pv = (ASN1T_VehicleWeightLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_VehicleWeightLimits));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_VehicleWeightLimits();
+      (*pvalue).u.vehicleWeightLimits = pv;
+      if ((stat = XmlDec_VehicleWeightLimits(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   case 3: {
+      ASN1T_AxleWeightLimits* pv = (ASN1T_AxleWeightLimits*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_AxleWeightLimits));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_AxleWeightLimits();
+      (*pvalue).u.axleWeightLimits = pv;
+      if ((stat = XmlDec_AxleWeightLimits(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      break;
+   }
+   case 4: {
+      ASN1T_PassengerCapacity* pv = (ASN1T_PassengerCapacity*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_PassengerCapacity));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_PassengerCapacity();
+      (*pvalue).u.passengerCapacity = pv;
+      if ((stat = XmlDec_PassengerCapacity(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 5;
+      break;
+   }
+   case 5: {
+      ASN1T_ExhaustEmissionValues* pv = (ASN1T_ExhaustEmissionValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ExhaustEmissionValues));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_ExhaustEmissionValues();
+      (*pvalue).u.exhaustEmissionValues = pv;
+      if ((stat = XmlDec_ExhaustEmissionValues(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 6;
+      break;
+   }
+   case 6: {
+      ASN1T_DieselEmissionValues* pv = (ASN1T_DieselEmissionValues*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DieselEmissionValues));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_DieselEmissionValues();
+      (*pvalue).u.dieselEmissionValues = pv;
+      if ((stat = XmlDec_DieselEmissionValues(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 7;
+      break;
+   }
+   case 7: {
+      ASN1T_SoundLevel* pv = (ASN1T_SoundLevel*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_SoundLevel));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_SoundLevel();
+      (*pvalue).u.soundLevel = pv;
+      if ((stat = XmlDec_SoundLevel(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 8;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
+{
+   int stat;
+   static const QSXmlElemDescr elemtab[3] = {
+      { "segment", 7, 0, 0 },
+      { "area", 4, 0, 1 },
+      { "computedSegment", 15, 0, 2 },
+   };
+   int id = rtXmlpGetNextElemID(ctxt, elemtab, 3, -1, 0);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if ((stat = rtXmlpDecUnknownAlt(ctxt, &(*pvalue).u.extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 4;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      return 0;
+   }
+   if (id < 0) return LOG_RTERR(ctxt, id);
+   switch (id) {
+   case 0: {
+      ASN1T_IVI_Segment* pv = (ASN1T_IVI_Segment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_Segment));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_Segment();
+      (*pvalue).u.segment = pv;
+      if ((stat = XmlDec_IVI_Segment(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 1;
+      break;
+   }
+   case 1: {
+      ASN1T_IVI_PolygonalLine* pv = (ASN1T_IVI_PolygonalLine*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_PolygonalLine));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_PolygonalLine();
+      (*pvalue).u.area = pv;
+      if ((stat = XmlDec_IVI_PolygonalLine(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 2;
+      break;
+   }
+   case 2: {
+      ASN1T_IVI_ComputedSegment* pv = (ASN1T_IVI_ComputedSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_IVI_ComputedSegment));
+      if (pv == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      new (pv) ASN1T_IVI_ComputedSegment();
+      (*pvalue).u.computedSegment = pv;
+      if ((stat = XmlDec_IVI_ComputedSegment(ctxt, &(*pv))) != 0) return LOG_RTERR(ctxt, stat);
+      (*pvalue).t = 3;
+      break;
+   }
+   default:   /* no alternative: the selector stays 0 */
+      return 0;
+   }
+   if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_BankingAngle(QSCTXT* ctxt, ASN1T_IVI_BankingAngle* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -20 || (*pvalue) > 21) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_ComparisonOperator(QSCTXT* ctxt, ASN1T_IVI_ComparisonOperator* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 3) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_Condition(QSCTXT* ctxt, ASN1T_IVI_Condition* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_DefinitionAccuracy(QSCTXT* ctxt, ASN1T_IVI_DefinitionAccuracy* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_Depth(QSCTXT* ctxt, ASN1T_IVI_Depth* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_Direction(QSCTXT* ctxt, ASN1T_IVI_Direction* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 3) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_DriverCharacteristics(QSCTXT* ctxt, ASN1T_IVI_DriverCharacteristics* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 3) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_FrictionCoefficient(QSCTXT* ctxt, ASN1T_IVI_FrictionCoefficient* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 101) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_GapBetweenVehicles(QSCTXT* ctxt, ASN1T_IVI_GapBetweenVehicles* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_GoodsType(QSCTXT* ctxt, ASN1T_IVI_GoodsType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_IviIdentificationNumber(QSCTXT* ctxt, ASN1T_IVI_IviIdentificationNumber* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_IviLaneWidth(QSCTXT* ctxt, ASN1T_IVI_IviLaneWidth* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 1023) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviPurpose(QSCTXT* ctxt, ASN1T_IVI_IviPurpose* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 3) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviStatus(QSCTXT* ctxt, ASN1T_IVI_IviStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_IviType(QSCTXT* ctxt, ASN1T_IVI_IviType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_LaneDelimitation(QSCTXT* ctxt, ASN1T_IVI_LaneDelimitation* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_LaneMarkingStatus(QSCTXT* ctxt, ASN1T_IVI_LaneMarkingStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_LaneStatus(QSCTXT* ctxt, ASN1T_IVI_LaneStatus* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_LaneType(QSCTXT* ctxt, ASN1T_IVI_LaneType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 31) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MarkingColour(QSCTXT* ctxt, ASN1T_IVI_MarkingColour* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_MaterialType(QSCTXT* ctxt, ASN1T_IVI_MaterialType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_MaxLenghtOfPlatoon(QSCTXT* ctxt, ASN1T_IVI_MaxLenghtOfPlatoon* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 1 || (*pvalue) > 64) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_MaxNoOfVehicles(QSCTXT* ctxt, ASN1T_IVI_MaxNoOfVehicles* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < 2 || (*pvalue) > 64) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_PriorityLevel(QSCTXT* ctxt, ASN1T_IVI_PriorityLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 2) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_RSCUnit(QSCTXT* ctxt, ASN1T_IVI_RSCUnit* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 15) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_SaeAutomationLevel(QSCTXT* ctxt, ASN1T_IVI_SaeAutomationLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 5) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_Temperature(QSCTXT* ctxt, ASN1T_IVI_Temperature* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecInt16(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) < -100 || (*pvalue) > 151) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_TreatmentType(QSCTXT* ctxt, ASN1T_IVI_TreatmentType* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VcClass(QSCTXT* ctxt, ASN1T_IVI_VcClass* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_VcOption(QSCTXT* ctxt, ASN1T_IVI_VcOption* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue) > 7) {
+      rtxErrAddElemNameParm(ctxt);
+      rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue));
+      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+   }
+   return 0;
+}
+
+int XmlDec_IVI_WearLevel(QSCTXT* ctxt, ASN1T_IVI_WearLevel* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlDec_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
+{
+   int stat;
+   if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -11,6 +11,7 @@
 #include "ITS-Container.h"
 #include "rtpersrc/asn1PerGen.h"
 #include "rtjsonsrc/asn1JsonGen.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include <new>
 #include <string.h>
 
@@ -5560,5 +5561,1806 @@ int asn1JsonEnc_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
 {
    int stat;
    if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+/* Namespace of the module's elements outside ASN.1 XML mode. */
+static const char* const XML_NS = "IVI";
+
+int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory, (const QSUTF8CHAR*)"mandatory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.optionalPresent) {
+      if ((stat = XmlEnc_IVI_IviContainers(ctxt, &(*pvalue).optional, (const QSUTF8CHAR*)"optional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"IviContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc), (const QSUTF8CHAR*)"glc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.giv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv), (const QSUTF8CHAR*)"giv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.rcc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc), (const QSUTF8CHAR*)"rcc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.tc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc), (const QSUTF8CHAR*)"tc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.lac == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac), (const QSUTF8CHAR*)"lac", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.avc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc), (const QSUTF8CHAR*)"avc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.mlc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc), (const QSUTF8CHAR*)"mlc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.rsc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc), (const QSUTF8CHAR*)"rsc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"serviceProviderId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*pvalue).iviIdentificationNumber, (const QSUTF8CHAR*)"iviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.timeStampPresent) {
+      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.validFromPresent) {
+      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validFrom, (const QSUTF8CHAR*)"validFrom", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.validToPresent) {
+      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validTo, (const QSUTF8CHAR*)"validTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.connectedIviStructuresPresent) {
+      if ((stat = XmlEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures, (const QSUTF8CHAR*)"connectedIviStructures", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_IviStatus(ctxt, (*pvalue).iviStatus, (const QSUTF8CHAR*)"iviStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.connectedDenmsPresent) {
+      if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLocationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.referencePositionTimePresent) {
+      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referencePositionTime, (const QSUTF8CHAR*)"referencePositionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.referencePositionHeadingPresent) {
+      if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading, (const QSUTF8CHAR*)"referencePositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.referencePositionSpeedPresent) {
+      if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed, (const QSUTF8CHAR*)"referencePositionSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"GlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneNumberPresent) {
+      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.zoneExtensionPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).zoneExtension, (const QSUTF8CHAR*)"zoneExtension", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.zoneHeadingPresent) {
+      if ((stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).zoneHeading, (const QSUTF8CHAR*)"zoneHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.zonePresent) {
+      if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"GicPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.detectionZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.its_RridPresent) {
+      if ((stat = XmlEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid, (const QSUTF8CHAR*)"its-Rrid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.relevanceZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.directionPresent) {
+      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minimumAwarenessTimePresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.applicableLanesPresent) {
+      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.iviPurposePresent) {
+      if ((stat = XmlEnc_IVI_IviPurpose(ctxt, (*pvalue).iviPurpose, (const QSUTF8CHAR*)"iviPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.laneStatusPresent) {
+      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.driverCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_DriverCharacteristics(ctxt, (*pvalue).driverCharacteristics, (const QSUTF8CHAR*)"driverCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.layoutIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.preStoredlayoutIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.extraTextPresent) {
+      if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"RccPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"RscPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.detectionZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.directionPresent) {
+      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"roadSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSurfaceDynamicCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"roadSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"TcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.detectionZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.directionPresent) {
+      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minimumAwarenessTimePresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.applicableLanesPresent) {
+      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.layoutIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.preStoredlayoutIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.textPresent) {
+      if ((stat = XmlEnc_IVI_TextLines(ctxt, &(*pvalue).text, (const QSUTF8CHAR*)"text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).data.numocts, (*pvalue).data.data, (const QSUTF8CHAR*)"data", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.iviTypePresent) {
+      if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.laneStatusPresent) {
+      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.heightPresent) {
+      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.widthPresent) {
+      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"AvcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.detectionZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.directionPresent) {
+      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.applicableLanesPresent) {
+      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.vehicleCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.automatedVehicleRulesPresent) {
+      if ((stat = XmlEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules, (const QSUTF8CHAR*)"automatedVehicleRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.platooningRulesPresent) {
+      if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"platooningRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_MapReference(ctxt, &(*pvalue).reference, (const QSUTF8CHAR*)"reference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_MlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"MlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneIdsPresent) {
+      if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"laneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"AbsolutePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"AbsolutePositionWAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"AutomatedVehicleRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"DeltaPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"DeltaReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"ISO14823Attribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"LaneInformation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"LayoutComponent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"PlatooningRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"RSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"TrailerCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"CompleteVehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"InternationalSign-applicablePeriod", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
+      if ((stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositionWAltitude* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"owner", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).version, (const QSUTF8CHAR*)"version", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.valuePresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.unitPresent) {
+      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.minGapBetweenVehiclesPresent) {
+      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.recGapBetweenVehiclesPresent) {
+      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).recGapBetweenVehicles, (const QSUTF8CHAR*)"recGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMaxSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMinSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleSpeedRecommendation, (const QSUTF8CHAR*)"automatedVehicleSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSignCodesPresent) {
+      if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.extraTextPresent) {
+      if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVehicleCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.tractorPresent) {
+      if ((stat = XmlEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor, (const QSUTF8CHAR*)"tractor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.trailerPresent) {
+      if ((stat = XmlEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer, (const QSUTF8CHAR*)"trailer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.trainPresent) {
+      if ((stat = XmlEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train, (const QSUTF8CHAR*)"train", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.offsetDistancePresent) {
+      if ((stat = rtXmlEncInt(ctxt, (*pvalue).offsetDistance, (const QSUTF8CHAR*)"offsetDistance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.offsetPositionPresent) {
+      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"offsetPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.countryCodePresent) {
+      if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+   if ((stat = rtXmlEncEnumValue(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.validityPresent) {
+      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_LaneType(ctxt, (*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneTypeQualifierPresent) {
+      if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier, (const QSUTF8CHAR*)"laneTypeQualifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.detectionZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.relevanceZoneIdsPresent) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.laneCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics, (const QSUTF8CHAR*)"laneCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.laneSurfaceStaticCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"laneSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.laneSurfaceDynamicCharacteristicsPresent) {
+      if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"laneSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LayoutComponent_textScripting(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent_textScripting value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment), (const QSUTF8CHAR*)"roadsegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection), (const QSUTF8CHAR*)"intersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.maxNoOfVehiclesPresent) {
+      if ((stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
+      if ((stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.minGapBetweenVehiclesPresent) {
+      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.platoonMinSpeedLimitPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.platoonSpeedRecommendationPresent) {
+      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.roadSignCodesPresent) {
+      if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.extraTextPresent) {
+      if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions), (const QSUTF8CHAR*)"deltaPositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude), (const QSUTF8CHAR*)"deltaPositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions), (const QSUTF8CHAR*)"absolutePositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude), (const QSUTF8CHAR*)"absolutePositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 5 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceDynamicCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurfaceStaticCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.layoutComponentIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"code", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention), (const QSUTF8CHAR*)"viennaConvention", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823), (const QSUTF8CHAR*)"iso14823", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue), (const QSUTF8CHAR*)"anyCatalogue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 5 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"line", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.layoutComponentIdPresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.equalToPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.notEqualToPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rangesPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.equalToPresent) {
+      if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.notEqualToPresent) {
+      if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rangesPresent) {
+      if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.equalToPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.notEqualToPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.rangesPresent) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.validityPresent) {
+      if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.valuePresent) {
+      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((*pvalue).m.unitPresent) {
+      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsFixValues* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"euVehicleCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"euroAndCo2value", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"loadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"limits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_VehicleCharacteristicsRanges_limits* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"vehicleDimensions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"vehicleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 4:
+      if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"axleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 5:
+      if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"passengerCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 6:
+      if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"exhaustEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 7:
+      if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"dieselEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 8:
+      if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"soundLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   switch ((*pvalue).t) {
+   case 1:
+      if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"segment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 2:
+      if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"area", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   case 3:
+      if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
+      if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"computedSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      break;
+   default:
+      if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
+         if ((stat = rtAsn1XmlEncOpenType(ctxt, (*pvalue).u.extElem1->data, (*pvalue).u.extElem1->numocts, 0, 0)) != 0) return LOG_RTERR(ctxt, stat);
+         break;
+      }
+      rtxErrAddUIntParm(ctxt, (*pvalue).t);
+      return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
+   }
+   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_BankingAngle(QSCTXT* ctxt, ASN1T_IVI_BankingAngle value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -20 || value > 21) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_ComparisonOperator(QSCTXT* ctxt, ASN1T_IVI_ComparisonOperator value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Condition(QSCTXT* ctxt, ASN1T_IVI_Condition value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_DefinitionAccuracy(QSCTXT* ctxt, ASN1T_IVI_DefinitionAccuracy value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Depth(QSCTXT* ctxt, ASN1T_IVI_Depth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Direction(QSCTXT* ctxt, ASN1T_IVI_Direction value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_DriverCharacteristics(QSCTXT* ctxt, ASN1T_IVI_DriverCharacteristics value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_FrictionCoefficient(QSCTXT* ctxt, ASN1T_IVI_FrictionCoefficient value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 101) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GapBetweenVehicles(QSCTXT* ctxt, ASN1T_IVI_GapBetweenVehicles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_GoodsType(QSCTXT* ctxt, ASN1T_IVI_GoodsType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviIdentificationNumber(QSCTXT* ctxt, ASN1T_IVI_IviIdentificationNumber value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviLaneWidth(QSCTXT* ctxt, ASN1T_IVI_IviLaneWidth value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 1023) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviPurpose(QSCTXT* ctxt, ASN1T_IVI_IviPurpose value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviStatus(QSCTXT* ctxt, ASN1T_IVI_IviStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_IviType(QSCTXT* ctxt, ASN1T_IVI_IviType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneDelimitation(QSCTXT* ctxt, ASN1T_IVI_LaneDelimitation value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneMarkingStatus(QSCTXT* ctxt, ASN1T_IVI_LaneMarkingStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncBool(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneStatus(QSCTXT* ctxt, ASN1T_IVI_LaneStatus value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_LaneType(QSCTXT* ctxt, ASN1T_IVI_LaneType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MarkingColour(QSCTXT* ctxt, ASN1T_IVI_MarkingColour value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MaterialType(QSCTXT* ctxt, ASN1T_IVI_MaterialType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MaxLenghtOfPlatoon(QSCTXT* ctxt, ASN1T_IVI_MaxLenghtOfPlatoon value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < 1 || value > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_MaxNoOfVehicles(QSCTXT* ctxt, ASN1T_IVI_MaxNoOfVehicles value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < 2 || value > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_PriorityLevel(QSCTXT* ctxt, ASN1T_IVI_PriorityLevel value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_RSCUnit(QSCTXT* ctxt, ASN1T_IVI_RSCUnit value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 15) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_SaeAutomationLevel(QSCTXT* ctxt, ASN1T_IVI_SaeAutomationLevel value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Temperature(QSCTXT* ctxt, ASN1T_IVI_Temperature value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value < -100 || value > 151) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_TreatmentType(QSCTXT* ctxt, ASN1T_IVI_TreatmentType value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VcClass(QSCTXT* ctxt, ASN1T_IVI_VcClass value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_VcOption(QSCTXT* ctxt, ASN1T_IVI_VcOption value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if (value > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_WearLevel(QSCTXT* ctxt, ASN1T_IVI_WearLevel value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   return 0;
+}
+
+int XmlEnc_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
+{
+   int stat;
+   QSXmlNS ns(ctxt, nsURI, XML_NS);
+   if ((stat = rtXmlEncUInt(ctxt, value, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -27,6 +27,9 @@ ASN1T_IVIM* new_ASN1T_IVIM(ASN1XType& control);
 int asn1PE_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 int asn1PD_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 
+int XmlEnc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
+
 int asn1JsonEnc_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 int asn1JsonDec_IVIM(QSCTXT* ctxt, ASN1T_IVIM* pvalue);
 

@@ -27,6 +27,9 @@ ASN1T_MAPEM* new_ASN1T_MAPEM(ASN1XType& control);
 int asn1PE_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 int asn1PD_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 
+int XmlEnc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
+
 int asn1JsonEnc_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 int asn1JsonDec_MAPEM(QSCTXT* ctxt, ASN1T_MAPEM* pvalue);
 

@@ -27,6 +27,9 @@ ASN1T_RTCMEM* new_ASN1T_RTCMEM(ASN1XType& control);
 int asn1PE_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 int asn1PD_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 
+int XmlEnc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
+
 int asn1JsonEnc_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 int asn1JsonDec_RTCMEM(QSCTXT* ctxt, ASN1T_RTCMEM* pvalue);
 

@@ -27,6 +27,9 @@ ASN1T_SPATEM* new_ASN1T_SPATEM(ASN1XType& control);
 int asn1PE_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 int asn1PD_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 
+int XmlEnc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
+
 int asn1JsonEnc_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 int asn1JsonDec_SPATEM(QSCTXT* ctxt, ASN1T_SPATEM* pvalue);
 

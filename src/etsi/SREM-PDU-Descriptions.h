@@ -27,6 +27,9 @@ ASN1T_SREM* new_ASN1T_SREM(ASN1XType& control);
 int asn1PE_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 int asn1PD_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 
+int XmlEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
+
 int asn1JsonEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 int asn1JsonDec_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue);
 

@@ -4,6 +4,7 @@
  */
 #include "SSEM-PDU-Descriptions.h"
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtjsonsrc/QSJSONMessageBuffer.h"
 #include "DSRC.h"
 #include "ITS-Container.h"
@@ -50,6 +51,12 @@ int ASN1X_SSEM::EncodeTo(QSRTMessageBufferIF& msgBuf)
       static_cast<ASN1PEREncodeBuffer&>(msgBuf).byteAlign();
       return stat;
    }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLEncode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)"SSEM")) != 0) return stat;
+      if ((stat = XmlEnc_SSEM(ctxt, &msgData, (const QSUTF8CHAR*)"", 0)) != 0) return stat;
+      return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"SSEM", 0);
+   }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONEncode)) {
       return asn1JsonEnc_SSEM(msgBuf.getCtxtPtr(), &msgData);
    }
@@ -67,6 +74,16 @@ int ASN1X_SSEM::DecodeFrom(QSRTMessageBufferIF& msgBuf, unsigned char flag)
       stat = asn1PD_SSEM(msgBuf.getCtxtPtr(), &msgData);
       static_cast<ASN1PERDecodeBuffer&>(msgBuf).byteAlign();
       return stat;
+   }
+   if (msgBuf.isA(QSRTMessageBufferIF::XMLDecode)) {
+      QSCTXT* ctxt = msgBuf.getCtxtPtr();
+      if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;
+      if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)"SSEM", 0)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/SSEM-PDU-Descriptions", __LINE__);
+      if ((stat = XmlDec_SSEM(ctxt, &msgData)) != 0) return stat;
+      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0)
+         return rtxErrSetData(ctxt, stat, "../src/etsi/SSEM-PDU-Descriptions", __LINE__);
+      return rtXmlpDecodeResult(ctxt);
    }
    if (msgBuf.isA(QSRTMessageBufferIF::JSONDecode)) {
       return asn1JsonDec_SSEM(msgBuf.getCtxtPtr(), &msgData);

@@ -27,6 +27,9 @@ ASN1T_SSEM* new_ASN1T_SSEM(ASN1XType& control);
 int asn1PE_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 int asn1PD_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 
+int XmlEnc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI);
+int XmlDec_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
+
 int asn1JsonEnc_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 int asn1JsonDec_SSEM(QSCTXT* ctxt, ASN1T_SSEM* pvalue);
 

@@ -8,7 +8,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 if ROOT not in sys.path:
     sys.path.insert(0, ROOT)
 
-from tools.asn1gen import emit_values  # noqa: E402
+from tools.asn1gen import emit_values, emit_xml  # noqa: E402
 from tools.asn1gen.asn1gen import generate  # noqa: E402
 from tools.asn1gen.lexer import Asn1Error, tokenize  # noqa: E402
 from tools.asn1gen.model import load_model, load_texts  # noqa: E402
@@ -270,6 +270,32 @@ class RealModulesTest(unittest.TestCase):
 
     def test_generation_is_deterministic(self):
         self.assertEqual(generate(ASN1_DIR), generate(ASN1_DIR))
+
+    def test_three_files_per_module(self):
+        """<Module> (header and source), <Module>Enc and <Module>Dec hold everything of a
+        module, the coders of every encoding included; besides them only the inventory and the
+        test support."""
+        files = generate(ASN1_DIR)
+        top = sorted(n for n in files if "/" not in n)
+        want = sorted([m.name + s for m in self.model.modules for s in (".h", ".cpp", "Enc.cpp", "Dec.cpp")]
+                      + ["INVENTORY.tsv", "etsiInventory.h", "etsiInventory.cpp"])
+        self.assertEqual(top, want)
+        self.assertTrue(all(n.startswith("testsupport/") for n in files if "/" in n))
+        cam_dec = files["CAM-PDU-DescriptionsDec.cpp"]
+        self.assertIn('THIS_FILE = "../src/etsi/CAM-PDU-DescriptionsDec.cpp"', cam_dec)
+        for coder in ("int asn1PD_CAM(", "int asn1JsonDec_CAM(", "int XmlDec_CAM("):
+            self.assertIn(coder, cam_dec)
+
+    def test_xml_sequence_groups(self):
+        """The member groups of a SEQUENCE decoder: a member with the optional members that may
+        stand in its place, unknown elements allowed only after the last mandatory member."""
+        t = {x.asn1_name: x for x in self.model.typedefs}
+        b = t["CamParameters"].body
+        groups, last = emit_xml.sequence_groups(b.components, b.extensible)
+        self.assertEqual(groups, [(0, 1, -1), (1, 1, -1), (2, 2, 4), (3, 1, 4), (4, 0, 4)])
+        self.assertEqual(last, 1)
+        self.assertEqual(emit_xml.item_name(t["PathHistory"].body.element), "PathPoint")
+        self.assertEqual(emit_xml.item_name(t["MapData.regional"].body.element), "SEQUENCE")
 
 
 if __name__ == "__main__":

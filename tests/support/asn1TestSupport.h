@@ -201,6 +201,8 @@ struct EtsiTestType {
    int (*decode)(QSCTXT* ctxt, void* value);   // asn1PD_<T>
    int (*jsonEncode)(QSCTXT* ctxt, void* value);   // asn1JsonEnc_<T>
    int (*jsonDecode)(QSCTXT* ctxt, void* value);   // asn1JsonDec_<T>
+   int (*xmlEncode)(QSCTXT* ctxt, void* value, const QSUTF8CHAR* elemName);   // XmlEnc_<T>
+   int (*xmlDecode)(QSCTXT* ctxt, void* value);    // XmlDec_<T>
 };
 
 extern const EtsiTestType etsiTestTypes[];

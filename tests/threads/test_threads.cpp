@@ -1,4 +1,4 @@
-// Conversions on several threads at once give exactly the single-thread results. Built on its
+// Conversions (JSON and XML) on several threads at once give exactly the single-thread results. Built on its
 // own so that a ThreadSanitizer build needs only the library and this file (make test-tsan).
 #include <gtest/gtest.h>
 
@@ -13,48 +13,62 @@
 
 namespace {
 
-typedef int (*ToJson)(const char*, size_t, char**, char**, bool);
-typedef int (*FromJson)(const char*, char**, size_t*, char**, bool);
+typedef int (*ToText)(const char*, size_t, char**, char**, bool);
+typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
 
-struct Job {
-   ToJson toJson;
-   FromJson fromJson;
-   std::string bytes, json;
+// The JSON and the XML pair of one message type.
+struct Forms {
+   const char* name;
+   ToText toJson;
+   FromText fromJson;
+   ToText toXml;
+   FromText fromXml;
 };
 
-bool lookup(const std::string& type, ToJson* to, FromJson* from)
+struct Job {
+   const Forms* forms;
+   std::string bytes, json, xml;
+};
+
+const Forms* lookup(const std::string& type)
 {
-   static const struct { const char* name; ToJson to; FromJson from; } table[] = {
-      { "CAM", etsi_CAM_to_json, etsi_CAM_from_json },       { "DENM", etsi_DENM_to_json, etsi_DENM_from_json },
-      { "SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json }, { "MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json },
-      { "IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json },    { "SREM", etsi_SREM_to_json, etsi_SREM_from_json },
-      { "SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json },
+   static const Forms table[] = {
+      { "CAM", etsi_CAM_to_json, etsi_CAM_from_json, etsi_CAM_to_xml, etsi_CAM_from_xml },
+      { "DENM", etsi_DENM_to_json, etsi_DENM_from_json, etsi_DENM_to_xml, etsi_DENM_from_xml },
+      { "SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json, etsi_SPATEM_to_xml, etsi_SPATEM_from_xml },
+      { "MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json, etsi_MAPEM_to_xml, etsi_MAPEM_from_xml },
+      { "IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json, etsi_IVIM_to_xml, etsi_IVIM_from_xml },
+      { "SREM", etsi_SREM_to_json, etsi_SREM_from_json, etsi_SREM_to_xml, etsi_SREM_from_xml },
+      { "SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json, etsi_SSEM_to_xml, etsi_SSEM_from_xml },
    };
-   for (const auto& e : table)
-      if (type == e.name) {
-         *to = e.to;
-         *from = e.from;
-         return true;
-      }
-   return false;
+   for (const Forms& f : table)
+      if (type == f.name) return &f;
+   return nullptr;
 }
 
-// PER -> JSON -> PER of one job; true when both steps give the expected results.
-bool convert(const Job& job, std::string* json)
+// PER -> text -> PER through one pair; true when both steps give the expected results.
+bool convert(const std::string& bytes, ToText to, FromText from, std::string* text)
 {
    char* out = nullptr;
    char* err = nullptr;
-   bool ok = job.toJson(job.bytes.data(), job.bytes.size(), &out, &err, false) == 0;
-   if (ok) *json = out;
+   bool ok = to(bytes.data(), bytes.size(), &out, &err, false) == 0;
+   if (ok) *text = out;
    etsi_delete_array(out);
    etsi_delete_array(err);
    if (!ok) return false;
    size_t n = 0;
    out = err = nullptr;
-   ok = job.fromJson(json->c_str(), &out, &n, &err, false) == 0 && std::string(out, n) == job.bytes;
+   ok = from(text->c_str(), &out, &n, &err, false) == 0 && std::string(out, n) == bytes;
    etsi_delete_array(out);
    etsi_delete_array(err);
    return ok;
+}
+
+// Both text forms of one job.
+bool convert(const Job& job, std::string* json, std::string* xml)
+{
+   return convert(job.bytes, job.forms->toJson, job.forms->fromJson, json) &&
+          convert(job.bytes, job.forms->toXml, job.forms->fromXml, xml);
 }
 
 TEST(ConversionThreads, ParallelCallsGiveTheSingleThreadResults)
@@ -63,9 +77,10 @@ TEST(ConversionThreads, ParallelCallsGiveTheSingleThreadResults)
    std::vector<Job> jobs;
    for (const CorpusMessage& m : loadCorpus()) {
       Job job;
-      if (m.protocolVersion < 2 || !lookup(m.type, &job.toJson, &job.fromJson)) continue;
+      job.forms = lookup(m.type);
+      if (m.protocolVersion < 2 || job.forms == nullptr) continue;
       job.bytes.assign(m.bytes.begin(), m.bytes.end());
-      if (convert(job, &job.json) && jobs.size() < 96) jobs.push_back(job);
+      if (convert(job, &job.json, &job.xml) && jobs.size() < 96) jobs.push_back(job);
    }
    ASSERT_GT(jobs.size(), 20u);
    std::atomic<int> mismatches(0), calls(0);
@@ -75,8 +90,8 @@ TEST(ConversionThreads, ParallelCallsGiveTheSingleThreadResults)
       threads.emplace_back([&, t] {
          for (size_t k = t; std::chrono::steady_clock::now() < until; k += 5) {
             const Job& job = jobs[k % jobs.size()];
-            std::string json;
-            if (!convert(job, &json) || json != job.json) mismatches++;
+            std::string json, xml;
+            if (!convert(job, &json, &xml) || json != job.json || xml != job.xml) mismatches++;
             calls++;
          }
       });

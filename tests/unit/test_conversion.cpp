@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -462,9 +463,11 @@ TEST(ConversionLibrary, ExportsExactlyTheConversionFunctions)
    ASSERT_EQ(pclose(p), 0) << cmd;
    std::string want;
    for (const char* m : { "CAM", "DENM", "IVIM", "MAPEM", "SPATEM", "SREM", "SSEM" })
-      want += std::string("etsi_") + m + "_from_json\netsi_" + m + "_to_json\n";
+      want += std::string("etsi_") + m + "_from_json\netsi_" + m + "_from_xml\netsi_" + m + "_to_json\netsi_" + m +
+              "_to_xml\n";
    want += "etsi_delete_array\n";
    EXPECT_EQ(names, want);
+   EXPECT_EQ(std::count(names.begin(), names.end(), '\n'), 29);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 // The generated value layer: structure shapes, enumeration tables, initialisation and release.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string.h>
 #include <type_traits>
 
 #include "src/etsi/CAM-PDU-Descriptions.h"
 #include "src/etsi/DSRC.h"
+#include "src/etsi/EfcDsrcApplication.h"
 #include "src/etsi/GDD.h"
 #include "src/etsi/IVI.h"
 #include "src/etsi/MAPEM-PDU-Descriptions.h"
@@ -106,6 +108,28 @@ TEST(GeneratedEnumerations, LookupComparesTextAndLength)
    rtxFreeContext(&ctxt);
 }
 
+TEST(GeneratedEnumerations, ToStringNamesOnlyValuesBelowTheItemCount)
+{
+   // LPN.alphabetIndicator is the one enumeration whose values are not 0..n-1: 33 items, values 1..33.
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_latinAlphabetNo1),
+                "latinAlphabetNo1");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_reservedForUse20),
+                "reservedForUse20");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(ASN1V_LPN_alphabetIndicator_reservedForUse21), "_UNKNOWN_");
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(0), "_UNKNOWN_");  // no identifier has 0
+   EXPECT_STREQ(ASN1T_LPN_alphabetIndicator_ToString(-1), "_UNKNOWN_");
+
+   // The name table and the lookup still know the identifier beyond the count.
+   const QSRTEnumTableEntry* tab = ASN1T_LPN_alphabetIndicator_ENUMTAB;
+   EXPECT_TRUE(std::any_of(tab, tab + 33, [](const QSRTEnumTableEntry& e) { return e.value == 33; }));
+   QSCTXT ctxt;
+   ASSERT_EQ(rtxInitContext(&ctxt), 0);
+   QSUINT32 v = 0;
+   EXPECT_EQ(ASN1T_LPN_alphabetIndicator_ToEnum(&ctxt, (const QSUTF8CHAR*)"reservedForUse21", &v), 0);
+   EXPECT_EQ(v, 33u);
+   rtxFreeContext(&ctxt);
+}
+
 class GeneratedLifecycle : public ::testing::Test {
  protected:
    void SetUp() override { ASSERT_EQ(rtxInitContext(&ctxt), 0); }
@@ -127,6 +151,34 @@ TEST_F(GeneratedLifecycle, ChoiceInitWithFreeFirstKeepsTheSelector)
    h.t = 1;
    asn1Init_HighFrequencyContainer(&h, 0, &ctxt);
    EXPECT_EQ(h.t, 0u);
+}
+
+TEST_F(GeneratedLifecycle, ChoiceInitWithFreeFirstClearsThePointerWhateverTheSelector)
+{
+   // Where the release has nothing to free, the pointer is cleared all the same and the
+   // selector kept. The stale pointers below are never freed, so they need not be heap memory.
+   QSUINT32 stale = 0;
+   ASN1T_HighFrequencyContainer h;
+   h.t = 0;  // no selection
+   h.u.rsuContainerHighFrequency = (ASN1T_RSUContainerHighFrequency*)&stale;
+   asn1Init_HighFrequencyContainer(&h, 1, &ctxt);
+   EXPECT_EQ(h.t, 0u);
+   EXPECT_EQ(h.u.rsuContainerHighFrequency, nullptr);
+
+   ASN1T_ETSI_DSRC_VehicleID id;  // no extension marker: 3 selects nothing
+   id.t = 3;
+   id.u.stationID = &stale;
+   asn1Init_ETSI_DSRC_VehicleID(&id, 1, &ctxt);
+   EXPECT_EQ(id.t, 3u);
+   EXPECT_EQ(id.u.stationID, nullptr);
+
+   // An unknown alternative whose record holds no data: the record goes back to the heap.
+   h.t = 3;
+   h.u.extElem1 = (ASN1TOpenType*)rtxMemHeapAllocZ(&ctxt, sizeof(ASN1TOpenType));
+   asn1Init_HighFrequencyContainer(&h, 1, &ctxt);
+   EXPECT_EQ(h.t, 3u);
+   EXPECT_EQ(h.u.extElem1, nullptr);
+   EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
 }
 
 TEST_F(GeneratedLifecycle, SequenceReleaseSkipsAbsentOptionalComponents)

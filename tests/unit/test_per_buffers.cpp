@@ -84,6 +84,10 @@ TEST(PerBuffers, DecodeBufferFromFile)
 
    ASN1PERDecodeBuffer missing("/nonexistent/file.per", 0);
    EXPECT_EQ(RTERR_FILE_NOT_FOUND, rtxErrGetStatus(missing.getCtxtPtr()));
+   // The PER buffers record their failures under a bare source name, not a path.
+   const QSRTErrInfo* rec = static_cast<const QSRTErrInfo*>(missing.getCtxtPtr()->errInfoList.head->data);
+   ASSERT_EQ(1, rec->stkx);
+   EXPECT_STREQ("asn1PerCppTypes", rec->stack[0].module);
 }
 
 TEST(PerBuffers, TraceAndDumpThroughBuffer)

@@ -274,6 +274,25 @@ TEST_F(ErrTest, MessageTextWithElementNames)
    EXPECT_STREQ("Element: el\nRea", rtxErrGetMsgTextBuf(&ctxt, small, sizeof(small)));
 }
 
+TEST_F(ErrTest, MessageTextIsSizedWithoutTheSpacesOfAppendedParameters)
+{
+   // "Encode buffer overflow" has no "%s": its parameter is appended after a space,
+   // which the computed size does not count, so the parameter is left out whole.
+   rtxErrAddStrParm(&ctxt, "x");
+   rtxErrSetData(&ctxt, RTERR_ENCODE_BUFFER_OVERFLOW, "m.c", 1);
+   EXPECT_STREQ("Encode buffer overflow", rtxErrGetMsgText(&ctxt));
+   rtxErrReset(&ctxt);
+
+   // Parameters in place of "%s" fit: the "%s" itself is counted.
+   rtxErrAddStrParm(&ctxt, "f");
+   rtxErrAddStrParm(&ctxt, "7");
+   rtxErrSetData(&ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION, "m.c", 1);
+   EXPECT_STREQ("Value constraint violation: field f, value 7", rtxErrGetMsgText(&ctxt));
+   rtxErrReset(&ctxt);
+
+   EXPECT_STREQ("", rtxErrGetMsgText(&ctxt));
+}
+
 TEST_F(ErrTest, CopyAndAppendDuplicateRecords)
 {
    QSCTXT other;
@@ -333,6 +352,27 @@ TEST(ErrOutOfMemory, TheBuiltInRecordHoldsNoDynamicMemoryOnce)
    rtxErrReset(&ctxt);
    EXPECT_EQ(0u, rtxErrGetErrorCnt(&ctxt));
    EXPECT_EQ(RTERR_READ_ERROR, rtxErrSetData(&ctxt, RTERR_READ_ERROR, "m.c", 5));
+   rtxFreeContext(&ctxt);
+}
+
+TEST(ErrOutOfMemory, ANewRecordClearsTheBuiltInRecordsStatus)
+{
+   QSCTXT ctxt;
+   ASSERT_EQ(0, rtxInitContextExt(&ctxt, failingAlloc, nullptr, nullptr));
+   rtxMemHeapSetFlags(&ctxt, RT_MH_USESYSALLOC);
+   g_failAlloc = true;
+   EXPECT_EQ(RTERR_NO_DYNAMIC_MEMORY, rtxErrSetData(&ctxt, RTERR_NO_DYNAMIC_MEMORY, "m.c", 3));
+   g_failAlloc = false;
+   rtxErrSetData(&ctxt, RTERR_READ_ERROR, "m.c", 4);
+   ASSERT_EQ(2u, rtxErrGetErrorCnt(&ctxt));
+   EXPECT_EQ(&ctxt.errInfo, ctxt.errInfoList.head->data);
+   EXPECT_EQ(0, ctxt.errInfo.status);
+   EXPECT_EQ(0, rtxErrGetFirstError(&ctxt));
+   EXPECT_EQ(RTERR_READ_ERROR, rtxErrGetLastError(&ctxt));
+   char buf[200];
+   EXPECT_STREQ("ERROR: Status 0\nnormal completion status\nStack trace:\n  Module: m.c Line 3\n"
+                "ERROR: Status -29\nRead error\nStack trace:\n  Module: m.c Line 4\n",
+                rtxErrGetTextBuf(&ctxt, buf, sizeof(buf)));
    rtxFreeContext(&ctxt);
 }
 

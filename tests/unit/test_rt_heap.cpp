@@ -231,14 +231,19 @@ TEST_F(HeapTest, ForcedLargeBlocksServeEveryRequest)
    EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
 }
 
-TEST_F(HeapTest, HeapReferenceCountAndRelease)
+TEST_F(HeapTest, ReleaseDropsTheHeapOnlyAtTheLastReference)
 {
    rtxMemHeapAddRef(&ctxt);
    QSMemHeap* heap = ctxt.pMemHeap;
-   rtxMemHeapRelease(&ctxt);  // one reference is left elsewhere
-   EXPECT_EQ(nullptr, ctxt.pMemHeap);
+   QSOCTET* p = alloc(8);
+   rtxMemHeapRelease(&ctxt);  // one reference is left: the heap stays with the context
+   EXPECT_EQ(heap, ctxt.pMemHeap);
    EXPECT_EQ(1, heap->refCnt);
-   ctxt.pMemHeap = heap;       // take it back; the fixture releases it
+   EXPECT_TRUE(rtxMemHeapCheckPtr(&ctxt, p));
+   EXPECT_NE(nullptr, alloc(8));
+   rtxMemHeapRelease(&ctxt);
+   EXPECT_EQ(nullptr, ctxt.pMemHeap);
+   rtxMemHeapRelease(&ctxt);  // no heap: nothing happens
 }
 
 TEST_F(HeapTest, ArrayAllocationChecksTheProductOnly)
@@ -294,6 +299,26 @@ void* countingRealloc(void* p, size_t n) { return std::realloc(p, n); }
 void countingFree(void* p) { g_frees++; std::free(p); }
 }  // namespace
 
+TEST(HeapAllocator, DefaultBlockSizeIsTakenAsGiven)
+{
+   const QSUINT32 sizes[] = { 0, 1, 40, 0x100000 };
+   for (QSUINT32 size : sizes) {
+      rtxMemSetDefBlkSize(size);
+      EXPECT_EQ(size, rtxMemGetDefBlkSize());
+      QSCTXT ctxt;
+      ASSERT_EQ(0, rtxInitContext(&ctxt));
+      EXPECT_EQ(size, ctxt.pMemHeap->defBlkSize);
+      void* a = rtxMemHeapAlloc(&ctxt, 8);
+      void* b = rtxMemHeapAlloc(&ctxt, 100);
+      ASSERT_NE(nullptr, a);
+      ASSERT_NE(nullptr, b);
+      std::memset(b, 0xA5, 100);
+      EXPECT_EQ(0, rtxMemHeapCheck(&ctxt)) << size;
+      rtxFreeContext(&ctxt);
+   }
+   rtxMemSetDefBlkSize(RT_MH_DEFBLKSIZE);
+}
+
 TEST(HeapAllocator, GivenFunctionsAndDefaultBlockSizeAreUsed)
 {
    EXPECT_EQ(4096u, rtxMemGetDefBlkSize());
@@ -323,6 +348,22 @@ TEST(HeapDeathTest, ValidatedFreeOfAForeignPointerEndsTheProcess)
          rtxMemHeapSetFlags(&ctxt, RT_MH_VALIDATEPTR);
          int x = 0;
          rtxMemHeapFreePtr(&ctxt, &x);
+         std::exit(0);
+      },
+      ::testing::ExitedWithCode(255), "");
+}
+
+TEST(HeapDeathTest, AnElementIndexBeyondTheLastEndsTheProcess)
+{
+   GTEST_FLAG_SET(death_test_style, "threadsafe");
+   EXPECT_EXIT(
+      {
+         QSCTXT ctxt;
+         rtxInitContext(&ctxt);
+         QSOCTET* p = static_cast<QSOCTET*>(rtxMemHeapAlloc(&ctxt, 8));
+         p[-4] = 0xFF;  // the element's own index, bytes 4 and 5 of its header
+         p[-3] = 0xFF;
+         rtxMemHeapFreePtr(&ctxt, p);
          std::exit(0);
       },
       ::testing::ExitedWithCode(255), "");

@@ -16,7 +16,7 @@ if __package__ in (None, ""):
     sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
     __package__ = "tools.asn1gen"
 
-from tools.asn1gen import emit_codecs, emit_inventory, emit_json, emit_per  # noqa: E402
+from tools.asn1gen import emit_codecs, emit_inventory, emit_json, emit_per, emit_xml  # noqa: E402
 from tools.asn1gen import emit_testsupport, emit_values  # noqa: E402
 from tools.asn1gen.lexer import Asn1Error  # noqa: E402
 from tools.asn1gen.model import load_model  # noqa: E402
@@ -30,9 +30,9 @@ def generate(asn1_dir):
     """Returns {file name: text} of the whole generated layer."""
     model = load_model(asn1_dir)
     files = {}
-    families = [emit_per.PerFamily(), emit_json.JsonFamily()]
+    families = [emit_per.PerFamily(), emit_xml.XmlFamily(), emit_json.JsonFamily()]
     files.update(emit_values.emit(model, families))
-    files.update(emit_codecs.emit(model, [emit_per, emit_json]))
+    files.update(emit_codecs.emit(model, [emit_per, emit_json, emit_xml]))
     files.update(emit_testsupport.emit(model))
     files.update(emit_inventory.emit(model))
     return files

@@ -2,8 +2,8 @@
 `<Module>Dec.cpp`. The JSON form follows the ASN.1 value: member names and identifiers as
 defined, members in definition order, CHOICEs as objects with one member."""
 
-from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
-from .emit_per import lit
+from .ctypes import ctype, int_ctype, is_small_bitstring
+from .emit_text import TextEmitter
 from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import c_ident
@@ -21,39 +21,9 @@ def name_table(w, var, names):
     w.line("};")
 
 
-def ctype_limits(ct):
-    bits = int("".join(ch for ch in ct if ch.isdigit()))
-    if ct.startswith("QSU"):
-        return 0, (1 << bits) - 1
-    return -(1 << (bits - 1)), (1 << (bits - 1)) - 1
-
-
-def range_conds(ct, lo, hi, expr):
-    """Comparisons that find `expr` (of C type ct) outside lo..hi, leaving out those that the
-    type itself already rules out."""
-    tlo, thi = ctype_limits(ct)
-    conds = []
-    if lo > tlo:
-        conds.append("%s < %s" % (expr, lit(lo)))
-    if hi < thi:
-        conds.append("%s > %s" % (expr, lit(hi)))
-    return conds
-
-
-class JsonEmitter:
+class JsonEmitter(TextEmitter):
     def __init__(self, mi):
         self.mi = mi
-
-    @staticmethod
-    def check(w, call):
-        w.line("if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % call)
-
-    def uses_typedef_codec(self, rt):
-        td = rt.typedef
-        if td is None:
-            return False
-        return constraint_key(rt.cons) == constraint_key(td.body.cons) \
-            or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
 
     # ---- encoding ------------------------------------------------------------------------------
     def enc_value(self, w, rt, expr):
@@ -61,22 +31,6 @@ class JsonEmitter:
             self.check(w, "asn1JsonEnc_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
         else:
             self.enc_inline(w, rt, expr)
-
-    def range_check(self, w, rt, expr):
-        """Root range of a non-extensible INTEGER: outside it the encoder fails without a location."""
-        c = rt.cons
-        if not c.has_range() or c.ext:
-            return
-        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
-        if conds:
-            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
-
-    def size_check(self, w, c, count):
-        if not c.has_size() or c.size_ext:
-            return
-        conds = range_conds("QSUINT32", c.size_lo, c.size_hi, count)
-        if conds:
-            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
 
     def enc_inline(self, w, rt, expr):
         k = rt.kind
@@ -234,19 +188,6 @@ class JsonEmitter:
             self.check(w, "asn1JsonDec_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
         else:
             self.dec_inline(w, rt, expr)
-
-    def dec_range_check(self, w, rt, expr):
-        c = rt.cons
-        if not c.has_range() or c.ext:
-            return
-        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
-        if not conds:
-            return
-        w.line("if (%s) {" % " || ".join(conds))
-        w.line("   rtxErrAddElemNameParm(ctxt);")
-        w.line("   rtxErrAddInt64Parm(ctxt, (QSINT64)%s);" % expr)
-        w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
-        w.line("}")
 
     def dec_inline(self, w, rt, expr):
         k = rt.kind

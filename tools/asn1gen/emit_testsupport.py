@@ -4,6 +4,7 @@ turns a value into text, so that two values compare equal exactly when their tex
 
 from .ctypes import constraint_key, ctype, int_ctype, is_small_bitstring
 from .emit_per import lit, string_params, cstring
+from .emit_xml import POINTER_KINDS as XML_POINTER_KINDS
 from .emit_values import tname
 from .model import c_ident
 from .writer import CodeWriter
@@ -409,13 +410,18 @@ def emit_type_table(model):
                % (td.cname, td.cname, pt))
         w.line("int jdec_%s(QSCTXT* ctxt, void* v) { return asn1JsonDec_%s(ctxt, (%s*)v); }"
                % (td.cname, td.cname, pt))
+        w.line("int xenc_%s(QSCTXT* ctxt, void* v, const QSUTF8CHAR* name) "
+               "{ return XmlEnc_%s(ctxt, %s(%s*)v, name, 0); }"
+               % (td.cname, td.cname, "" if td.body.kind in XML_POINTER_KINDS else "*", pt))
+        w.line("int xdec_%s(QSCTXT* ctxt, void* v) { return XmlDec_%s(ctxt, (%s*)v); }"
+               % (td.cname, td.cname, pt))
     w.line("}")
     w.blank()
     w.line("const EtsiTestType etsiTestTypes[] = {")
     for td in model.typedefs:
         c = td.cname
-        w.line('   { "%s", %s, make_%s, rand_%s, print_%s, enc_%s, dec_%s, jenc_%s, jdec_%s },'
-               % (c, "true" if td.is_message else "false", c, c, c, c, c, c, c))
+        w.line('   { "%s", %s, make_%s, rand_%s, print_%s, enc_%s, dec_%s, jenc_%s, jdec_%s, xenc_%s, xdec_%s },'
+               % (c, "true" if td.is_message else "false", c, c, c, c, c, c, c, c, c))
     w.line("};")
     w.line("const size_t etsiTestTypeCount = sizeof(etsiTestTypes) / sizeof(etsiTestTypes[0]);")
     return w.text()

@@ -508,12 +508,12 @@ def emit_init(w, td):
             w.line("rtxDListInit(&pvalue->extElem1);")
         w.line("return 0;")
     elif b.kind == "CHOICE":
+        # Re-initialising in place keeps the selector; the pointer is cleared in any case,
+        # also when the release found nothing to free (t = 0, unknown alternative without data).
         w.line("if (pvalue == 0) return 0;")
-        w.line("if (freeFirst == 0) {")
-        w.line("   pvalue->t = 0;")
-        w.line("   memset(&pvalue->u, 0, sizeof(pvalue->u));")
-        w.line("}")
+        w.line("if (freeFirst == 0) pvalue->t = 0;")
         w.line("else asn1Free_%s(ctxt, pvalue);" % td.cname)
+        w.line("memset(&pvalue->u, 0, sizeof(pvalue->u));")
         w.line("return 0;")
     elif b.kind == "SEQUENCE_OF":
         w.line("if (pvalue == 0) return 0;")
@@ -551,8 +551,10 @@ def emit_enum_functions(w, td):
         w.line('   { (const QSUTF8CHAR*)"%s", %d, %d, %d },' % (name, v, len(name.encode("utf-8")), trans))
     w.line("};")
     w.blank()
+    # Names are given for values 0 to n-1 only, even where an identifier carries a value beyond.
     w.line("const char* %s_ToString(QSINT32 value)" % t)
     w.line("{")
+    w.line("   if (value < 0 || value >= %d) return \"_UNKNOWN_\";" % len(items))
     w.line("   return rtxEnumValueToString(%s_ENUMTAB, %d, value);" % (t, len(items)))
     w.line("}")
     w.blank()

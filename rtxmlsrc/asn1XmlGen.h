@@ -1,0 +1,68 @@
+/*
+ * Support for the generated XML encoders and decoders: the namespaces an
+ * encoder writes with, the document frame of the control classes, and the
+ * XER forms of BOOLEAN, ENUMERATED, unknown CHOICE alternatives and regional
+ * extensions.
+ */
+#ifndef ASN1XMLGEN_H
+#define ASN1XMLGEN_H
+
+#include <string.h>
+
+#include "rtxmlsrc/rtXml.h"
+#include "rtxsrc/rtxEnum.h"
+#include "rtxsrc/rtxErrCodes.h"
+#include "rtxsrc/rtxError.h"
+#include "rtxsrc/rtxMemory.h"
+
+/* Namespaces of one encoder: its own element's (the URI it was given) and its members'
+ * (the module's name, only outside ASN.1 XML mode). */
+struct QSXmlNS {
+   QSXmlNamespace own;
+   QSXmlNamespace child;
+   const QSXmlNamespace* pOwn;
+   const QSXmlNamespace* pChild;
+   const QSUTF8CHAR* childURI;
+
+   QSXmlNS(const QSCTXT* ctxt, const QSUTF8CHAR* nsURI, const char* moduleURI)
+   {
+      own.uri = nsURI;
+      own.prefix = 0;
+      pOwn = nsURI != 0 ? &own : 0;
+      childURI = (ctxt->flags & QSXMLCTXT) != 0 ? 0 : (const QSUTF8CHAR*)moduleURI;
+      child.uri = childURI;
+      child.prefix = 0;
+      pChild = childURI != 0 ? &child : 0;
+   }
+};
+
+/* Document start of a message: the XML information record (created when the context has
+ * none), ASN.1 XML mode, the declaration and the root start tag, left open. */
+int rtXmlEncBeginDocument(QSCTXT* ctxt, const QSUTF8CHAR* rootName);
+
+/* The same for decoding: information record, ASN.1 XML mode, the pull reader. */
+int rtXmlpBeginDocument(QSCTXT* ctxt);
+
+/* ENUMERATED: the element holding an empty element named by the value's identifier;
+ * RTERR_ENUM_NOT_IN_SET for a value the table does not have. */
+int rtXmlEncEnumValue(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
+                      const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS);
+
+/* Content of a BOOLEAN element: exactly one empty child "true" or "false". */
+int rtXmlpDecXerBool(QSCTXT* ctxt, QSBOOL* pvalue);
+
+/* Content of an ENUMERATED element: one empty child named by an identifier, mapped with the
+ * type's name lookup; identifiers of values above `top` are refused too. */
+typedef int (*QSXmlToEnumFunc)(QSCTXT* ctxt, const QSUTF8CHAR* value, size_t valueLen, QSUINT32* pvalue);
+int rtXmlpDecXerEnum(QSCTXT* ctxt, QSXmlToEnumFunc toEnum, QSUINT32 top, QSUINT32* pvalue);
+
+/* An unknown alternative of an extensible CHOICE, left in place by the lookup: the whole
+ * element as text in a new open-type record. */
+int rtXmlpDecUnknownAlt(QSCTXT* ctxt, ASN1TOpenType** ppvalue);
+
+
+/* The single child of a regional extension's value element, whose name is not checked: after
+ * this the caller decodes its content and matches its end tag. */
+int rtXmlpDecRegionalStart(QSCTXT* ctxt);
+
+#endif

@@ -1,0 +1,639 @@
+/*
+ * XML writer: declaration, start and end tags with indentation, escaped
+ * text and the XER forms of the primitive values.
+ *
+ * Every write reserves its bytes once and keeps a NUL behind the text, so
+ * the buffer always reads as a C string; the byte index never covers it.
+ */
+#include "rtxmlsrc/rtXml.h"
+
+#include <cstring>
+
+#include "rtxmlsrc/rtXmlInternal.h"
+#include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxMemory.h"
+
+#define XML_MODULE "../../rtxmlsrc/rtXmlEnc.cpp"
+
+using namespace xmlimpl;
+
+namespace {
+
+const char kHexUpper[] = "0123456789ABCDEF";
+const char kHexLower[] = "0123456789abcdef";
+
+/* Stack block through which hex digits and bits are written. */
+const QSSIZE kChunk = 80;
+
+inline bool isEmptyName(const QSUTF8CHAR* name) { return name == nullptr || *name == 0; }
+
+inline bool asn1Mode(const QSCTXT* ctxt) { return (ctxt->flags & QSXMLCTXT) != 0; }
+
+inline const char* prefixOf(const QSXmlNamespace* pNS)
+{
+   return (pNS != nullptr && pNS->prefix != nullptr && *pNS->prefix != 0) ? (const char*)pNS->prefix : nullptr;
+}
+
+int putText(QSCTXT* ctxt, const void* p, QSSIZE n)
+{
+   int stat = reserve(ctxt, n);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   put(ctxt, p, n);
+   return 0;
+}
+
+inline int putStr(QSCTXT* ctxt, const char* s) { return putText(ctxt, s, std::strlen(s)); }
+
+/* Writes the '>' of a start tag still open for attributes ("/>" when the
+ * element was started as an empty element). */
+int closePendingStartTag(QSCTXT* ctxt)
+{
+   if (!(ctxt->flags & QSXMLSTARTOPEN)) return 0;
+   return rtXmlEncTermStartElement(ctxt);
+}
+
+/* Prepares character data: closes a pending start tag. */
+int beginData(QSCTXT* ctxt)
+{
+   int stat = closePendingStartTag(ctxt);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+/* The namespace declarations of the root element (outside ASN.1 XML mode). */
+int writeNSDecls(QSCTXT* ctxt)
+{
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   for (const QSXmlNSDecl* ns = info->nsDecls; ns != nullptr; ns = ns->next) {
+      int stat = putStr(ctxt, " xmlns");
+      if (stat == 0 && ns->prefix != nullptr) stat = putText(ctxt, ":", 1);
+      if (stat == 0 && ns->prefix != nullptr) stat = putStr(ctxt, ns->prefix);
+      if (stat == 0) stat = putText(ctxt, "=\"", 2);
+      if (stat == 0) stat = rtXmlEncStringValue(ctxt, (const QSUTF8CHAR*)ns->uri);
+      if (stat == 0) stat = putText(ctxt, "\"", 1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+/* Bytes of the escaped form of one byte (0: written as it is). */
+inline const char* escapeOf(QSOCTET c, bool inAttr)
+{
+   switch (c) {
+      case '"': return "&quot;";
+      case '&': return "&amp;";
+      case '\'': return "&apos;";
+      case '<': return "&lt;";
+      case '>': return "&gt;";
+      case 0x09: return inAttr ? "&#x9;" : nullptr;
+      case 0x0A: return inAttr ? "&#xA;" : nullptr;
+      case 0x0D: return inAttr ? "&#xD;" : nullptr;
+      default: return nullptr;
+   }
+}
+
+/* Writes the hex digits of nocts bytes. */
+int writeHex(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data, bool upper)
+{
+   const char* digits = upper ? kHexUpper : kHexLower;
+   char block[kChunk];
+   QSSIZE used = 0;
+   for (QSSIZE i = 0; i < nocts; i++) {
+      block[used++] = digits[data[i] >> 4];
+      block[used++] = digits[data[i] & 0x0F];
+      if (used == kChunk) {
+         int stat = putText(ctxt, block, used);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         used = 0;
+      }
+   }
+   if (used != 0) {
+      int stat = putText(ctxt, block, used);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+/* Writes one '0'/'1' per bit: the bits of data (dataSize bytes) first, then
+ * those of extData. */
+int writeBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize, const QSOCTET* extData)
+{
+   char block[kChunk];
+   QSSIZE used = 0;
+   for (QSSIZE i = 0; i < nbits; i++) {
+      QSSIZE byte = i / 8;
+      QSOCTET ub = (byte < dataSize || extData == nullptr) ? data[byte] : extData[byte - dataSize];
+      block[used++] = (ub & (0x80 >> (i % 8))) ? '1' : '0';
+      if (used == kChunk) {
+         int stat = putText(ctxt, block, used);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         used = 0;
+      }
+   }
+   if (used != 0) {
+      int stat = putText(ctxt, block, used);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+/* True when the bytes are valid UTF-8 throughout. */
+bool isUTF8(const QSOCTET* p, QSSIZE n)
+{
+   QSSIZE i = 0;
+   while (i < n) {
+      QSOCTET c = p[i];
+      QSSIZE len;
+      QSUINT32 cp;
+      if (c < 0x80) { i++; continue; }
+      if (c >= 0xC2 && c <= 0xDF) { len = 2; cp = c & 0x1F; }
+      else if (c >= 0xE0 && c <= 0xEF) { len = 3; cp = c & 0x0F; }
+      else if (c >= 0xF0 && c <= 0xF4) { len = 4; cp = c & 0x07; }
+      else return false;
+      if (i + len > n) return false;
+      for (QSSIZE k = 1; k < len; k++) {
+         if ((p[i + k] & 0xC0) != 0x80) return false;
+         cp = (cp << 6) | (p[i + k] & 0x3F);
+      }
+      if ((len == 3 && (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF))) ||
+          (len == 4 && (cp < 0x10000 || cp > 0x10FFFF)))
+         return false;
+      i += len;
+   }
+   return true;
+}
+
+/* Value text of an element: start tag, text, end tag; without a name the
+ * text alone. */
+int encValueText(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* elemName,
+                 const QSXmlNamespace* pNS)
+{
+   int stat;
+   if (!isEmptyName(elemName)) {
+      stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   stat = beginData(ctxt);
+   if (stat == 0 && len != 0) {
+      stat = putText(ctxt, text, len);
+      ctxt->xmlState = QSXMLDATA;
+   }
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   if (!isEmptyName(elemName)) {
+      stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+/* Decimal text of a value with its sign into the end of buf; returns the
+ * first character. */
+char* formatUInt64(char* end, QSUINT64 v)
+{
+   char* p = end;
+   do {
+      *--p = (char)('0' + v % 10);
+      v /= 10;
+   } while (v != 0);
+   return p;
+}
+
+int encInt64(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const QSUTF8CHAR* elemName,
+             const QSXmlNamespace* pNS)
+{
+   char buf[24];
+   char* end = buf + sizeof(buf);
+   char* p = formatUInt64(end, magnitude);
+   if (negative) *--p = '-';
+   int stat = encValueText(ctxt, p, (QSSIZE)(end - p), elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+/* <elemName> then an empty element named by the identifier, then </elemName>;
+ * without elemName the empty element alone. */
+int encEmptyChild(QSCTXT* ctxt, const QSUTF8CHAR* identifier, const QSUTF8CHAR* elemName,
+                  const QSXmlNamespace* pNS)
+{
+   int stat = 0;
+   if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat == 0) stat = rtXmlEncEmptyElement(ctxt, identifier, nullptr, nullptr, TRUE);
+   if (stat == 0 && !isEmptyName(elemName)) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+} // namespace
+
+/* ---- document --------------------------------------------------------------------------------- */
+
+int rtXmlEncStartDocument(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (ctxt->xmlState != QSXMLINIT) return 0;
+   ctxt->xmlDepth = 0;
+   if (ctxt->flags & QSXMLFRAG) return 0;
+   QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   if (ctxt->flags & QSXMLC14N) return 0;
+
+   int stat = 0;
+   if (info->writeBOM && info->encoding == 0) stat = putText(ctxt, "\xEF\xBB\xBF", 3);
+   const char* encName = (info->encodingName != nullptr) ? info->encodingName : QSXMLHDRUTF8;
+   if (stat == 0) stat = putText(ctxt, "<?xml version=\"1.0\" encoding=\"", 30);
+   if (stat == 0) stat = putStr(ctxt, encName);
+   if (stat == 0) stat = putText(ctxt, "\"?>", 3);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   ctxt->xmlState = QSXMLHEADER;
+   return 0;
+}
+
+int rtXmlEncEndDocument(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   int stat = closePendingStartTag(ctxt);
+   if (stat == 0) stat = reserve(ctxt, 0);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   put(ctxt, "", 0);
+   return 0;
+}
+
+int rtXmlEncIndent(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   if ((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt)) return 0;
+   if (info->indent == 0) return 0;
+   QSSIZE nindent = (QSSIZE)info->indent * ctxt->xmlDepth;
+   int stat = reserve(ctxt, nindent + 1);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   if (ctxt->xmlState != QSXMLINIT) *p++ = '\n';
+   std::memset(p, info->indentChar, nindent);
+   p += nindent;
+   b.byteIndex = (QSSIZE)(p - b.data);
+   *p = 0;
+   if (b.byteIndex > 0) ctxt->lastChar = p[-1];
+   return 0;
+}
+
+/* ---- tags ------------------------------------------------------------------------------------- */
+
+int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
+                         QSRTDList* pNSAttrs, QSBOOL terminate)
+{
+   (void)pNSAttrs;
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
+   int stat;
+   if (isEmptyName(elemName)) {
+      if (terminate) {
+         stat = closePendingStartTag(ctxt);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+      }
+      ctxt->flags &= ~QSXMLNIL;
+      return 0;
+   }
+   stat = closePendingStartTag(ctxt);
+   if (stat == 0) stat = rtXmlEncIndent(ctxt);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   bool root = (ctxt->xmlDepth == 0);
+   ctxt->xmlDepth++;
+   ctxt->xmlState = QSXMLSTART;
+
+   const char* prefix = prefixOf(pNS);
+   QSSIZE nameLen = std::strlen((const char*)elemName);
+   QSSIZE plen = (prefix != nullptr) ? std::strlen(prefix) + 1 : 0;
+   stat = reserve(ctxt, 1 + plen + nameLen + 1);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   put(ctxt, "<", 1);
+   if (prefix != nullptr) {
+      put(ctxt, prefix, plen - 1);
+      put(ctxt, ":", 1);
+   }
+   put(ctxt, elemName, nameLen);
+   if (root && !asn1Mode(ctxt)) {
+      stat = writeNSDecls(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   if (ctxt->flags & QSXMLNIL) {
+      stat = putStr(ctxt, " xsi:nil=\"true\"");
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->flags &= ~QSXMLNIL;
+   }
+   if (terminate) {
+      stat = putText(ctxt, ">", 1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->flags &= ~QSXMLSTARTOPEN;
+   }
+   else {
+      ctxt->flags |= QSXMLSTARTOPEN;
+   }
+   stat = rtxCtxtPushElemName(ctxt, elemName);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncTermStartElement(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (!(ctxt->flags & QSXMLSTARTOPEN)) return 0;
+   int stat;
+   if (ctxt->flags & QSXMLEMPTY) {
+      /* the element was started empty: it ends here */
+      stat = putText(ctxt, "/>", 2);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->flags &= ~(QSXMLEMPTY | QSXMLSTARTOPEN);
+      ctxt->xmlState = QSXMLEND;
+      if (ctxt->xmlDepth > 0) ctxt->xmlDepth--;
+      rtxCtxtPopElemName(ctxt);
+      return 0;
+   }
+   stat = putText(ctxt, ">", 1);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   ctxt->flags &= ~QSXMLSTARTOPEN;
+   return 0;
+}
+
+int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (isEmptyName(elemName)) return 0;
+   if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
+
+   const QSUTF8CHAR* open = rtxCtxtPeekElemName(ctxt);
+   if (open == nullptr || std::strcmp((const char*)open, (const char*)elemName) != 0) {
+      /* noted, not fatal: the tag is written as asked */
+      rtxErrAddStrParm(ctxt, (open != nullptr) ? (const char*)open : "");
+      rtxErrAddStrParm(ctxt, (const char*)elemName);
+      rtxErrSetNewData(ctxt, RTERR_XML_TAG_MISMATCH, XML_MODULE, __LINE__);
+      rtxErrSetNonFatal(ctxt);
+   }
+
+   int stat;
+   if (ctxt->xmlState == QSXMLSTART && (asn1Mode(ctxt) || !(ctxt->flags & QSXMLC14N))) {
+      /* nothing since the start tag: the element becomes <name/> */
+      if (!(ctxt->flags & QSXMLSTARTOPEN) && ctxt->buffer.byteIndex > 0) ctxt->buffer.byteIndex--;
+      stat = putText(ctxt, "/>", 2);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->flags &= ~(QSXMLEMPTY | QSXMLSTARTOPEN);
+      ctxt->xmlState = QSXMLEND;
+      if (ctxt->xmlDepth > 0) ctxt->xmlDepth--;
+   }
+   else {
+      stat = closePendingStartTag(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ctxt->xmlDepth > 0) ctxt->xmlDepth--;
+      if (ctxt->xmlState == QSXMLEND || ctxt->xmlState == QSXMLCOMMENT) {
+         stat = rtXmlEncIndent(ctxt);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+      }
+      ctxt->xmlState = QSXMLEND;
+      const char* prefix = prefixOf(pNS);
+      QSSIZE nameLen = std::strlen((const char*)elemName);
+      QSSIZE plen = (prefix != nullptr) ? std::strlen(prefix) + 1 : 0;
+      stat = reserve(ctxt, 2 + plen + nameLen + 1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      put(ctxt, "</", 2);
+      if (prefix != nullptr) {
+         put(ctxt, prefix, plen - 1);
+         put(ctxt, ":", 1);
+      }
+      put(ctxt, elemName, nameLen);
+      put(ctxt, ">", 1);
+   }
+   rtxCtxtPopElemName(ctxt);
+   return 0;
+}
+
+int rtXmlEncEmptyElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
+                         QSRTDList* pNSAttrs, QSBOOL terminate)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (isEmptyName(elemName)) return 0;
+   int stat = rtXmlEncStartElement(ctxt, elemName, pNS, pNSAttrs, FALSE);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   ctxt->flags |= QSXMLEMPTY;
+   if (terminate) {
+      stat = rtXmlEncTermStartElement(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}
+
+/* ---- values ----------------------------------------------------------------------------------- */
+
+int rtXmlEncInt(QSCTXT* ctxt, QSINT32 value, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   return rtXmlEncInt64(ctxt, value, elemName, pNS);
+}
+
+int rtXmlEncUInt(QSCTXT* ctxt, QSUINT32 value, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   return rtXmlEncUInt64(ctxt, value, elemName, pNS);
+}
+
+int rtXmlEncInt64(QSCTXT* ctxt, QSINT64 value, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   QSUINT64 magnitude = (value < 0) ? (QSUINT64)0 - (QSUINT64)value : (QSUINT64)value;
+   return encInt64(ctxt, value < 0, magnitude, elemName, pNS);
+}
+
+int rtXmlEncUInt64(QSCTXT* ctxt, QSUINT64 value, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   return encInt64(ctxt, false, value, elemName, pNS);
+}
+
+int rtXmlEncStringValue2(QSCTXT* ctxt, const QSUTF8CHAR* value, QSSIZE nbytes)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (value == nullptr || nbytes == 0) return 0;
+   bool inAttr = (ctxt->xmlState == QSXMLATTR);
+   int stat = 0;
+   if (!inAttr) stat = beginData(ctxt);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+
+   QSSIZE total = 0;
+   for (QSSIZE i = 0; i < nbytes; i++) {
+      const char* esc = escapeOf(value[i], inAttr);
+      total += (esc != nullptr) ? std::strlen(esc) : 1;
+   }
+   stat = reserve(ctxt, total);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   for (QSSIZE i = 0; i < nbytes; i++) {
+      const char* esc = escapeOf(value[i], inAttr);
+      if (esc == nullptr) {
+         *p++ = value[i];
+      }
+      else {
+         QSSIZE n = std::strlen(esc);
+         std::memcpy(p, esc, n);
+         p += n;
+      }
+   }
+   b.byteIndex = (QSSIZE)(p - b.data);
+   *p = 0;
+   ctxt->lastChar = p[-1];
+   if (!inAttr) ctxt->xmlState = QSXMLDATA;
+   return 0;
+}
+
+int rtXmlEncStringValue(QSCTXT* ctxt, const QSUTF8CHAR* value)
+{
+   QSSIZE n = (value != nullptr) ? std::strlen((const char*)value) : 0;
+   return rtXmlEncStringValue2(ctxt, value, n);
+}
+
+int rtXmlEncUTF8Str(QSCTXT* ctxt, const QSUTF8CHAR* value, const QSUTF8CHAR* elemName,
+                    const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   int stat = 0;
+   if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat == 0) stat = rtXmlEncStringValue(ctxt, value);
+   if (stat == 0 && !isEmptyName(elemName)) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncBool(QSCTXT* ctxt, QSBOOL value, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   const char* word = value ? "true" : "false";
+   int stat = asn1Mode(ctxt)
+      ? encEmptyChild(ctxt, (const QSUTF8CHAR*)word, elemName, pNS)
+      : encValueText(ctxt, word, std::strlen(word), elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncEnum(QSCTXT* ctxt, const QSUTF8CHAR* identifier, const QSUTF8CHAR* elemName,
+                 const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (isEmptyName(identifier)) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   int stat = encEmptyChild(ctxt, identifier, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncNull(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   int stat = rtXmlEncEmptyElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncBitStringExt(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize,
+                         const QSOCTET* extData, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr || (data == nullptr && nbits != 0)) return RTERR_INVALID_PARAMETER;
+   int stat = 0;
+   if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat == 0 && nbits != 0) {
+      stat = beginData(ctxt);
+      if (stat == 0) stat = writeBits(ctxt, nbits, data, dataSize, extData);
+      ctxt->xmlState = QSXMLDATA;
+   }
+   if (stat == 0 && !isEmptyName(elemName)) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncBitString(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data,
+                      const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   return rtXmlEncBitStringExt(ctxt, nbits, data, (nbits + 7) / 8, nullptr, elemName, pNS);
+}
+
+int rtXmlEncNamedBits(QSCTXT* ctxt, const QSXmlNamedBit* table, QSSIZE tableSize, QSSIZE nbits,
+                      const QSOCTET* data, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (asn1Mode(ctxt) || table == nullptr) return rtXmlEncBitString(ctxt, nbits, data, elemName, pNS);
+   int stat = 0;
+   if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   bool first = true;
+   for (QSSIZE i = 0; stat == 0 && i < tableSize; i++) {
+      QSUINT32 bit = table[i].bitnum;
+      if (bit >= nbits || !(data[bit / 8] & (0x80 >> (bit % 8)))) continue;
+      if (first) stat = beginData(ctxt);
+      else stat = putText(ctxt, " ", 1);
+      if (stat == 0) stat = putStr(ctxt, table[i].name);
+      ctxt->xmlState = QSXMLDATA;
+      first = false;
+   }
+   if (stat == 0 && !isEmptyName(elemName)) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlEncHexBinary(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data,
+                      const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if ((QSINT64)nocts < 0) return XML_LOG(ctxt, RTERR_VALUE_WILL_NOT_FIT);
+   if (data == nullptr && nocts != 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   bool upper = asn1Mode(ctxt) || (ctxt->flags & QSXMLHEXUPPER);
+   int stat = 0;
+   if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat == 0 && nocts != 0) {
+      stat = beginData(ctxt);
+      if (stat == 0) stat = writeHex(ctxt, nocts, data, upper);
+      ctxt->xmlState = QSXMLDATA;
+   }
+   if (stat == 0 && !isEmptyName(elemName)) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+/* ---- open types ------------------------------------------------------------------------------- */
+
+int rtAsn1XmlEncOpenType(QSCTXT* ctxt, const QSOCTET* data, QSSIZE nocts,
+                         const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt == nullptr || (data == nullptr && nocts != 0)) return RTERR_INVALID_PARAMETER;
+   bool text = nocts >= 4 && data[0] == '<' && data[nocts - 1] == '>' && isUTF8(data, nocts);
+   int stat;
+   if (!text) {
+      const QSUTF8CHAR* name = isEmptyName(elemName) ? (const QSUTF8CHAR*)"binext" : elemName;
+      stat = rtXmlEncHexBinary(ctxt, nocts, data, name, isEmptyName(elemName) ? nullptr : pNS);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return 0;
+   }
+   if (isEmptyName(elemName)) {
+      /* an element of its own, placed like any other child element */
+      stat = closePendingStartTag(ctxt);
+      if (stat == 0) stat = rtXmlEncIndent(ctxt);
+      if (stat == 0) stat = putText(ctxt, data, nocts);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->xmlState = QSXMLEND;
+      return 0;
+   }
+   stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
+   if (stat == 0) stat = putText(ctxt, data, nocts);
+   ctxt->xmlState = QSXMLDATA;
+   if (stat == 0) stat = rtXmlEncEndElement(ctxt, elemName, pNS);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   if (pElemList == nullptr) return 0;
+   for (const QSRTDListNode* n = pElemList->head; n != nullptr; n = n->next) {
+      const ASN1TOpenType* ot = static_cast<const ASN1TOpenType*>(n->data);
+      if (ot == nullptr) continue;
+      int stat = rtAsn1XmlEncOpenType(ctxt, ot->data, ot->numocts, nullptr, nullptr);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+   return 0;
+}

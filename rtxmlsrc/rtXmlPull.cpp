@@ -1,0 +1,1311 @@
+/*
+ * XML pull reader: a non-validating tokenizer over the context's input and
+ * the pull operations of the generated decoders on top of it.
+ *
+ * The tokenizer is iterative and keeps the open tags on the heap, so the
+ * nesting depth is limited by memory only. It turns the text into events
+ * (start tag, character data, end tag, end of document) that carry their
+ * nesting level: a start tag and its end tag have the level of the element
+ * (the root is 1), character data the level of the element holding it. A
+ * self-closing tag gives a start and an end event.
+ *
+ * The reader holds the last event until an operation marks it done, so an
+ * operation may look at it and leave it for the next one. `level` is the
+ * level of the innermost element whose start tag was consumed and whose end
+ * tag was not.
+ */
+#include "rtxmlsrc/rtXml.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "rtxmlsrc/rtXmlInternal.h"
+#include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxMemory.h"
+#include "rtxsrc/rtxStream.h"
+
+#define XML_MODULE "../../rtxmlsrc/rtXmlPull.cpp"
+
+using namespace xmlimpl;
+
+/* ---- reader record ---------------------------------------------------------------------------- */
+
+namespace {
+
+/* Growable byte block from the system allocator. */
+struct ByteBuf {
+   QSOCTET* p = nullptr;
+   QSSIZE len = 0;
+   QSSIZE cap = 0;
+
+   bool reserve(QSSIZE more)
+   {
+      if (len + more <= cap) return true;
+      QSSIZE ncap = (cap == 0) ? 256 : cap;
+      while (ncap < len + more) ncap *= 2;
+      QSOCTET* np = static_cast<QSOCTET*>(std::realloc(p, ncap));
+      if (np == nullptr) return false;
+      p = np;
+      cap = ncap;
+      return true;
+   }
+   bool append(const void* data, QSSIZE n)
+   {
+      if (n == 0) return true;
+      if (!reserve(n)) return false;
+      std::memcpy(p + len, data, n);
+      len += n;
+      return true;
+   }
+   void release()
+   {
+      std::free(p);
+      p = nullptr;
+      len = cap = 0;
+   }
+};
+
+struct OpenTag {
+   QSSIZE nameOff;
+   QSSIZE nameLen;
+   QSSIZE startOff;     /* the '<' of the start tag */
+   QSSIZE contentOff;   /* just after the start tag */
+};
+
+struct Event {
+   int type;            /* QSXMLP_START_TAG ... */
+   QSINT32 level;
+   QSSIZE nameOff;      /* tags: the qualified name in the input */
+   QSSIZE nameLen;
+   QSSIZE startOff;     /* first byte of the tag or of the text */
+   QSSIZE endOff;       /* just after it */
+   bool empty;          /* start tag written as <name/> */
+   bool allWs;          /* character data of whitespace only */
+};
+
+} // namespace
+
+struct QSXmlReader {
+   const QSOCTET* data;
+   QSSIZE size;
+   QSSIZE pos;
+   QSSIZE docStart;     /* where the XML declaration may stand */
+
+   OpenTag* stack;      /* open tags of the tokenizer, depth entries */
+   QSSIZE depth;
+   QSSIZE stackCap;
+   bool rootSeen;
+   bool rootClosed;
+   bool pendingEnd;     /* the end event of a self-closing tag is due */
+
+   Event cur;
+   bool hasCur;
+   bool curDone;
+   QSINT32 level;
+
+   ByteBuf text;        /* character data of the newest character event */
+   ByteBuf value;       /* character data of the current element */
+   QSSIZE valueOff;
+
+   int errStat;         /* sticky failure of the tokenizer */
+   unsigned nonFatal;
+
+   /* list mode */
+   bool listMode;
+   ByteBuf list;
+   QSSIZE listPos;
+
+   /* line and column of the last position asked for */
+   QSSIZE lcOff, lcLine, lcLineStart;
+};
+
+namespace {
+
+/* ---- characters ------------------------------------------------------------------------------- */
+
+inline bool isWs(QSOCTET c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+
+inline bool isNameStart(QSOCTET c)
+{
+   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || c >= 0x80;
+}
+
+inline bool isNameChar(QSOCTET c)
+{
+   return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+}
+
+inline bool startsWith(const QSXmlReader* r, QSSIZE off, const char* s)
+{
+   QSSIZE n = std::strlen(s);
+   return off + n <= r->size && std::memcmp(r->data + off, s, n) == 0;
+}
+
+/* Offset of the first occurrence of s at or after off, or size. */
+QSSIZE findText(const QSXmlReader* r, QSSIZE off, const char* s)
+{
+   QSSIZE n = std::strlen(s);
+   while (off + n <= r->size) {
+      const void* hit = std::memchr(r->data + off, s[0], r->size - off - n + 1);
+      if (hit == nullptr) break;
+      off = (QSSIZE)(static_cast<const QSOCTET*>(hit) - r->data);
+      if (std::memcmp(r->data + off, s, n) == 0) return off;
+      off++;
+   }
+   return r->size;
+}
+
+QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
+{
+   if (off >= r->size || !isNameStart(r->data[off])) return 0;
+   QSSIZE p = off + 1;
+   while (p < r->size && isNameChar(r->data[p])) p++;
+   return p - off;
+}
+
+QSXmlReader* readerOf(QSCTXT* ctxt)
+{
+   QSXmlCtxtInfo* info = infoOf(ctxt);
+   return (info != nullptr) ? info->reader : nullptr;
+}
+
+/* ---- failures --------------------------------------------------------------------------------- */
+
+void addNameParm(QSCTXT* ctxt, const QSXmlReader* r, QSSIZE off, QSSIZE len)
+{
+   rtxErrAddStrnParm(ctxt, (const char*)r->data + off, len);
+}
+
+/* The byte at off as a parameter: the character itself when printable,
+ * else its code. */
+void addSymbolParm(QSCTXT* ctxt, const QSXmlReader* r, QSSIZE off)
+{
+   QSOCTET c = r->data[off];
+   char text[8];
+   if (c >= 0x21 && c < 0x7F) {
+      text[0] = (char)c;
+      text[1] = 0;
+   }
+   else {
+      std::snprintf(text, sizeof text, "#x%02X", c);
+   }
+   rtxErrAddStrParm(ctxt, text);
+}
+
+/* Records a failure of the tokenizer at off (parameters already added);
+ * the reader keeps returning it. */
+int tokFail(QSCTXT* ctxt, QSXmlReader* r, int stat, QSSIZE off, int line)
+{
+   addPosParm(ctxt, off);
+   r->errStat = stat;
+   r->pos = r->size;
+   rtxErrSetNewData(ctxt, stat, XML_MODULE, line);
+   return stat;
+}
+
+#define TOK_FAIL(stat, off) tokFail(ctxt, r, stat, off, __LINE__)
+
+int eofFail(QSCTXT* ctxt, QSXmlReader* r, int line)
+{
+   return tokFail(ctxt, r, RTERR_XML_UNEXPECTED_EOF, r->size, line);
+}
+
+#define EOF_FAIL() eofFail(ctxt, r, __LINE__)
+
+int symbolFail(QSCTXT* ctxt, QSXmlReader* r, QSSIZE off, int line)
+{
+   if (off >= r->size) return eofFail(ctxt, r, line);
+   addSymbolParm(ctxt, r, off);
+   return tokFail(ctxt, r, RTERR_XML_INVALID_SYMBOL, off, line);
+}
+
+#define SYMBOL_FAIL(off) symbolFail(ctxt, r, off, __LINE__)
+
+/* ---- references ------------------------------------------------------------------------------- */
+
+/* UTF-8 of a code point into out (4 bytes); the byte count. */
+int putUTF8(QSUINT32 cp, QSOCTET* out)
+{
+   if (cp < 0x80) {
+      out[0] = (QSOCTET)cp;
+      return 1;
+   }
+   if (cp < 0x800) {
+      out[0] = (QSOCTET)(0xC0 | (cp >> 6));
+      out[1] = (QSOCTET)(0x80 | (cp & 0x3F));
+      return 2;
+   }
+   if (cp < 0x10000) {
+      out[0] = (QSOCTET)(0xE0 | (cp >> 12));
+      out[1] = (QSOCTET)(0x80 | ((cp >> 6) & 0x3F));
+      out[2] = (QSOCTET)(0x80 | (cp & 0x3F));
+      return 3;
+   }
+   out[0] = (QSOCTET)(0xF0 | (cp >> 18));
+   out[1] = (QSOCTET)(0x80 | ((cp >> 12) & 0x3F));
+   out[2] = (QSOCTET)(0x80 | ((cp >> 6) & 0x3F));
+   out[3] = (QSOCTET)(0x80 | (cp & 0x3F));
+   return 4;
+}
+
+inline bool isXmlChar(QSUINT32 cp)
+{
+   return cp == 0x9 || cp == 0xA || cp == 0xD || (cp >= 0x20 && cp <= 0xD7FF) ||
+          (cp >= 0xE000 && cp <= 0xFFFD) || (cp >= 0x10000 && cp <= 0x10FFFF);
+}
+
+/* Reads the reference at off (the '&'): its UTF-8 into out, the byte count
+ * into *pn, the offset after the ';' into *pend. */
+int readRef(QSCTXT* ctxt, QSXmlReader* r, QSSIZE off, QSOCTET* out, int* pn, QSSIZE* pend)
+{
+   QSSIZE p = off + 1;
+   if (p >= r->size) return EOF_FAIL();
+   if (r->data[p] == '#') {
+      p++;
+      bool hex = (p < r->size && r->data[p] == 'x');
+      if (hex) p++;
+      QSUINT32 cp = 0;
+      QSSIZE ndigits = 0;
+      bool tooBig = false;
+      for (; p < r->size; p++, ndigits++) {
+         QSOCTET c = r->data[p];
+         int d;
+         if (c >= '0' && c <= '9') d = c - '0';
+         else if (hex && c >= 'a' && c <= 'f') d = c - 'a' + 10;
+         else if (hex && c >= 'A' && c <= 'F') d = c - 'A' + 10;
+         else break;
+         if (cp > 0x10FFFF) tooBig = true;
+         else cp = cp * (hex ? 16 : 10) + (QSUINT32)d;
+      }
+      if (p >= r->size) return EOF_FAIL();
+      if (r->data[p] != ';' || ndigits == 0 || tooBig || !isXmlChar(cp)) {
+         QSSIZE n = p - off;
+         rtxErrAddStrnParm(ctxt, (const char*)r->data + off, (n > 16) ? 16 : n);
+         return TOK_FAIL(RTERR_XML_BAD_CHAR_REFERENCE, off);
+      }
+      *pn = putUTF8(cp, out);
+      *pend = p + 1;
+      return 0;
+   }
+   QSSIZE n = nameLenAt(r, p);
+   if (n == 0) return SYMBOL_FAIL(off);
+   if (p + n >= r->size) return EOF_FAIL();
+   static const struct { const char* name; char c; } kEntities[] = {
+      { "lt", '<' }, { "gt", '>' }, { "amp", '&' }, { "apos", '\'' }, { "quot", '"' },
+   };
+   if (r->data[p + n] == ';') {
+      for (const auto& e : kEntities) {
+         if (std::strlen(e.name) == n && std::memcmp(r->data + p, e.name, n) == 0) {
+            out[0] = (QSOCTET)e.c;
+            *pn = 1;
+            *pend = p + n + 1;
+            return 0;
+         }
+      }
+   }
+   rtxErrAddStrnParm(ctxt, (const char*)r->data + off, (n + 1 > 32) ? 32 : n + 1);
+   return TOK_FAIL(RTERR_XML_BAD_CHAR_REFERENCE, off);
+}
+
+/* ---- markup that carries no event ------------------------------------------------------------- */
+
+/* Skips the construct at r->pos that starts with open and ends with close. */
+int skipTo(QSCTXT* ctxt, QSXmlReader* r, QSSIZE openLen, const char* close)
+{
+   QSSIZE end = findText(r, r->pos + openLen, close);
+   if (end >= r->size) return EOF_FAIL();
+   r->pos = end + std::strlen(close);
+   return 0;
+}
+
+int skipDoctype(QSCTXT* ctxt, QSXmlReader* r)
+{
+   QSSIZE p = r->pos + 9;
+   int brackets = 0;
+   QSOCTET quote = 0;
+   for (; p < r->size; p++) {
+      QSOCTET c = r->data[p];
+      if (quote != 0) {
+         if (c == quote) quote = 0;
+      }
+      else if (c == '"' || c == '\'') quote = c;
+      else if (c == '[') brackets++;
+      else if (c == ']') brackets--;
+      else if (c == '>' && brackets <= 0) {
+         r->pos = p + 1;
+         return 0;
+      }
+   }
+   return EOF_FAIL();
+}
+
+/* ---- tags ------------------------------------------------------------------------------------- */
+
+int readStartTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
+{
+   QSSIZE start = r->pos;
+   QSSIZE p = start + 1;
+   QSSIZE nameLen = nameLenAt(r, p);
+   if (nameLen == 0) return SYMBOL_FAIL(p);
+   QSSIZE nameOff = p;
+   p += nameLen;
+   bool empty = false;
+   for (;;) {
+      bool ws = false;
+      while (p < r->size && isWs(r->data[p])) {
+         p++;
+         ws = true;
+      }
+      if (p >= r->size) return EOF_FAIL();
+      QSOCTET c = r->data[p];
+      if (c == '>') {
+         p++;
+         break;
+      }
+      if (c == '/') {
+         if (p + 1 >= r->size) return EOF_FAIL();
+         if (r->data[p + 1] != '>') return SYMBOL_FAIL(p + 1);
+         p += 2;
+         empty = true;
+         break;
+      }
+      /* an attribute: parsed and ignored */
+      if (!ws) return SYMBOL_FAIL(p);
+      QSSIZE an = nameLenAt(r, p);
+      if (an == 0) return SYMBOL_FAIL(p);
+      p += an;
+      while (p < r->size && isWs(r->data[p])) p++;
+      if (p >= r->size) return EOF_FAIL();
+      if (r->data[p] != '=') return SYMBOL_FAIL(p);
+      p++;
+      while (p < r->size && isWs(r->data[p])) p++;
+      if (p >= r->size) return EOF_FAIL();
+      QSOCTET quote = r->data[p];
+      if (quote != '"' && quote != '\'') return SYMBOL_FAIL(p);
+      p++;
+      while (p < r->size && r->data[p] != quote) {
+         if (r->data[p] == '<') return SYMBOL_FAIL(p);
+         if (r->data[p] == '&') {
+            QSOCTET utf8[4];
+            int n;
+            int stat = readRef(ctxt, r, p, utf8, &n, &p);
+            if (stat != 0) return stat;
+         }
+         else {
+            p++;
+         }
+      }
+      if (p >= r->size) return EOF_FAIL();
+      p++;
+   }
+   if (r->depth == r->stackCap) {
+      QSSIZE ncap = (r->stackCap == 0) ? 64 : r->stackCap * 2;
+      OpenTag* ns = static_cast<OpenTag*>(std::realloc(r->stack, ncap * sizeof(OpenTag)));
+      if (ns == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      r->stack = ns;
+      r->stackCap = ncap;
+   }
+   r->stack[r->depth++] = OpenTag{ nameOff, nameLen, start, p };
+   r->rootSeen = true;
+   r->pendingEnd = empty;
+   r->pos = p;
+   *ev = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, nameOff, nameLen, start, p, empty, false };
+   return 0;
+}
+
+int readEndTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
+{
+   QSSIZE start = r->pos;
+   QSSIZE p = start + 2;
+   QSSIZE nameLen = nameLenAt(r, p);
+   if (nameLen == 0) return SYMBOL_FAIL(p);
+   QSSIZE nameOff = p;
+   p += nameLen;
+   while (p < r->size && isWs(r->data[p])) p++;
+   if (p >= r->size) return EOF_FAIL();
+   if (r->data[p] != '>') return SYMBOL_FAIL(p);
+   p++;
+   if (r->depth == 0) {
+      addNameParm(ctxt, r, nameOff, nameLen);
+      return TOK_FAIL(RTERR_XML_UNEXPECTED_END_TAG, start);
+   }
+   const OpenTag& open = r->stack[r->depth - 1];
+   if (open.nameLen != nameLen || std::memcmp(r->data + open.nameOff, r->data + nameOff, nameLen) != 0) {
+      addNameParm(ctxt, r, open.nameOff, open.nameLen);
+      addNameParm(ctxt, r, nameOff, nameLen);
+      return TOK_FAIL(RTERR_XML_TAG_MISMATCH, start);
+   }
+   *ev = Event{ QSXMLP_END_TAG, (QSINT32)r->depth, nameOff, nameLen, start, p, false, false };
+   r->depth--;
+   if (r->depth == 0) r->rootClosed = true;
+   r->pos = p;
+   return 0;
+}
+
+/* Character data up to the next tag (references resolved, CDATA sections
+ * taken as they are, comments and processing instructions dropped, line
+ * ends normalised to line feeds). No event when nothing remains. */
+int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
+{
+   QSSIZE start = r->pos;
+   ByteBuf& t = r->text;
+   t.len = 0;
+   bool allWs = true;
+   while (r->pos < r->size) {
+      QSSIZE p = r->pos;
+      QSOCTET c = r->data[p];
+      if (c == '<') {
+         if (startsWith(r, p, "<!--")) {
+            int stat = skipTo(ctxt, r, 4, "-->");
+            if (stat != 0) return stat;
+            continue;
+         }
+         if (startsWith(r, p, "<![CDATA[")) {
+            QSSIZE end = findText(r, p + 9, "]]>");
+            if (end >= r->size) return EOF_FAIL();
+            for (QSSIZE i = p + 9; i < end; i++) {
+               QSOCTET b = r->data[i];
+               if (b == '\r') {
+                  b = '\n';
+                  if (i + 1 < end && r->data[i + 1] == '\n') i++;
+               }
+               if (!isWs(b)) allWs = false;
+               if (!t.append(&b, 1)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            }
+            r->pos = end + 3;
+            continue;
+         }
+         if (startsWith(r, p, "<?")) {
+            int stat = skipTo(ctxt, r, 2, "?>");
+            if (stat != 0) return stat;
+            continue;
+         }
+         if (p + 1 >= r->size) return EOF_FAIL();
+         if (r->data[p + 1] == '!') return SYMBOL_FAIL(p + 1);
+         break;
+      }
+      if (c == '&') {
+         QSOCTET utf8[4];
+         int n;
+         int stat = readRef(ctxt, r, p, utf8, &n, &r->pos);
+         if (stat != 0) return stat;
+         if (!(n == 1 && isWs(utf8[0]))) allWs = false;
+         if (!t.append(utf8, n)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         continue;
+      }
+      if (c == '\r') {
+         r->pos += (p + 1 < r->size && r->data[p + 1] == '\n') ? 2 : 1;
+         if (!t.append("\n", 1)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         continue;
+      }
+      QSSIZE q = p;
+      while (q < r->size) {
+         QSOCTET b = r->data[q];
+         if (b == '<' || b == '&' || b == '\r') break;
+         if (allWs && !isWs(b)) allWs = false;
+         q++;
+      }
+      if (!t.append(r->data + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      r->pos = q;
+   }
+   if (r->pos >= r->size) return EOF_FAIL();
+   *produced = (t.len != 0);
+   if (*produced) *ev = Event{ QSXMLP_CHARS, (QSINT32)r->depth, 0, 0, start, r->pos, false, allWs };
+   return 0;
+}
+
+/* Outside the root: whitespace, comments, processing instructions, the XML
+ * declaration and a document type declaration before the root. */
+int readMisc(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
+{
+   for (;;) {
+      while (r->pos < r->size && isWs(r->data[r->pos])) r->pos++;
+      QSSIZE p = r->pos;
+      if (p >= r->size) {
+         *ev = Event{ QSXMLP_END_DOC, 0, 0, 0, p, p, false, false };
+         return 0;
+      }
+      if (r->data[p] != '<') return SYMBOL_FAIL(p);
+      int stat;
+      if (startsWith(r, p, "<?")) stat = skipTo(ctxt, r, 2, "?>");
+      else if (startsWith(r, p, "<!--")) stat = skipTo(ctxt, r, 4, "-->");
+      else if (!r->rootSeen && startsWith(r, p, "<!DOCTYPE")) stat = skipDoctype(ctxt, r);
+      else if (startsWith(r, p, "<!")) return SYMBOL_FAIL(p + 1);
+      else if (startsWith(r, p, "</")) return readEndTag(ctxt, r, ev);
+      else if (r->rootClosed) {
+         QSSIZE n = nameLenAt(r, p + 1);
+         if (n == 0) return SYMBOL_FAIL(p + 1);
+         addNameParm(ctxt, r, p + 1, n);
+         return TOK_FAIL(RTERR_XML_UNEXPECTED_START_TAG, p);
+      }
+      else return readStartTag(ctxt, r, ev);
+      if (stat != 0) return stat;
+   }
+}
+
+/* The next event into *ev. */
+int readEvent(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
+{
+   if (r->errStat != 0) return XML_LOG(ctxt, r->errStat);
+   if (r->pendingEnd) {
+      r->pendingEnd = false;
+      const OpenTag& t = r->stack[r->depth - 1];
+      *ev = Event{ QSXMLP_END_TAG, (QSINT32)r->depth, t.nameOff, t.nameLen, t.contentOff, t.contentOff,
+                   false, false };
+      r->depth--;
+      if (r->depth == 0) r->rootClosed = true;
+      return 0;
+   }
+   for (;;) {
+      if (r->depth == 0) return readMisc(ctxt, r, ev);
+      QSSIZE p = r->pos;
+      if (p >= r->size) return EOF_FAIL();
+      if (r->data[p] == '<' && p + 1 < r->size) {
+         QSOCTET c = r->data[p + 1];
+         if (c == '/') return readEndTag(ctxt, r, ev);
+         if (c != '!' && c != '?') return readStartTag(ctxt, r, ev);
+      }
+      bool produced = false;
+      int stat = readChars(ctxt, r, ev, &produced);
+      if (stat != 0) return stat;
+      if (produced) return 0;
+   }
+}
+
+/* ---- events ----------------------------------------------------------------------------------- */
+
+/* The pending event (read when the last one is done). */
+int peekEvent(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
+{
+   if (!r->hasCur || r->curDone) {
+      int stat = readEvent(ctxt, r, &r->cur);
+      ctxt->buffer.byteIndex = r->pos;
+      if (stat != 0) return stat;
+      r->hasCur = true;
+      r->curDone = false;
+   }
+   *pev = &r->cur;
+   return 0;
+}
+
+/* As peekEvent, passing over character data of whitespace only. */
+int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
+{
+   for (;;) {
+      int stat = peekEvent(ctxt, r, pev);
+      if (stat != 0) return stat;
+      if ((*pev)->type != QSXMLP_CHARS || !(*pev)->allWs) return 0;
+      r->curDone = true;
+   }
+}
+
+void markDone(QSXmlReader* r)
+{
+   r->curDone = true;
+   if (r->cur.type == QSXMLP_START_TAG) r->level = r->cur.level;
+   else if (r->cur.type == QSXMLP_END_TAG) r->level = r->cur.level - 1;
+}
+
+/* Local name and prefix of a tag event. */
+void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE* plocalLen, QSSIZE* pprefixLen)
+{
+   const QSOCTET* name = r->data + ev.nameOff;
+   const void* colon = std::memchr(name, ':', ev.nameLen);
+   QSSIZE plen = (colon != nullptr) ? (QSSIZE)(static_cast<const QSOCTET*>(colon) - name) : 0;
+   QSSIZE skip = (colon != nullptr) ? plen + 1 : 0;
+   *plocalOff = ev.nameOff + skip;
+   *plocalLen = ev.nameLen - skip;
+   *pprefixLen = plen;
+}
+
+/* The index of the first table entry matching the start tag, or -1; a
+ * wildcard entry (no name) matches when no named entry does. */
+QSSIZE matchEntry(const QSXmlReader* r, const Event& ev, const QSXmlElemDescr* tab, QSSIZE nrows)
+{
+   QSSIZE off, len, plen;
+   splitName(r, ev, &off, &len, &plen);
+   QSSIZE wildcard = -1;
+   for (QSSIZE i = 0; i < nrows; i++) {
+      const QSXmlElemDescr& e = tab[i];
+      if (e.name == nullptr || e.nameLen == 0) {
+         if (wildcard == (QSSIZE)-1) wildcard = i;
+         continue;
+      }
+      /* prefixes are not resolved to namespaces: every namespace index accepts the tag */
+      if (e.nameLen == len && std::memcmp(e.name, r->data + off, len) == 0) return i;
+   }
+   return wildcard;
+}
+
+/* Name of the open element of a level as a parameter ("" at document level). */
+void addOpenNameParm(QSCTXT* ctxt, const QSXmlReader* r, QSINT32 lvl)
+{
+   if (lvl <= 0) {
+      rtxErrAddStrParm(ctxt, "");
+      return;
+   }
+   /* entries above the tokenizer depth keep their values until the next push */
+   const OpenTag& open = r->stack[lvl - 1];
+   addNameParm(ctxt, r, open.nameOff, open.nameLen);
+}
+
+/* Records an unexpected child element as a non-fatal error naming it. */
+void recordUnexpected(QSCTXT* ctxt, QSXmlReader* r, const Event& ev, int line)
+{
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info->maxErrors != 0 && r->nonFatal >= info->maxErrors) return;
+   r->nonFatal++;
+   addNameParm(ctxt, r, ev.nameOff, ev.nameLen);
+   addPosParm(ctxt, ev.startOff);
+   rtxErrSetNewData(ctxt, RTERR_UNEXPECTED_ELEMENT, XML_MODULE, line);
+   rtxErrSetNonFatal(ctxt);
+}
+
+/* Skips the content and the end tag of the element whose start tag is the
+ * current (done) event. */
+int skipElement(QSCTXT* ctxt, QSXmlReader* r)
+{
+   QSINT32 lvl = r->cur.level;
+   for (;;) {
+      Event* ev;
+      int stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      bool last = (ev->type == QSXMLP_END_TAG && ev->level == lvl);
+      markDone(r);
+      if (last) return 0;
+   }
+}
+
+/* Text of the current element's content up to its end tag (left pending):
+ * in the reader's value block. A child element fails. */
+int readContent(QSCTXT* ctxt, QSXmlReader* r)
+{
+   r->value.len = 0;
+   r->valueOff = r->pos;
+   bool first = true;
+   for (;;) {
+      Event* ev;
+      int stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      switch (ev->type) {
+         case QSXMLP_CHARS:
+            if (first) {
+               /* the common case: one piece of text, taken over without copying */
+               ByteBuf tmp = r->value;
+               r->value = r->text;
+               r->text = tmp;
+               r->valueOff = ev->startOff;
+               first = false;
+            }
+            else if (!r->value.append(r->text.p, r->text.len)) {
+               return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+            }
+            markDone(r);
+            break;
+         case QSXMLP_START_TAG:
+            addNameParm(ctxt, r, ev->nameOff, ev->nameLen);
+            addPosParm(ctxt, ev->startOff);
+            rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_START_TAG, XML_MODULE, __LINE__);
+            return RTERR_XML_UNEXPECTED_START_TAG;
+         case QSXMLP_END_TAG:
+            if (first) r->valueOff = ev->startOff;
+            return 0;
+         default:
+            return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      }
+   }
+}
+
+/* Whole element from its start tag through its end tag as raw text; the
+ * end tag stays pending. */
+int captureElement(QSCTXT* ctxt, QSXmlReader* r, QSSIZE* pstart, QSSIZE* pend)
+{
+   Event* ev;
+   int stat = peekEventNonWs(ctxt, r, &ev);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   if (ev->type == QSXMLP_START_TAG && ev->level == r->level + 1) markDone(r);
+   if (r->level <= 0) return XML_LOG(ctxt, RTERR_INVALID_XML_STATE);
+   QSINT32 lvl = r->level;
+   /* entries above the tokenizer depth keep their values until the next push */
+   *pstart = r->stack[lvl - 1].startOff;
+   for (;;) {
+      stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      if (ev->type == QSXMLP_END_TAG && ev->level == lvl) {
+         *pend = ev->endOff;
+         return 0;
+      }
+      markDone(r);
+   }
+}
+
+/* Heap copy (NUL-terminated) of input bytes. */
+QSOCTET* copyInput(QSCTXT* ctxt, const QSXmlReader* r, QSSIZE off, QSSIZE len)
+{
+   QSOCTET* copy = static_cast<QSOCTET*>(rtxMemHeapAlloc(ctxt, len + 1));
+   if (copy == nullptr) return nullptr;
+   if (len != 0) std::memcpy(copy, r->data + off, len);
+   copy[len] = 0;
+   return copy;
+}
+
+int getReader(QSCTXT* ctxt, QSXmlReader** pr)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   *pr = readerOf(ctxt);
+   if (*pr == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   return 0;
+}
+
+/* Binds the rest of the bound input stream as the context buffer when the
+ * buffer has nothing left to read (the memory is read in place). */
+void bindStreamInput(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   QSRTStream* s = ctxt->pStream;
+   if (b.data != nullptr && b.byteIndex < b.size) return;
+   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return;
+   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
+   b.data = const_cast<QSOCTET*>(s->data + s->pos);
+   b.size = s->size - s->pos;
+   b.byteIndex = 0;
+   b.bitOffset = 8;
+   b.dynamic = 0;
+   s->pos = s->size;
+}
+
+} // namespace
+
+/* ---- internal interface ----------------------------------------------------------------------- */
+
+void xmlimpl::freeReader(QSCTXT* ctxt)
+{
+   QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info == nullptr || info->reader == nullptr) return;
+   QSXmlReader* r = info->reader;
+   info->reader = nullptr;
+   std::free(r->stack);
+   r->text.release();
+   r->value.release();
+   r->list.release();
+   delete r;
+}
+
+void xmlimpl::addPosParm(QSCTXT* ctxt, QSSIZE offset)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr) return;
+   if (offset > r->size) offset = r->size;
+   if (offset < r->lcOff) {
+      r->lcOff = 0;
+      r->lcLine = 1;
+      r->lcLineStart = 0;
+   }
+   for (QSSIZE i = r->lcOff; i < offset; i++) {
+      if (r->data[i] == '\n') {
+         r->lcLine++;
+         r->lcLineStart = i + 1;
+      }
+   }
+   r->lcOff = offset;
+   char text[64];
+   std::snprintf(text, sizeof text, "(line %zu, column %zu)", (size_t)r->lcLine,
+                 (size_t)(offset - r->lcLineStart + 1));
+   rtxErrAddStrParm(ctxt, text);
+}
+
+int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (r->listMode) {
+      const ByteBuf& l = r->list;
+      QSSIZE p = r->listPos;
+      while (p < l.len && isWs(l.p[p])) p++;
+      QSSIZE q = p;
+      while (q < l.len && !isWs(l.p[q])) q++;
+      r->listPos = q;
+      *pdata = l.p + p;
+      *plen = q - p;
+      return 0;
+   }
+   stat = readContent(ctxt, r);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   *pdata = (r->value.p != nullptr) ? r->value.p : (const QSOCTET*)"";
+   *plen = r->value.len;
+   return 0;
+}
+
+void xmlimpl::addValuePosParm(QSCTXT* ctxt)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r != nullptr) addPosParm(ctxt, r->valueOff);
+}
+
+int xmlimpl::nextEvent(QSCTXT* ctxt, QSXmlEventView* view)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   Event* ev;
+   stat = peekEvent(ctxt, r, &ev);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   markDone(r);
+   view->type = ev->type;
+   view->level = ev->level;
+   view->name = r->data + ev->nameOff;
+   view->nameLen = ev->nameLen;
+   view->text = (ev->type == QSXMLP_CHARS) ? r->text.p : nullptr;
+   view->textLen = (ev->type == QSXMLP_CHARS) ? r->text.len : 0;
+   return 0;
+}
+
+int xmlimpl::peekStartTagName(QSCTXT* ctxt, QSXmlQName* pqname)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   Event* ev;
+   stat = peekEventNonWs(ctxt, r, &ev);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   if (ev->type != QSXMLP_START_TAG) {
+      if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      return XML_LOG(ctxt, RTERR_XML_INVALID_DATA_MODE);
+   }
+   QSSIZE off, len, plen;
+   splitName(r, *ev, &off, &len, &plen);
+   pqname->ln = copyInput(ctxt, r, off, len);
+   pqname->nsPrefix = (plen != 0) ? copyInput(ctxt, r, ev->nameOff, plen) : nullptr;
+   if (pqname->ln == nullptr || (plen != 0 && pqname->nsPrefix == nullptr))
+      return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+   return 0;
+}
+
+/* ---- reader ----------------------------------------------------------------------------------- */
+
+int rtXmlpCreateReader(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info == nullptr) rtxErrAssertionFailed("0 != pctxt->pXMLInfo", __LINE__, XML_MODULE);
+   freeReader(ctxt);
+   bindStreamInput(ctxt);
+   QSXmlReader* r = new (std::nothrow) QSXmlReader();
+   if (r == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+   const QSRTBuffer& b = ctxt->buffer;
+   r->data = (b.data != nullptr) ? b.data : (const QSOCTET*)"";
+   r->size = (b.data != nullptr) ? b.size : 0;
+   r->pos = (b.byteIndex < r->size) ? b.byteIndex : r->size;
+   if (startsWith(r, r->pos, "\xEF\xBB\xBF")) r->pos += 3;
+   r->docStart = r->pos;
+   r->lcLine = 1;
+   r->lcOff = 0;
+   r->lcLineStart = 0;
+   info->reader = r;
+   return 0;
+}
+
+int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 nsidx)
+{
+   (void)nsidx;  /* prefixes are not resolved: any namespace is accepted */
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   Event* ev;
+   stat = peekEventNonWs(ctxt, r, &ev);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+   const char* expected = (elemLocalName != nullptr) ? (const char*)elemLocalName : "";
+   if (ev->type == QSXMLP_START_TAG) {
+      QSSIZE off, len, plen;
+      splitName(r, *ev, &off, &len, &plen);
+      if (std::strlen(expected) == len && std::memcmp(expected, r->data + off, len) == 0) {
+         markDone(r);
+         stat = rtxCtxtPushElemName(ctxt, elemLocalName);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         return 0;
+      }
+      rtxErrAddStrParm(ctxt, "");
+      rtxErrAddStrParm(ctxt, expected);
+      rtxErrAddStrnParm(ctxt, (const char*)r->data + ev->nameOff, plen);
+      addNameParm(ctxt, r, off, len);
+   }
+   else {
+      rtxErrAddStrParm(ctxt, "");
+      rtxErrAddStrParm(ctxt, expected);
+      rtxErrAddStrParm(ctxt, "");
+      if (ev->type == QSXMLP_END_TAG) {
+         char name[80];
+         std::snprintf(name, sizeof name, "/%.*s", (int)((ev->nameLen > 64) ? 64 : ev->nameLen),
+                       (const char*)r->data + ev->nameOff);
+         rtxErrAddStrParm(ctxt, name);
+      }
+      else {
+         rtxErrAddStrParm(ctxt, "#text");
+      }
+   }
+   addPosParm(ctxt, ev->startOff);
+   rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_IDENTIFIER, XML_MODULE, __LINE__);
+   return RTERR_XML_UNEXPECTED_IDENTIFIER;
+}
+
+int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   QSINT32 lvl = (level < 0) ? r->level : level;
+   if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
+   for (;;) {
+      Event* ev;
+      stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      switch (ev->type) {
+         case QSXMLP_CHARS:
+            markDone(r);
+            break;
+         case QSXMLP_START_TAG:
+            recordUnexpected(ctxt, r, *ev, __LINE__);
+            markDone(r);
+            stat = skipElement(ctxt, r);
+            if (stat != 0) return XML_LOG(ctxt, stat);
+            break;
+         case QSXMLP_END_TAG:
+            /* the end of the level, or of an inner element entered before: each
+             * of them had its name pushed */
+            markDone(r);
+            rtxCtxtPopElemName(ctxt);
+            if (ev->level > lvl) break;
+            r->listMode = false;
+            if (lvl == 1) {
+               /* the root is closed: only whitespace, comments and processing
+                * instructions may follow */
+               stat = peekEvent(ctxt, r, &ev);
+               if (stat != 0) return XML_LOG(ctxt, stat);
+            }
+            return 0;
+         default:
+            return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      }
+   }
+}
+
+int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
+                        QSBOOL required)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   QSINT32 lvl = (level < 0) ? r->level : level;
+   if (r->level < lvl) return QSXML_END_OF_CONTENT;
+   for (;;) {
+      Event* ev;
+      stat = peekEventNonWs(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      switch (ev->type) {
+         case QSXMLP_END_TAG:
+            return QSXML_END_OF_CONTENT;
+         case QSXMLP_END_DOC:
+            /* nothing follows the root; before it the document is missing */
+            if (r->rootClosed) return QSXML_END_OF_CONTENT;
+            return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+         case QSXMLP_CHARS: {
+            /* text where an element was expected */
+            addOpenNameParm(ctxt, r, lvl);
+            addPosParm(ctxt, ev->startOff);
+            rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_END_TAG, XML_MODULE, __LINE__);
+            return RTERR_XML_UNEXPECTED_END_TAG;
+         }
+         default:
+            break;
+      }
+      if (ev->level > lvl + 1) {
+         addNameParm(ctxt, r, ev->nameOff, ev->nameLen);
+         addPosParm(ctxt, ev->startOff);
+         rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_START_TAG, XML_MODULE, __LINE__);
+         return RTERR_XML_UNEXPECTED_START_TAG;
+      }
+      QSSIZE i = matchEntry(r, *ev, tab, nrows);
+      if (i != (QSSIZE)-1) {
+         markDone(r);
+         bool wildcard = (tab[i].name == nullptr || tab[i].nameLen == 0);
+         stat = rtxCtxtPushElemName(ctxt, wildcard ? (const QSUTF8CHAR*)"*" : (const QSUTF8CHAR*)tab[i].name);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         return tab[i].id;
+      }
+      if (!required) {
+         /* left in place for the caller */
+         stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)"<unknown>");
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         return RTERR_UNEXPECTED_ELEMENT;
+      }
+      recordUnexpected(ctxt, r, *ev, __LINE__);
+      markDone(r);
+      stat = skipElement(ctxt, r);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+}
+
+int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   const QSXmlGroupDesc& g = groups[curGroup];
+   bool required = !(g.anyCase >= 0 || (extensible && curGroup > lastMandatoryGroup));
+   int id = rtXmlpGetNextElemID(ctxt, tab + g.row, g.num, -1, required);
+   if (id == RTERR_UNEXPECTED_ELEMENT) {
+      if (g.anyCase >= 0) return g.anyCase;
+      rtxCtxtPopElemName(ctxt);  /* "<unknown>" */
+      if (curGroup <= lastMandatoryGroup) {
+         const Event& ev = r->cur;
+         addNameParm(ctxt, r, ev.nameOff, ev.nameLen);
+         addPosParm(ctxt, ev.startOff);
+         rtxErrSetNewData(ctxt, RTERR_UNEXPECTED_ELEMENT, XML_MODULE, __LINE__);
+         return RTERR_UNEXPECTED_ELEMENT;
+      }
+      /* the member list ends here; the end-tag match deals with the element */
+      return QSXML_END_OF_CONTENT;
+   }
+   if (id == QSXML_END_OF_CONTENT && curGroup <= lastMandatoryGroup) {
+      if (r->cur.type == QSXMLP_END_TAG) addPosParm(ctxt, r->cur.startOff);
+      rtxErrSetNewData(ctxt, RTERR_XML_REQUIRED_ELEMENTS_MISSED, XML_MODULE, __LINE__);
+      return RTERR_XML_REQUIRED_ELEMENTS_MISSED;
+   }
+   if (id < 0) return XML_LOG(ctxt, id);
+   return id;
+}
+
+int rtXmlpGetNextSeqElemIDExt(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
+                              int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   return rtXmlpGetNextSeqElemID(ctxt, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+int rtXmlpGetNextElem(QSCTXT* ctxt, QSXmlQName* pqname, QSINT32 level)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (pqname == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   QSINT32 lvl = (level < 0) ? r->level : level;
+   if (r->level < lvl) return QSXML_END_OF_CONTENT;
+   Event* ev;
+   stat = peekEventNonWs(ctxt, r, &ev);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   if (ev->type == QSXMLP_END_TAG) return QSXML_END_OF_CONTENT;
+   if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+   if (ev->type == QSXMLP_CHARS) {
+      addOpenNameParm(ctxt, r, lvl);
+      addPosParm(ctxt, ev->startOff);
+      rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_END_TAG, XML_MODULE, __LINE__);
+      return RTERR_XML_UNEXPECTED_END_TAG;
+   }
+   stat = xmlimpl::peekStartTagName(ctxt, pqname);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   markDone(r);
+   stat = rtxCtxtPushElemNameCopy(ctxt, pqname->ln);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   return 0;
+}
+
+int rtXmlDecEmptyElement(QSCTXT* ctxt)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (!r->hasCur || r->cur.type != QSXMLP_START_TAG || !r->curDone)
+      return XML_LOG(ctxt, RTERR_XML_INVALID_DATA_MODE);
+   if (r->cur.empty) return 0;
+   QSINT32 lvl = r->cur.level;
+   for (;;) {
+      Event* ev;
+      stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ev->type == QSXMLP_END_TAG && ev->level == lvl) return 0;
+      if (ev->type == QSXMLP_CHARS && ev->allWs) {
+         markDone(r);
+         continue;
+      }
+      if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      addPosParm(ctxt, ev->startOff);
+      rtxErrSetNewData(ctxt, RTERR_XML_ELEMENT_NOT_EMPTY, XML_MODULE, __LINE__);
+      return RTERR_XML_ELEMENT_NOT_EMPTY;
+   }
+}
+
+int rtXmlpMarkLastEventActive(QSCTXT* ctxt)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (!r->hasCur || !r->curDone) return 0;
+   r->curDone = false;
+   if (r->cur.type == QSXMLP_START_TAG) r->level = r->cur.level - 1;
+   else if (r->cur.type == QSXMLP_END_TAG) r->level = r->cur.level;
+   return 0;
+}
+
+int rtXmlpDecAnyElem(QSCTXT* ctxt, const QSUTF8CHAR** pvalue)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (pvalue == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   QSSIZE start = 0, end = 0;
+   stat = captureElement(ctxt, r, &start, &end);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   QSOCTET* text = copyInput(ctxt, r, start, end - start);
+   if (text == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+   *pvalue = text;
+   return 0;
+}
+
+int rtXmlpDecExtElems(QSCTXT* ctxt, QSRTDList* pExtList, const QSXmlElemDescr* tab, QSSIZE nrows)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (pExtList == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   for (;;) {
+      QSSIZE start = 0, end = 0;
+      stat = captureElement(ctxt, r, &start, &end);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ASN1TOpenType* ot = static_cast<ASN1TOpenType*>(rtxMemHeapAlloc(ctxt, sizeof(ASN1TOpenType)));
+      QSOCTET* text = copyInput(ctxt, r, start, end - start);
+      if (ot == nullptr || text == nullptr || rtxDListAppend(ctxt, pExtList, ot) == nullptr)
+         return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ot->numocts = (QSUINT32)(end - start);
+      ot->data = text;
+      stat = rtXmlpMatchEndTag(ctxt, -1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+
+      Event* ev;
+      stat = peekEventNonWs(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ev->type != QSXMLP_START_TAG || ev->level != r->level + 1) return 0;
+      if (matchEntry(r, *ev, tab, (tab != nullptr) ? nrows : 0) != (QSSIZE)-1) return 0;
+      stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)"<unknown>");
+      if (stat != 0) return XML_LOG(ctxt, stat);
+   }
+}
+
+int rtAsn1XmlpDecOpenType(QSCTXT* ctxt, ASN1TOpenType* pvalue)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (pvalue == nullptr) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   if (r->level <= 0) return XML_LOG(ctxt, RTERR_INVALID_XML_STATE);
+   QSINT32 lvl = r->level;
+   QSSIZE start = r->stack[lvl - 1].contentOff;
+   QSSIZE end = start;
+   for (;;) {
+      Event* ev;
+      stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      if (ev->type == QSXMLP_END_DOC) return XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+      if (ev->type == QSXMLP_END_TAG && ev->level == lvl) {
+         end = ev->startOff;
+         break;
+      }
+      markDone(r);
+   }
+   QSOCTET* text = copyInput(ctxt, r, start, end - start);
+   if (text == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+   pvalue->numocts = (QSUINT32)(end - start);
+   pvalue->data = text;
+   return 0;
+}
+
+/* ---- list mode -------------------------------------------------------------------------------- */
+
+int rtXmlpSetListMode(QSCTXT* ctxt)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   r->listMode = false;
+   stat = readContent(ctxt, r);
+   if (stat != 0) return XML_LOG(ctxt, stat);
+   r->list.len = 0;
+   if (!r->list.append(r->value.p, r->value.len)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+   r->listPos = 0;
+   r->listMode = true;
+   return 0;
+}
+
+QSBOOL rtXmlpListHasItem(QSCTXT* ctxt)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r == nullptr || !r->listMode) return FALSE;
+   for (QSSIZE p = r->listPos; p < r->list.len; p++) {
+      if (!isWs(r->list.p[p])) return TRUE;
+   }
+   r->listMode = false;
+   return FALSE;
+}
+
+int rtXmlpCountListItems(QSCTXT* ctxt)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (!r->listMode) return 0;
+   int count = 0;
+   bool inItem = false;
+   for (QSSIZE p = r->listPos; p < r->list.len; p++) {
+      bool ws = isWs(r->list.p[p]);
+      if (!ws && !inItem) count++;
+      inItem = !ws;
+   }
+   return count;
+}
+
+/* ---- document --------------------------------------------------------------------------------- */
+
+int rtXmlpDecodeResult(QSCTXT* ctxt)
+{
+   if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   int stat = rtxErrCheckNonFatal(ctxt);
+   if (stat != 0) return stat;
+   return rtxErrGetStatus(ctxt);
+}
+
+int xmlimpl::checkWellFormed(QSCTXT* ctxt)
+{
+   QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (info == nullptr) return RTERR_INVALID_PARAMETER;
+   QSXmlReader* saved = info->reader;
+   QSSIZE savedIndex = ctxt->buffer.byteIndex;
+   info->reader = nullptr;
+   int stat = rtXmlpCreateReader(ctxt);
+   QSXmlReader* r = info->reader;
+   if (stat == 0 && saved != nullptr) {
+      /* the whole document the context's reader works on */
+      r->pos = saved->docStart;
+   }
+   bool sawRoot = false;
+   while (stat == 0) {
+      Event* ev;
+      stat = peekEvent(ctxt, r, &ev);
+      if (stat != 0) break;
+      if (ev->type == QSXMLP_START_TAG) sawRoot = true;
+      if (ev->type == QSXMLP_END_DOC) {
+         if (!sawRoot) stat = XML_LOG(ctxt, RTERR_XML_UNEXPECTED_EOF);
+         break;
+      }
+      markDone(r);
+   }
+   freeReader(ctxt);
+   info->reader = saved;
+   ctxt->buffer.byteIndex = savedIndex;
+   return stat;
+}

@@ -1,0 +1,69 @@
+"""What the emitters of the two text codecs (JSON, XML) share: which member values are coded by
+their named type's functions, and the constraint checks compiled into the coders (the value
+range of an INTEGER and the size of a string or list, for roots that are not extensible)."""
+
+from .ctypes import constraint_key, int_ctype
+from .emit_per import lit
+
+
+def ctype_limits(ct):
+    bits = int("".join(ch for ch in ct if ch.isdigit()))
+    if ct.startswith("QSU"):
+        return 0, (1 << bits) - 1
+    return -(1 << (bits - 1)), (1 << (bits - 1)) - 1
+
+
+def range_conds(ct, lo, hi, expr):
+    """Comparisons that find `expr` (of C type ct) outside lo..hi, leaving out those that the
+    type itself already rules out."""
+    tlo, thi = ctype_limits(ct)
+    conds = []
+    if lo > tlo:
+        conds.append("%s < %s" % (expr, lit(lo)))
+    if hi < thi:
+        conds.append("%s > %s" % (expr, lit(hi)))
+    return conds
+
+
+class TextEmitter:
+    """Encoders refuse a value outside its root without recording it (the caller records where
+    it passes the failure up); decoders record it with the element's name and the value."""
+
+    @staticmethod
+    def check(w, call):
+        w.line("if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % call)
+
+    def uses_typedef_codec(self, rt):
+        td = rt.typedef
+        if td is None:
+            return False
+        return constraint_key(rt.cons) == constraint_key(td.body.cons) \
+            or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
+
+    def range_check(self, w, rt, expr):
+        c = rt.cons
+        if not c.has_range() or c.ext:
+            return
+        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
+        if conds:
+            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
+
+    def size_check(self, w, c, count):
+        if not c.has_size() or c.size_ext:
+            return
+        conds = range_conds("QSUINT32", c.size_lo, c.size_hi, count)
+        if conds:
+            w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
+
+    def dec_range_check(self, w, rt, expr):
+        c = rt.cons
+        if not c.has_range() or c.ext:
+            return
+        conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
+        if not conds:
+            return
+        w.line("if (%s) {" % " || ".join(conds))
+        w.line("   rtxErrAddElemNameParm(ctxt);")
+        w.line("   rtxErrAddInt64Parm(ctxt, (QSINT64)%s);" % expr)
+        w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
+        w.line("}")
