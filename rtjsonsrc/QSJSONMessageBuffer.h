@@ -80,8 +80,9 @@ public:
    QSJSONDecodeBuffer(const QSJSONDecodeBuffer&) = delete;
    QSJSONDecodeBuffer& operator=(const QSJSONDecodeBuffer&) = delete;
 
-   /* Nothing to prepare: 0. */
-   int init() override { return 0; }
+   /* Nothing to prepare: 0, or the failure of the input (a stream over no memory, a file
+    * that could not be read), so that no decode starts on it. */
+   int init() override { return getStatus(); }
 
    QSBOOL isA(Type bufferType) override { return bufferType == JSONDecode; }
 

@@ -527,17 +527,17 @@ QSSIZE countHexDigits(QSCTXT* ctxt)
 /* Reads a quoted hex string into new heap memory (null when empty). */
 int readDynHex(QSCTXT* ctxt, QSOCTET** pdata, QSSIZE* pnocts)
 {
-   QSSIZE cap = (countHexDigits(ctxt) + 1) / 2;
-   QSOCTET* data = nullptr;
-   if (cap != 0) {
-      data = (QSOCTET*)rtxMemHeapAlloc(ctxt, cap);
-      if (data == nullptr) return JSON_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
-   }
+   /* One byte beyond the leading digits: the reader then never meets a full buffer, so
+      whatever stops the digits is judged as a character (only the closing quote is right). */
+   QSSIZE cap = (countHexDigits(ctxt) + 1) / 2 + 1;
+   QSOCTET* data = (QSOCTET*)rtxMemHeapAlloc(ctxt, cap);
+   if (data == nullptr) return JSON_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
    QSSIZE nocts = 0;
    int stat = rtJsonDecHexStr64(ctxt, data, &nocts, cap);
-   if (stat != 0) {
-      if (data != nullptr) rtxMemHeapFreePtr(ctxt, data);
-      return JSON_LOG(ctxt, stat);
+   if (stat != 0 || nocts == 0) {
+      rtxMemHeapFreePtr(ctxt, data);
+      data = nullptr;
+      if (stat != 0) return JSON_LOG(ctxt, stat);
    }
    *pdata = data;
    *pnocts = nocts;

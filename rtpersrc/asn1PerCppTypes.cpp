@@ -170,6 +170,7 @@ int ASN1PEREncodeBuffer::encodeBitOrOctStr(size_t n, const QSOCTET* data,
 ASN1PERDecodeBuffer::ASN1PERDecodeBuffer(const QSOCTET* pMsgBuf, size_t msgBufLen, QSBOOL aligned)
    : ASN1PERMessageBuffer(PERDecode, const_cast<QSOCTET*>(pMsgBuf), msgBufLen, aligned)
 {
+   if (pMsgBuf == nullptr) refuseNullInput();
 }
 
 ASN1PERDecodeBuffer::ASN1PERDecodeBuffer(const QSOCTET* pMsgBuf, size_t msgBufLen, QSBOOL aligned,
@@ -177,6 +178,20 @@ ASN1PERDecodeBuffer::ASN1PERDecodeBuffer(const QSOCTET* pMsgBuf, size_t msgBufLe
    : ASN1PERMessageBuffer(PERDecode, const_cast<QSOCTET*>(pMsgBuf), msgBufLen, aligned,
                           pContext)
 {
+   if (pMsgBuf == nullptr) refuseNullInput();
+}
+
+/* Without the caller's bytes the base has set up an output buffer of its own, whose contents
+ * would be decoded as if they were a message: leave nothing to read and keep the failure, so
+ * that every decode on this buffer is refused. */
+void ASN1PERDecodeBuffer::refuseNullInput()
+{
+   QSCTXT* ctxt = getCtxtPtr();
+   if (ctxt == nullptr) return;
+   ctxt->buffer.size = 0;
+   ctxt->buffer.byteIndex = 0;
+   rtxErrAddStrParm(ctxt, "data");
+   setStatus(PER_LOG(ctxt, RTERR_INVALID_PARAMETER));
 }
 
 ASN1PERDecodeBuffer::ASN1PERDecodeBuffer(const char* filePath, QSBOOL aligned)

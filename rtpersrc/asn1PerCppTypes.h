@@ -73,6 +73,8 @@ public:
 };
 
 class ASN1PERDecodeBuffer : public ASN1PERMessageBuffer {
+   void refuseNullInput();
+
 public:
    /* The caller's bytes are used in place (not copied). */
    ASN1PERDecodeBuffer(const QSOCTET* pMsgBuf, size_t msgBufLen, QSBOOL aligned);

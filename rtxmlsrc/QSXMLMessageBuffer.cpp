@@ -253,8 +253,11 @@ int QSXMLDecodeBuffer::init()
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr) return RTERR_CONTEXT_NOT_INITIALIZED;
+   /* a failed input (no memory, an unreadable file) is not decoded at all */
+   int stat = getStatus();
+   if (stat != 0) return stat;
    if (ctxt->pAppInfo[0] == nullptr) {
-      int stat = rtXmlInitCtxtAppInfo(ctxt);
+      stat = rtXmlInitCtxtAppInfo(ctxt);
       if (stat != 0) return XML_LOG(ctxt, stat);
    }
    return 0;

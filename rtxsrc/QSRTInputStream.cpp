@@ -23,7 +23,9 @@ QSRTMemoryInputStream::QSRTMemoryInputStream(const unsigned char* data, size_t l
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr) return;
-   int stat = rtxStreamMemoryAttach(ctxt, data, length, QSRTSTRMF_INPUT);
+   /* no memory at all is not an empty text: the readers must refuse it, not read nothing */
+   int stat = (data != nullptr) ? rtxStreamMemoryAttach(ctxt, data, length, QSRTSTRMF_INPUT)
+                                : RTERR_INVALID_PARAMETER;
    if (stat != 0) {
       mpContext->setStatus(stat);
       rtxErrSetData(ctxt, stat, "../../rtxsrc/QSRTMemoryInputStream", 36);

@@ -67,7 +67,7 @@ int from_text(const char* text, char** out, size_t* outLen, char** err, bool tra
       perBuf.setTrace(1);
       perBuf.setDiag(1);
    }
-   QSRTMemoryInputStream input((const unsigned char*)text, strlen(text));
+   QSRTMemoryInputStream input((const unsigned char*)text, text != nullptr ? strlen(text) : 0);
    D textBuf(input);
    int stat = control.DecodeFrom(textBuf, 0);
    if (stat != 0) {

@@ -306,9 +306,7 @@ int asn1PE_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -363,9 +361,7 @@ int asn1PE_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -407,9 +403,7 @@ int asn1PE_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 10) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -451,9 +445,7 @@ int asn1PE_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 64) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 6)) != 0) return LOG_RTERR(ctxt, stat);
    }

@@ -86,9 +86,7 @@ int asn1PE_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -180,9 +178,7 @@ int asn1PE_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -256,9 +252,7 @@ int asn1PE_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -341,9 +335,7 @@ int asn1PE_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -420,9 +412,7 @@ int asn1PE_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -508,9 +498,7 @@ int asn1PE_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -549,9 +537,7 @@ int asn1PE_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -685,9 +671,7 @@ int asn1PE_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -726,9 +710,7 @@ int asn1PE_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -845,9 +827,7 @@ int asn1PE_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -983,9 +963,7 @@ int asn1PE_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1138,9 +1116,7 @@ int asn1PE_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1284,9 +1260,7 @@ int asn1PE_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1325,9 +1299,7 @@ int asn1PE_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1425,9 +1397,7 @@ int asn1PE_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1472,9 +1442,7 @@ int asn1PE_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1608,9 +1576,7 @@ int asn1PE_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1649,9 +1615,7 @@ int asn1PE_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 8) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1671,9 +1635,7 @@ int asn1PE_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 255) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 8)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1773,9 +1735,7 @@ int asn1PE_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1830,9 +1790,7 @@ int asn1PE_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1877,9 +1835,7 @@ int asn1PE_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1899,9 +1855,7 @@ int asn1PE_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 255) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 8)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1959,9 +1913,7 @@ int asn1PE_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2056,9 +2008,7 @@ int asn1PE_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2123,9 +2073,7 @@ int asn1PE_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 8) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2370,9 +2318,7 @@ int asn1PE_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 2 || count > 63) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 2), 6)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2392,9 +2338,7 @@ int asn1PE_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2473,9 +2417,7 @@ int asn1PE_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2520,9 +2462,7 @@ int asn1PE_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2619,9 +2559,7 @@ int asn1PE_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2773,9 +2711,7 @@ int asn1PE_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 254) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 8)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2832,9 +2768,7 @@ int asn1PE_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2879,9 +2813,7 @@ int asn1PE_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2901,9 +2833,7 @@ int asn1PE_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 255) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 8)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2989,9 +2919,7 @@ int asn1PE_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3030,9 +2958,7 @@ int asn1PE_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3064,9 +2990,7 @@ int asn1PE_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3086,9 +3010,7 @@ int asn1PE_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 8) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3216,9 +3138,7 @@ int asn1PE_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3257,9 +3177,7 @@ int asn1PE_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3320,9 +3238,7 @@ int asn1PE_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3390,9 +3306,7 @@ int asn1PE_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3431,9 +3345,7 @@ int asn1PE_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3453,9 +3365,7 @@ int asn1PE_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 32) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3531,9 +3441,7 @@ int asn1PE_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 4) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -3593,9 +3501,7 @@ int asn1PE_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 9) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }

@@ -1017,9 +1017,7 @@ int asn1PE_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count > 40) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 0), 6)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1222,9 +1220,7 @@ int asn1PE_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 40) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 6)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1285,9 +1281,7 @@ int asn1PE_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 7) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1369,9 +1363,7 @@ int asn1PE_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 23) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 5)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1410,9 +1402,7 @@ int asn1PE_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 16) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 4)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1486,9 +1476,7 @@ int asn1PE_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 256) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 8)) != 0) return LOG_RTERR(ctxt, stat);
    }

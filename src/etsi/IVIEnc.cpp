@@ -930,9 +930,7 @@ int asn1PE_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1072,9 +1070,7 @@ int asn1PE_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 8) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1214,9 +1210,7 @@ int asn1PE_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1284,9 +1278,7 @@ int asn1PE_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 3) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 2)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1354,9 +1346,7 @@ int asn1PE_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    QSSIZE count = (*pvalue).count;
    if (!ctxt->sizeCnst.constrained) {
       if (count < 1 || count > 5) {
-         rtxErrAddElemNameParm(ctxt);
-         rtxErrAddSizeParm(ctxt, count);
-         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */
       }
       if ((stat = pe_LengthBits(ctxt, (QSUINT32)(count - 1), 3)) != 0) return LOG_RTERR(ctxt, stat);
    }

@@ -449,6 +449,38 @@ TEST(ConversionErrors, TraceDumpsThePerSide)
    EXPECT_NE(printed.find("data.cam.generationDeltaTime"), std::string::npos);
 }
 
+// No bytes or no text at all is refused with a report, never converted from whatever memory the
+// buffers hold.
+TEST(ConversionErrors, NullInputIsRefused)
+{
+   typedef int (*To)(const char*, size_t, char**, char**, bool);
+   typedef int (*From)(const char*, char**, size_t*, char**, bool);
+   const To tos[] = { etsi_CAM_to_json, etsi_DENM_to_json, etsi_SPATEM_to_json, etsi_MAPEM_to_json, etsi_IVIM_to_json,
+                      etsi_SREM_to_json, etsi_SSEM_to_json, etsi_CAM_to_xml, etsi_DENM_to_xml, etsi_SPATEM_to_xml,
+                      etsi_MAPEM_to_xml, etsi_IVIM_to_xml, etsi_SREM_to_xml, etsi_SSEM_to_xml };
+   const From froms[] = { etsi_CAM_from_json, etsi_DENM_from_json, etsi_SPATEM_from_json, etsi_MAPEM_from_json,
+                          etsi_IVIM_from_json, etsi_SREM_from_json, etsi_SSEM_from_json, etsi_CAM_from_xml,
+                          etsi_DENM_from_xml, etsi_SPATEM_from_xml, etsi_MAPEM_from_xml, etsi_IVIM_from_xml,
+                          etsi_SREM_from_xml, etsi_SSEM_from_xml };
+   for (To to : tos) {
+      for (size_t len : { (size_t)0, (size_t)40 }) {
+         Result r;
+         r.status = to(nullptr, len, &r.out, &r.err, false);
+         EXPECT_EQ(r.status, RTERR_INVALID_PARAMETER);
+         EXPECT_EQ(r.out, nullptr);
+         EXPECT_EQ(r.error().rfind("ERROR: Status " + std::to_string(RTERR_INVALID_PARAMETER) + "\n", 0), 0u) << r.error();
+      }
+   }
+   for (From from : froms) {
+      Result r;
+      r.status = from(nullptr, &r.out, &r.outLen, &r.err, false);
+      EXPECT_EQ(r.status, RTERR_INVALID_PARAMETER);
+      EXPECT_EQ(r.out, nullptr);
+      EXPECT_EQ(r.outLen, 0u);
+      EXPECT_EQ(r.error().rfind("ERROR: Status ", 0), 0u) << r.error();
+   }
+}
+
 // ---- the shared library ------------------------------------------------------------------------
 
 TEST(ConversionLibrary, ExportsExactlyTheConversionFunctions)

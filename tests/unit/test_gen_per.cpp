@@ -204,3 +204,27 @@ TEST(PerHostileInput, RandomBytesIntoEveryDecoder)
 }
 
 }  // namespace
+
+namespace {
+
+// A list beyond its size is refused without parameters: the count is no field value.
+TEST(PerEncodeErrors, ListCountViolationCarriesNoParameters)
+{
+   const EtsiTestType* t = nullptr;
+   for (size_t i = 0; i < etsiTestTypeCount; i++)
+      if (std::string(etsiTestTypes[i].name) == "ITS_PathHistory") t = &etsiTestTypes[i];
+   ASSERT_NE(t, nullptr);
+   QSCTXT c;
+   ASSERT_EQ(rtxInitContext(&c), 0);
+   ASN1TSeqOfList* list = (ASN1TSeqOfList*)t->make(&c);
+   ASN1T_ITS_PathPoint point;
+   for (int i = 0; i < 41; i++) rtxDListAppend(&c, list, &point);
+   ASSERT_EQ(pu_setBuffer(&c, nullptr, 0, 0), 0);
+   EXPECT_EQ(t->encode(&c, list), RTERR_VALUE_CONSTRAINT_VIOLATION);
+   ASSERT_NE(c.errInfoList.tail, nullptr);
+   EXPECT_EQ(static_cast<const QSRTErrInfo*>(c.errInfoList.tail->data)->parmcnt, 0);
+   rtxDListFreeNodes(&c, list);
+   rtxFreeContext(&c);
+}
+
+}  // namespace

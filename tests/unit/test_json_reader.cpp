@@ -413,6 +413,25 @@ TEST_F(JsonReaderTest, HexCapacity)
    EXPECT_EQ(0x12, buf[1]);
 }
 
+// A dynamic string whose text does not begin with hex digits is refused for its character, not
+// for its length.
+TEST_F(JsonReaderTest, DynamicHexStrayCharacter)
+{
+   ASN1TDynOctStr v{};
+   for (const char* bad : { "\"zz\"", "\" 0a\"", "\"0a1x\"" }) {
+      setInput(bad);
+      EXPECT_EQ(RTERR_CHARACTER_NOT_IN_SET, rtJsonDecDynHexStr(&ctxt, &v)) << bad;
+   }
+   setInput("\"0A1b\"");
+   ASSERT_EQ(0, rtJsonDecDynHexStr(&ctxt, &v));
+   EXPECT_EQ(2u, v.numocts);
+   EXPECT_EQ(0x1b, v.data[1]);
+   setInput("\"\"");
+   ASSERT_EQ(0, rtJsonDecDynHexStr(&ctxt, &v));
+   EXPECT_EQ(0u, v.numocts);
+   EXPECT_EQ(nullptr, v.data);
+}
+
 TEST_F(JsonReaderTest, HexStrayCharacter)
 {
    QSOCTET buf[4] = { 0 };

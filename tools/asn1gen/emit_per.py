@@ -517,9 +517,7 @@ class PerEmitter:
             w.indent()
             w.line("if (count < %s || count > %s) {" % (lit(c.size_lo), lit(c.size_hi))
                    if c.size_lo > 0 else "if (count > %s) {" % lit(c.size_hi))
-            w.line("   rtxErrAddElemNameParm(ctxt);")
-            w.line("   rtxErrAddSizeParm(ctxt, count);")
-            w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
+            w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);   /* no parameters */")
             w.line("}")
             nbits = bitlen(c.size_hi - c.size_lo)
             if nbits:
