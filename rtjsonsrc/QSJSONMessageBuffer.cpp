@@ -67,16 +67,6 @@ int QSJSONEncodeBuffer::write(FILE* fp)
 
 /* ---- QSJSONDecodeBuffer ----------------------------------------------------------------------- */
 
-namespace {
-
-QSRTInputStream* newMemoryStream(const unsigned char* data, size_t size)
-{
-   if (data == nullptr) return nullptr;
-   return new (std::nothrow) QSRTMemoryInputStream(data, size);
-}
-
-} // namespace
-
 QSJSONDecodeBuffer::QSJSONDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStream)
    : QSJSONMessageBuffer(JSONDecode, (pStream != nullptr) ? pStream->getContext().get() : nullptr),
      mpInputStream(pStream), mbOwnStream(ownStream)
@@ -85,7 +75,7 @@ QSJSONDecodeBuffer::QSJSONDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStrea
 }
 
 QSJSONDecodeBuffer::QSJSONDecodeBuffer(const unsigned char* data, size_t size)
-   : QSJSONDecodeBuffer(newMemoryStream(data, size), TRUE)
+   : QSJSONDecodeBuffer(QSRTMemoryInputStream::create(data, size), TRUE)
 {
 }
 
@@ -115,6 +105,5 @@ void QSJSONDecodeBuffer::bindInput()
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr) return;
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.byteIndex >= b.size) jsonimpl::refill(ctxt);
+   rtxStreamBindInput(ctxt);
 }

@@ -17,20 +17,7 @@ using namespace jsonimpl;
 
 bool jsonimpl::refill(QSCTXT* ctxt)
 {
-   QSRTStream* s = ctxt->pStream;
-   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return false;
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.byteIndex < b.size) return true;
-   /* The memory of a memory stream is read in place: the whole remainder
-    * becomes the context buffer and the stream is consumed. */
-   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
-   b.data = const_cast<QSOCTET*>(s->data + s->pos);
-   b.size = s->size - s->pos;
-   b.byteIndex = 0;
-   b.bitOffset = 8;
-   b.dynamic = 0;
-   s->pos = s->size;
-   return true;
+   return rtxStreamBindInput(ctxt) != 0;
 }
 
 void jsonimpl::addCharParm(QSCTXT* ctxt, int c)

@@ -185,16 +185,6 @@ int QSXMLEncodeBuffer::write(FILE* fp)
 
 /* ---- QSXMLDecodeBuffer ------------------------------------------------------------------------ */
 
-namespace {
-
-QSRTInputStream* newMemoryStream(const unsigned char* data, size_t size)
-{
-   if (data == nullptr) return nullptr;
-   return new (std::nothrow) QSRTMemoryInputStream(data, size);
-}
-
-} // namespace
-
 QSXMLDecodeBuffer::QSXMLDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStream)
    : QSXMLMessageBuffer(XMLDecode, (pStream != nullptr) ? pStream->getContext().get() : nullptr),
      mpInputStream(pStream), mbOwnStream(ownStream)
@@ -203,7 +193,7 @@ QSXMLDecodeBuffer::QSXMLDecodeBuffer(QSRTInputStream* pStream, QSBOOL ownStream)
 }
 
 QSXMLDecodeBuffer::QSXMLDecodeBuffer(const unsigned char* data, size_t size)
-   : QSXMLDecodeBuffer(newMemoryStream(data, size), TRUE)
+   : QSXMLDecodeBuffer(QSRTMemoryInputStream::create(data, size), TRUE)
 {
 }
 
@@ -234,19 +224,7 @@ QSXMLDecodeBuffer::~QSXMLDecodeBuffer()
 void QSXMLDecodeBuffer::bindInput()
 {
    QSCTXT* ctxt = getCtxtPtr();
-   if (ctxt == nullptr) return;
-   QSRTBuffer& b = ctxt->buffer;
-   QSRTStream* s = ctxt->pStream;
-   if (b.data != nullptr && b.byteIndex < b.size) return;
-   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return;
-   /* the stream's memory is read in place */
-   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
-   b.data = const_cast<QSOCTET*>(s->data + s->pos);
-   b.size = s->size - s->pos;
-   b.byteIndex = 0;
-   b.bitOffset = 8;
-   b.dynamic = 0;
-   s->pos = s->size;
+   if (ctxt != nullptr) rtxStreamBindInput(ctxt);
 }
 
 int QSXMLDecodeBuffer::init()

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxMemory.h"
@@ -200,77 +201,36 @@ int decDynHex(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* pnocts)
 
 /* ---- integers --------------------------------------------------------------------------------- */
 
-int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue)
+namespace {
+
+/* The decimal value of the current element into an integer of type T, whose range decides
+ * what fits. */
+template <class T> int decInteger(QSCTXT* ctxt, T* pvalue)
 {
-   QSINT64 v;
-   int stat = decSigned(ctxt, INT32_MIN, INT32_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSINT32)v;
-   return 0;
+   int stat;
+   if (std::numeric_limits<T>::is_signed) {
+      QSINT64 v;
+      stat = decSigned(ctxt, std::numeric_limits<T>::min(), std::numeric_limits<T>::max(), &v);
+      if (stat == 0) *pvalue = (T)v;
+   }
+   else {
+      QSUINT64 v;
+      stat = decUnsigned(ctxt, std::numeric_limits<T>::max(), &v);
+      if (stat == 0) *pvalue = (T)v;
+   }
+   return (stat != 0) ? XML_LOG(ctxt, stat) : 0;
 }
 
-int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue)
-{
-   QSINT64 v;
-   int stat = decSigned(ctxt, INT8_MIN, INT8_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSINT8)v;
-   return 0;
-}
+} // namespace
 
-int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue)
-{
-   QSINT64 v;
-   int stat = decSigned(ctxt, INT16_MIN, INT16_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSINT16)v;
-   return 0;
-}
-
-int rtXmlpDecInt64(QSCTXT* ctxt, QSINT64* pvalue)
-{
-   QSINT64 v;
-   int stat = decSigned(ctxt, INT64_MIN, INT64_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = v;
-   return 0;
-}
-
-int rtXmlpDecUInt(QSCTXT* ctxt, QSUINT32* pvalue)
-{
-   QSUINT64 v;
-   int stat = decUnsigned(ctxt, UINT32_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSUINT32)v;
-   return 0;
-}
-
-int rtXmlpDecUInt8(QSCTXT* ctxt, QSUINT8* pvalue)
-{
-   QSUINT64 v;
-   int stat = decUnsigned(ctxt, UINT8_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSUINT8)v;
-   return 0;
-}
-
-int rtXmlpDecUInt16(QSCTXT* ctxt, QSUINT16* pvalue)
-{
-   QSUINT64 v;
-   int stat = decUnsigned(ctxt, UINT16_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = (QSUINT16)v;
-   return 0;
-}
-
-int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue)
-{
-   QSUINT64 v;
-   int stat = decUnsigned(ctxt, UINT64_MAX, &v);
-   if (stat != 0) return XML_LOG(ctxt, stat);
-   *pvalue = v;
-   return 0;
-}
+int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt64(QSCTXT* ctxt, QSINT64* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt(QSCTXT* ctxt, QSUINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt8(QSCTXT* ctxt, QSUINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt16(QSCTXT* ctxt, QSUINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue) { return decInteger(ctxt, pvalue); }
 
 /* ---- booleans and strings --------------------------------------------------------------------- */
 

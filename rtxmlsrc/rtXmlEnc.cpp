@@ -44,6 +44,26 @@ int putText(QSCTXT* ctxt, const void* p, QSSIZE n)
 
 inline int putStr(QSCTXT* ctxt, const char* s) { return putText(ctxt, s, std::strlen(s)); }
 
+/* opener, "prefix:" when there is a prefix, the name, closer: the name part of a start or end
+ * tag, reserved once. */
+int putTagName(QSCTXT* ctxt, const char* opener, const char* prefix, const QSUTF8CHAR* name,
+               const char* closer)
+{
+   QSSIZE olen = (QSSIZE)std::strlen(opener), clen = (QSSIZE)std::strlen(closer);
+   QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) : 0;
+   QSSIZE nlen = (QSSIZE)std::strlen((const char*)name);
+   int stat = reserve(ctxt, olen + plen + 1 + nlen + clen + 1);
+   if (stat != 0) return stat;
+   put(ctxt, opener, olen);
+   if (prefix != nullptr) {
+      put(ctxt, prefix, plen);
+      put(ctxt, ":", 1);
+   }
+   put(ctxt, name, nlen);
+   put(ctxt, closer, clen);
+   return 0;
+}
+
 /* Writes the '>' of a start tag still open for attributes ("/>" when the
  * element was started as an empty element). */
 int closePendingStartTag(QSCTXT* ctxt)
@@ -303,17 +323,8 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
    ctxt->xmlDepth++;
    ctxt->xmlState = QSXMLSTART;
 
-   const char* prefix = prefixOf(pNS);
-   QSSIZE nameLen = std::strlen((const char*)elemName);
-   QSSIZE plen = (prefix != nullptr) ? std::strlen(prefix) + 1 : 0;
-   stat = reserve(ctxt, 1 + plen + nameLen + 1);
+   stat = putTagName(ctxt, "<", prefixOf(pNS), elemName, "");
    if (stat != 0) return XML_LOG(ctxt, stat);
-   put(ctxt, "<", 1);
-   if (prefix != nullptr) {
-      put(ctxt, prefix, plen - 1);
-      put(ctxt, ":", 1);
-   }
-   put(ctxt, elemName, nameLen);
    if (root && !asn1Mode(ctxt)) {
       stat = writeNSDecls(ctxt);
       if (stat != 0) return XML_LOG(ctxt, stat);
@@ -391,18 +402,8 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
          if (stat != 0) return XML_LOG(ctxt, stat);
       }
       ctxt->xmlState = QSXMLEND;
-      const char* prefix = prefixOf(pNS);
-      QSSIZE nameLen = std::strlen((const char*)elemName);
-      QSSIZE plen = (prefix != nullptr) ? std::strlen(prefix) + 1 : 0;
-      stat = reserve(ctxt, 2 + plen + nameLen + 1);
+      stat = putTagName(ctxt, "</", prefixOf(pNS), elemName, ">");
       if (stat != 0) return XML_LOG(ctxt, stat);
-      put(ctxt, "</", 2);
-      if (prefix != nullptr) {
-         put(ctxt, prefix, plen - 1);
-         put(ctxt, ":", 1);
-      }
-      put(ctxt, elemName, nameLen);
-      put(ctxt, ">", 1);
    }
    rtxCtxtPopElemName(ctxt);
    return 0;

@@ -761,23 +761,6 @@ int getReader(QSCTXT* ctxt, QSXmlReader** pr)
    return 0;
 }
 
-/* Binds the rest of the bound input stream as the context buffer when the
- * buffer has nothing left to read (the memory is read in place). */
-void bindStreamInput(QSCTXT* ctxt)
-{
-   QSRTBuffer& b = ctxt->buffer;
-   QSRTStream* s = ctxt->pStream;
-   if (b.data != nullptr && b.byteIndex < b.size) return;
-   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return;
-   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
-   b.data = const_cast<QSOCTET*>(s->data + s->pos);
-   b.size = s->size - s->pos;
-   b.byteIndex = 0;
-   b.bitOffset = 8;
-   b.dynamic = 0;
-   s->pos = s->size;
-}
-
 } // namespace
 
 /* ---- internal interface ----------------------------------------------------------------------- */
@@ -894,7 +877,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    QSXmlCtxtInfo* info = infoOf(ctxt);
    if (info == nullptr) rtxErrAssertionFailed("0 != pctxt->pXMLInfo", __LINE__, XML_MODULE);
    freeReader(ctxt);
-   bindStreamInput(ctxt);
+   rtxStreamBindInput(ctxt);
    QSXmlReader* r = new (std::nothrow) QSXmlReader();
    if (r == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
    const QSRTBuffer& b = ctxt->buffer;

@@ -1,5 +1,7 @@
 #include "rtxsrc/QSRTInputStream.h"
 
+#include <new>
+
 #include "rtxsrc/rtxErrCodes.h"
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxStream.h"
@@ -30,4 +32,10 @@ QSRTMemoryInputStream::QSRTMemoryInputStream(const unsigned char* data, size_t l
       mpContext->setStatus(stat);
       rtxErrSetData(ctxt, stat, "../../rtxsrc/QSRTMemoryInputStream", 36);
    }
+}
+
+QSRTInputStream* QSRTMemoryInputStream::create(const unsigned char* data, size_t length)
+{
+   if (data == nullptr) return nullptr;
+   return new (std::nothrow) QSRTMemoryInputStream(data, length);
 }

@@ -22,6 +22,10 @@ public:
 class QSRTMemoryInputStream : public QSRTInputStream {
 public:
    QSRTMemoryInputStream(const unsigned char* data, size_t length);
+
+   /* A new stream over the memory (delete it when done), or null when there is no memory or
+    * no heap: for buffers that take the caller's bytes as an owned stream. */
+   static QSRTInputStream* create(const unsigned char* data, size_t length);
 };
 
 #endif

@@ -40,3 +40,19 @@ int rtxStreamRelease(QSCTXT* ctxt)
    }
    return 0;
 }
+
+QSBOOL rtxStreamBindInput(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data != nullptr && b.byteIndex < b.size) return TRUE;
+   QSRTStream* s = ctxt->pStream;
+   if (s == nullptr || !(s->flags & QSRTSTRMF_INPUT) || s->pos >= s->size) return FALSE;
+   if (b.dynamic && b.data != nullptr) rtxMemHeapFreePtr(ctxt, b.data);
+   b.data = const_cast<QSOCTET*>(s->data + s->pos);
+   b.size = s->size - s->pos;
+   b.byteIndex = 0;
+   b.bitOffset = 8;
+   b.dynamic = 0;
+   s->pos = s->size;
+   return TRUE;
+}

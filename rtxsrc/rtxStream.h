@@ -27,6 +27,11 @@ int rtxStreamMemoryAttach(QSCTXT* ctxt, const QSOCTET* data, QSSIZE size, QSUINT
 /* Reads up to n bytes; returns the number read (0 at the end) or a negative status. */
 long rtxStreamRead(QSCTXT* ctxt, QSOCTET* buf, size_t n);
 
+/* Makes the unread rest of the context's input stream the context buffer when the buffer has
+ * nothing left to read; the stream's memory is read in place and the stream is consumed.
+ * TRUE when there is something to read afterwards. */
+QSBOOL rtxStreamBindInput(QSCTXT* ctxt);
+
 /* Unbinds and frees the context's stream. */
 int rtxStreamRelease(QSCTXT* ctxt);
 

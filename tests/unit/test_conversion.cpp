@@ -15,16 +15,13 @@
 #include "src/etsi/testsupport/etsiTestSupport.h"
 #include "src/etsiDrivers.h"
 #include "src/etsi_v2x.h"
-#include "tests/support/corpus.h"
+#include "tests/support/textConversions.h"
 
 namespace {
 
-typedef int (*ToJson)(const char*, size_t, char**, char**, bool);
-typedef int (*FromJson)(const char*, char**, size_t*, char**, bool);
-
 struct Conversions {
-   ToJson toJson;
-   FromJson fromJson;
+   ToText toJson;
+   FromText fromJson;
 };
 
 const std::map<std::string, Conversions>& conversions()
@@ -44,22 +41,6 @@ const std::map<std::string, Conversions>& conversions()
    return m;
 }
 
-// One call's results, released on destruction.
-struct Result {
-   int status = 0;
-   char* out = nullptr;
-   char* err = nullptr;
-   size_t outLen = 0;
-   ~Result()
-   {
-      etsi_delete_array(out);
-      etsi_delete_array(err);
-   }
-   std::string text() const { return out ? std::string(out) : std::string(); }
-   std::string bytes() const { return out ? std::string(out, outLen) : std::string(); }
-   std::string error() const { return err ? std::string(err) : std::string(); }
-};
-
 void toJson(const std::string& msg, const std::string& bytes, Result* r, bool trace = false)
 {
    r->status = conversions().at(msg).toJson(bytes.data(), bytes.size(), &r->out, &r->err, trace);
@@ -70,51 +51,23 @@ void fromJson(const std::string& msg, const std::string& text, Result* r, bool t
    r->status = conversions().at(msg).fromJson(text.c_str(), &r->out, &r->outLen, &r->err, trace);
 }
 
-std::string str(const std::vector<unsigned char>& v) { return std::string(v.begin(), v.end()); }
-std::string hex(const std::string& s) { return hexOf((const unsigned char*)s.data(), s.size()); }
-
 // ---- the corpus --------------------------------------------------------------------------------
 
 bool hasUnknownAddition(const std::string& json) { return json.find("\"_ext_") != std::string::npos; }
 
-// Every captured message converts to JSON and back to its own bytes, with the exceptions that
-// the JSON form has by design, each checked for what it is.
+void jsonForm(const std::string& type, ToText* to, FromText* from)
+{
+   auto it = conversions().find(type);
+   if (it == conversions().end()) return;
+   *to = it->second.toJson;
+   *from = it->second.fromJson;
+}
+
+// An unknown extension addition is written as "_ext_N" with its bytes in hex; read back, that
+// member is an unknown member kept as JSON text.
 TEST(ConversionCorpus, PerToJsonAndBack)
 {
-   std::map<std::string, int> identical, extensions, older;
-   for (const CorpusMessage& m : loadCorpus()) {
-      Result j;
-      toJson(m.type, str(m.bytes), &j);
-      if (j.status != 0 && m.protocolVersion < 2) {
-         // An older edition with enumeration values beyond today's root: not writable as JSON.
-         EXPECT_EQ(j.status, RTERR_ENUM_NOT_IN_SET) << m.file;
-         older[m.type]++;
-         continue;
-      }
-      ASSERT_EQ(j.status, 0) << m.file << "\n" << j.error();
-      ASSERT_EQ(j.err, nullptr);
-      Result p;
-      fromJson(m.type, j.text(), &p);
-      ASSERT_EQ(p.status, 0) << m.file << "\n" << p.error();
-      if (hasUnknownAddition(j.text())) {
-         // An extension addition this version does not know is written as "_ext_N" with its
-         // bytes in hex; read back, that member is an unknown member kept as JSON text, so the
-         // PER differs while the JSON form is stable.
-         Result j2;
-         toJson(m.type, p.bytes(), &j2);
-         ASSERT_EQ(j2.status, 0) << m.file;
-         EXPECT_EQ(j2.text(), j.text()) << m.file;
-         extensions[m.type]++;
-         continue;
-      }
-      std::string want = str(m.bytes).substr(0, p.outLen);   // beyond: zero padding of the capture
-      EXPECT_EQ(hex(p.bytes()), hex(want)) << m.file;
-      EXPECT_EQ(str(m.bytes).find_first_not_of('\0', p.outLen), std::string::npos) << m.file;
-      identical[m.type]++;
-   }
-   for (const auto& kv : identical) printf("json %-7s %4d byte-identical\n", kv.first.c_str(), kv.second);
-   for (const auto& kv : extensions) printf("json %-7s %4d with unknown extensions (JSON stable)\n", kv.first.c_str(), kv.second);
-   for (const auto& kv : older) printf("json %-7s %4d older edition, enumeration beyond root\n", kv.first.c_str(), kv.second);
+   corpusRoundTrip("json", jsonForm, hasUnknownAddition);
 }
 
 // A regional extension of a region other than 3 read from PER holds raw PER octets, which are
@@ -192,8 +145,6 @@ TEST(ConversionRandom, PerToJsonToPerIsByteIdentical)
 
 // The minimal CAM whose bits are checked one by one in the PER tests.
 const char* kMinimalCamHex = "0202000004d2006400fa8ae5f80df28e801ffe003c2230c79e80";
-
-std::string unhex(const std::string& h) { return str(bytesOf(h)); }
 
 TEST(ConversionLayout, CamDocument)
 {

@@ -40,6 +40,23 @@ class TextEmitter:
         return constraint_key(rt.cons) == constraint_key(td.body.cons) \
             or rt.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF")
 
+    @staticmethod
+    def new_value(w, t, var, cleanup=""):
+        """`var`, a new value-initialised `t` on the context heap; `cleanup` runs before the
+        out-of-memory return."""
+        w.line("%s* %s = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, var, t, t))
+        fail = "return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
+        w.line("if (%s == 0) %s" % (var, ("{ %s %s }" % (cleanup, fail)) if cleanup else fail))
+        w.line("new (%s) %s();" % (var, t))
+
+    @staticmethod
+    def new_item(w, t, lst):
+        """`elem`, a new value-initialised `t` on the context heap appended to the list `lst`."""
+        w.line("%s* elem = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, t, t))
+        w.line("if (elem == 0 || rtxDListAppend(ctxt, &%s, elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
+               % lst)
+        w.line("new (elem) %s();" % t)
+
     def range_check(self, w, rt, expr):
         c = rt.cons
         if not c.has_range() or c.ext:
