@@ -68,14 +68,7 @@ class JsonEmitter(TextEmitter):
             self.size_check(w, c, "%s.numocts" % expr)
             self.check(w, "rtJsonEncHexStr(ctxt, %s.numocts, %s.data)" % (expr, expr))
         elif k == "STRING":
-            if c.has_size() and not c.size_ext:
-                w.line("{")
-                w.line("   size_t nbytes = %s != 0 ? strlen(%s) : 0;" % (expr, expr))
-                sub = CodeWriter()
-                sub.level = w.level + 1
-                self.size_check(sub, c, "nbytes")
-                w.lines.extend(sub.lines)
-                w.line("}")
+            self.string_size_check(w, c, expr)
             self.check(w, "rtJsonEncStringValue(ctxt, %s)" % expr)
         elif k == "OPEN":
             self.check(w, "rtJsonAsn1EncOpenType(ctxt, %s.numocts, %s.data)" % (expr, expr))

@@ -72,6 +72,17 @@ class TextEmitter:
         if conds:
             w.line("if (%s) return RTERR_VALUE_CONSTRAINT_VIOLATION;" % " || ".join(conds))
 
+    def string_size_check(self, w, c, expr):
+        """The byte count of the character string `expr` (null counts as empty) in its root size."""
+        if not c.has_size() or c.size_ext:
+            return
+        w.line("{")
+        w.line("   size_t nbytes = %s != 0 ? strlen(%s) : 0;" % (expr, expr))
+        w.indent()
+        self.size_check(w, c, "nbytes")
+        w.dedent()
+        w.line("}")
+
     def dec_range_check(self, w, rt, expr):
         c = rt.cons
         if not c.has_range() or c.ext:

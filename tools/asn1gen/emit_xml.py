@@ -126,14 +126,7 @@ class XmlEmitter(TextEmitter):
             self.size_check(w, c, "%s.numocts" % expr)
             self.check(w, "rtXmlEncHexBinary(ctxt, %s.numocts, %s.data, %s, %s)" % (expr, expr, name, rec))
         elif k == "STRING":
-            if c.has_size() and not c.size_ext:
-                w.line("{")
-                w.line("   size_t nbytes = %s != 0 ? strlen(%s) : 0;" % (expr, expr))
-                sub = CodeWriter()
-                sub.level = w.level + 1
-                self.size_check(sub, c, "nbytes")
-                w.lines.extend(sub.lines)
-                w.line("}")
+            self.string_size_check(w, c, expr)
             self.check(w, "rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)%s, %s, %s)" % (expr, name, rec))
         elif k == "OPEN":
             self.check(w, "rtAsn1XmlEncOpenType(ctxt, %s.data, %s.numocts, %s, %s)" % (expr, expr, name, rec))
