@@ -112,49 +112,52 @@ inline const char* escapeOf(QSOCTET c, bool inAttr)
    }
 }
 
+/* Characters collected in a stack block and appended a block at a time. */
+struct CharBlock {
+   QSCTXT* ctxt;
+   char buf[kChunk];
+   QSSIZE used = 0;
+
+   explicit CharBlock(QSCTXT* c) : ctxt(c) {}
+   int add(char ch)
+   {
+      buf[used++] = ch;
+      return (used == kChunk) ? flush() : 0;
+   }
+   int flush()
+   {
+      if (used == 0) return 0;
+      int stat = putText(ctxt, buf, used);
+      used = 0;
+      return (stat != 0) ? XML_LOG(ctxt, stat) : 0;
+   }
+};
+
 /* Writes the hex digits of nocts bytes. */
 int writeHex(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data, bool upper)
 {
    const char* digits = upper ? kHexUpper : kHexLower;
-   char block[kChunk];
-   QSSIZE used = 0;
+   CharBlock block(ctxt);
    for (QSSIZE i = 0; i < nocts; i++) {
-      block[used++] = digits[data[i] >> 4];
-      block[used++] = digits[data[i] & 0x0F];
-      if (used == kChunk) {
-         int stat = putText(ctxt, block, used);
-         if (stat != 0) return XML_LOG(ctxt, stat);
-         used = 0;
-      }
+      int stat = block.add(digits[data[i] >> 4]);
+      if (stat == 0) stat = block.add(digits[data[i] & 0x0F]);
+      if (stat != 0) return stat;
    }
-   if (used != 0) {
-      int stat = putText(ctxt, block, used);
-      if (stat != 0) return XML_LOG(ctxt, stat);
-   }
-   return 0;
+   return block.flush();
 }
 
 /* Writes one '0'/'1' per bit: the bits of data (dataSize bytes) first, then
  * those of extData. */
 int writeBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize, const QSOCTET* extData)
 {
-   char block[kChunk];
-   QSSIZE used = 0;
+   CharBlock block(ctxt);
    for (QSSIZE i = 0; i < nbits; i++) {
       QSSIZE byte = i / 8;
       QSOCTET ub = (byte < dataSize || extData == nullptr) ? data[byte] : extData[byte - dataSize];
-      block[used++] = (ub & (0x80 >> (i % 8))) ? '1' : '0';
-      if (used == kChunk) {
-         int stat = putText(ctxt, block, used);
-         if (stat != 0) return XML_LOG(ctxt, stat);
-         used = 0;
-      }
+      int stat = block.add((ub & (0x80 >> (i % 8))) ? '1' : '0');
+      if (stat != 0) return stat;
    }
-   if (used != 0) {
-      int stat = putText(ctxt, block, used);
-      if (stat != 0) return XML_LOG(ctxt, stat);
-   }
-   return 0;
+   return block.flush();
 }
 
 /* True when the bytes are valid UTF-8 throughout. */
