@@ -16,7 +16,7 @@ CTEST_ARGS ?= --output-on-failure --no-tests=error --timeout 900 -j $(JOBS)
 
 TSAN_DIR   ?= build-tsan
 
-.PHONY: all build install test test-asan test-tsan demo regen regen-check clean deps
+.PHONY: all build install test test-asan test-tsan demo regen regen-check clean deps fuzz
 
 all: build
 
@@ -53,6 +53,12 @@ test-tsan: deps
 demo: build
 	@bash examples/demo.sh $(BUILD_DIR)
 
+# Coverage-guided fuzzing of the conversions with libFuzzer (clang, ASan, UBSan), FUZZ_SECONDS per
+# target (default 300). Grown corpora stay in FUZZ_CORPUS, outside the repository.
+FUZZ_SECONDS ?= 300
+fuzz: deps
+	FUZZ_SECONDS=$(FUZZ_SECONDS) JOBS=$(JOBS) bash tests/fuzz/run.sh
+
 # Regenerates the generated layer src/etsi/ from the ASN.1 modules. Never edit src/etsi by hand.
 regen: deps
 	PYTHONDONTWRITEBYTECODE=1 $(PYTHON) tools/asn1gen/asn1gen.py --asn1 $(ASN1_DIR) --out src/etsi
@@ -76,7 +82,7 @@ regen-check: deps
 	fi
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR) build-fuzz
 
 # Benchmarks: bench_etsi (bench/*.cpp, Google Benchmark) built in Release (-O2) in its own folder
 # and run. BENCH_ARGS is passed on, e.g. BENCH_ARGS=--benchmark_filter=CAM.

@@ -465,15 +465,9 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
          if (startsWith(r, p, "<![CDATA[")) {
             QSSIZE end = findText(r, p + 9, "]]>");
             if (end >= r->size) return EOF_FAIL();
-            for (QSSIZE i = p + 9; i < end; i++) {
-               QSOCTET b = r->data[i];
-               if (b == '\r') {
-                  b = '\n';
-                  if (i + 1 < end && r->data[i + 1] == '\n') i++;
-               }
-               if (!isWs(b)) allWs = false;
-               if (!t.append(&b, 1)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
-            }
+            for (QSSIZE i = p + 9; i < end && allWs; i++)
+               if (!isWs(r->data[i])) allWs = false;
+            if (!t.append(r->data + p + 9, end - p - 9)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
             r->pos = end + 3;
             continue;
          }
@@ -495,15 +489,12 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
          if (!t.append(utf8, n)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          continue;
       }
-      if (c == '\r') {
-         r->pos += (p + 1 < r->size && r->data[p + 1] == '\n') ? 2 : 1;
-         if (!t.append("\n", 1)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
-         continue;
-      }
+      /* Character data is taken byte for byte: line ends are not normalised, so a carriage
+       * return in a string value, which the writer leaves unchanged, reads back as itself. */
       QSSIZE q = p;
       while (q < r->size) {
          QSOCTET b = r->data[q];
-         if (b == '<' || b == '&' || b == '\r') break;
+         if (b == '<' || b == '&') break;
          if (allWs && !isWs(b)) allWs = false;
          q++;
       }

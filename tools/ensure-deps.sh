@@ -21,6 +21,8 @@ PACKAGES=(
   "libgtest-dev  file:/usr/include/gtest/gtest.h file:/usr/lib/*/cmake/GTest/GTestConfig.cmake|/usr/lib/*/libgtest.a|/usr/lib/libgtest.a"
   "tshark        cmd:tshark"
   "binutils      cmd:nm"
+  "clang         cmd:clang++"
+  "libclang-rt-14-dev file:/usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a"
   "libbenchmark-dev file:/usr/include/benchmark/benchmark.h file:/usr/lib/*/cmake/benchmark/benchmarkConfig.cmake|/usr/lib/*/libbenchmark_main.a|/usr/lib/*/libbenchmark_main.so"
 )
 

@@ -114,7 +114,7 @@ TEST_F(XmlReaderTest, TokenizerEventsAndLevels)
                        "<r a=\"1\" b='&lt;&#65;'>x&lt;&gt;&amp;&apos;&quot;&#65;&#x42;&#xe9;&#x1F600;"
                        "<![CDATA[<raw>&amp;]]><!--c-->y<?p?>z<e/>\r\n<p:f\n/></r> <!-- after --> <?q?>\n",
                        &trace));
-   EXPECT_EQ("S(r,1)C(x<>&'\"AB\xC3\xA9\xF0\x9F\x98\x80<raw>&amp;yz,1)S(e,2)E(e,2)C(\n,1)"
+   EXPECT_EQ("S(r,1)C(x<>&'\"AB\xC3\xA9\xF0\x9F\x98\x80<raw>&amp;yz,1)S(e,2)E(e,2)C(\r\n,1)"
              "S(p:f,2)E(p:f,2)E(r,1)",
              trace);
 }

@@ -1,0 +1,176 @@
+// The body of every fuzz target: one exported conversion on hostile input, and a fixed-point
+// check whenever it succeeds.
+//
+// The first input byte picks the message (modulo 7), the rest is the input of the conversion.
+//   PER in:  when to_<text> succeeds, from_<text> of its output must succeed and give bytes that
+//            convert to the identical text again.
+//   text in: when from_<text> succeeds, its bytes must convert to text and back to the
+//            identical bytes.
+// A violation prints both sides and aborts, so libFuzzer keeps the input as a crash.
+#ifndef ETSI_FUZZ_CONVERSIONS_H
+#define ETSI_FUZZ_CONVERSIONS_H
+
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
+
+#include "src/etsi_v2x.h"
+
+namespace etsifuzz {
+
+typedef int (*ToText)(const char*, size_t, char**, char**, bool);
+typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
+
+struct Message {
+   const char* name;
+   ToText toJson;
+   FromText fromJson;
+   ToText toXml;
+   FromText fromXml;
+};
+
+#define ETSI_FUZZ_MESSAGE(M) { #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
+static const Message kMessages[] = {
+   ETSI_FUZZ_MESSAGE(CAM),  ETSI_FUZZ_MESSAGE(DENM), ETSI_FUZZ_MESSAGE(SPATEM), ETSI_FUZZ_MESSAGE(MAPEM),
+   ETSI_FUZZ_MESSAGE(IVIM), ETSI_FUZZ_MESSAGE(SREM), ETSI_FUZZ_MESSAGE(SSEM),
+};
+#undef ETSI_FUZZ_MESSAGE
+static const size_t kMessageCount = sizeof(kMessages) / sizeof(kMessages[0]);
+
+enum Form { JSON, XML };
+
+// The result of one conversion; owns what the library returned.
+struct Result {
+   int status = 0;
+   char* out = nullptr;
+   size_t outLen = 0;
+   char* err = nullptr;
+   Result() = default;
+   Result(const Result&) = delete;
+   Result& operator=(const Result&) = delete;
+   ~Result()
+   {
+      etsi_delete_array(out);
+      etsi_delete_array(err);
+   }
+   // Every call must leave exactly one of out and err set.
+   void checkShape(const char* what) const
+   {
+      bool ok = status == 0 ? out != nullptr && err == nullptr
+                            : status < 0 && out == nullptr && err != nullptr && strncmp(err, "ERROR: Status ", 14) == 0;
+      if (!ok) {
+         fprintf(stderr, "%s: status %d with out=%p err=%p (%s)\n", what, status, (void*)out, (void*)err,
+                 err != nullptr ? err : "");
+         abort();
+      }
+   }
+};
+
+inline void toText(const Message& m, Form form, const char* data, size_t len, Result& r)
+{
+   r.status = (form == JSON ? m.toJson : m.toXml)(data, len, &r.out, &r.err, false);
+   r.checkShape(form == JSON ? "to_json" : "to_xml");
+   if (r.status == 0) r.outLen = strlen(r.out);
+}
+
+inline void fromText(const Message& m, Form form, const char* text, Result& r)
+{
+   r.status = (form == JSON ? m.fromJson : m.fromXml)(text, &r.out, &r.outLen, &r.err, false);
+   r.checkShape(form == JSON ? "from_json" : "from_xml");
+}
+
+[[noreturn]] inline void violation(const Message& m, const char* what, const std::string& a, const std::string& b)
+{
+   fprintf(stderr, "fixed point violated (%s): %s\n--- first\n%s\n--- second\n%s\n", m.name, what, a.c_str(), b.c_str());
+   abort();
+}
+
+inline std::string hex(const char* p, size_t n)
+{
+   static const char digits[] = "0123456789abcdef";
+   std::string s;
+   for (size_t i = 0; i < n; i++) {
+      s += digits[(unsigned char)p[i] >> 4];
+      s += digits[(unsigned char)p[i] & 15];
+   }
+   return s;
+}
+
+// The JSON forms that are not fixed points, as the JSON scheme prescribes them:
+// - A regional extension whose region has no known type holds its value as bytes. Bytes that are
+//   JSON text are written wrapped as {"value": "<text>"}, and read back the wrapper itself becomes
+//   the held text; empty bytes are written as nothing at all after the key.
+// - An unknown member of an extensible type is kept as its raw text; when that text is not
+//   printable ASCII (or the member came from PER as raw bytes), it is written as "_ext" or
+//   "_ext_<n>" with the bytes in hex, and read back that pair is a new unknown member.
+// Messages whose JSON holds one of them are exempt from the JSON fixed point; all others are checked.
+inline const char* skipJsonSpace(const char* q, bool colon)
+{
+   while (*q == ' ' || *q == '\n' || *q == '\t' || *q == '\r' || (colon && *q == ':')) q++;
+   return q;
+}
+
+inline bool holdsUnknownRegionJson(const char* text)
+{
+   static const char key[] = "\"regExtValue\"";
+   for (const char* p = strstr(text, key); p != nullptr; p = strstr(p + 1, key)) {
+      const char* q = skipJsonSpace(p + sizeof(key) - 1, true);
+      if (*q++ != '{') return true;
+      q = skipJsonSpace(q, false);
+      if (strncmp(q, "\"value\"", 7) == 0 && *skipJsonSpace(q + 7, true) == '"') return true;
+   }
+   return false;
+}
+
+inline bool holdsUnknownMemberAsHex(const char* text)
+{
+   return strstr(text, "\"_ext\"") != nullptr || strstr(text, "\"_ext_") != nullptr;
+}
+
+inline bool exemptJson(const char* text)
+{
+   return holdsUnknownRegionJson(text) || holdsUnknownMemberAsHex(text);
+}
+
+inline void perIn(Form form, const uint8_t* data, size_t size)
+{
+   if (size == 0) return;
+   const Message& m = kMessages[data[0] % kMessageCount];
+   Result text;
+   toText(m, form, (const char*)data + 1, size - 1, text);
+   if (text.status != 0) return;
+   if (form == JSON && holdsUnknownRegionJson(text.out)) return;
+   Result bytes;
+   fromText(m, form, text.out, bytes);
+   if (bytes.status != 0) violation(m, "the text written does not read back", text.out, bytes.err);
+   Result again;
+   toText(m, form, bytes.out, bytes.outLen, again);
+   if (again.status != 0) violation(m, "the bytes of the text read back do not convert", text.out, again.err);
+   if (strcmp(text.out, again.out) != 0) violation(m, "the text differs after a round trip", text.out, again.out);
+}
+
+inline void textIn(Form form, const uint8_t* data, size_t size)
+{
+   if (size == 0) return;
+   const Message& m = kMessages[data[0] % kMessageCount];
+   std::string input((const char*)data + 1, size - 1);  // NUL-terminated copy
+   Result bytes;
+   fromText(m, form, input.c_str(), bytes);
+   if (bytes.status != 0) return;
+   Result text;
+   toText(m, form, bytes.out, bytes.outLen, text);
+   if (text.status != 0) violation(m, "the bytes written do not convert to text", hex(bytes.out, bytes.outLen), text.err);
+   if (form == JSON && exemptJson(text.out)) return;
+   Result again;
+   fromText(m, form, text.out, again);
+   if (again.status != 0) violation(m, "the text of the bytes does not read back", text.out, again.err);
+   if (again.outLen != bytes.outLen || memcmp(again.out, bytes.out, bytes.outLen) != 0)
+      violation(m, "the bytes differ after a round trip", hex(bytes.out, bytes.outLen), hex(again.out, again.outLen));
+}
+
+}  // namespace etsifuzz
+
+#endif

@@ -1,0 +1,8 @@
+// Fuzz target: PER bytes into etsi_<M>_to_xml, with the PER -> text -> PER -> text fixed point.
+#include "tests/fuzz/fuzz_conversions.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+   etsifuzz::perIn(etsifuzz::XML, data, size);
+   return 0;
+}
