@@ -30,6 +30,7 @@ const QSUINT8 ELEM_FREE = 1;
 const QSUINT8 ELEM_LARGE = 4;
 const QSUINT16 NIL = 0xFFFF;          /* no element (indices stop at 0xFFFE) */
 const QSUINT16 RUN_UNKNOWN = 0xFFFF;  /* largest free run not known */
+const unsigned SEARCH_BLOCKS = 16;      /* blocks searched for a free run at most */
 const size_t LARGE_UNITS = 0xFFFD;    /* requests of this many units or more get a large block */
 const QSUINT32 MAX_INDEX = 0xFFFE;    /* highest element index of a small block */
 
@@ -191,6 +192,14 @@ QSMemElem* allocFromBlock(QSMemBlk* blk, QSUINT32 needed)
    return nullptr;
 }
 
+/* The heap's bound on the free runs of its small blocks only grows here, where a run may get
+ * longer (a new or reset block, a free); allocations only shorten runs. A full search that finds
+ * nothing makes it exact again. */
+inline void raiseBound(QSMemHeap* heap, QSUINT32 units)
+{
+   if (units > heap->freeBound) heap->freeBound = units;
+}
+
 void resetBlock(QSMemBlk* blk)
 {
    QSMemElem* e = elemAt(blk, 0);
@@ -235,6 +244,7 @@ QSMemElem* newBlock(QSMemHeap* heap, QSUINT32 needed)
    QSMemElem* e = elemAt(blk, 0);
    takeElem(blk, e, needed);
    blk->maxFree = (blk->freeHead != NIL) ? blk->freeUnits : 0;
+   raiseBound(heap, blk->maxFree);
    return e;
 }
 
@@ -263,6 +273,7 @@ void freeElem(QSMemHeap* heap, QSMemBlk* blk, QSMemElem* e)
    }
    setFollowingPrev(blk, e);
    if (blk->maxFree != RUN_UNKNOWN && e->nunits > blk->maxFree) blk->maxFree = e->nunits;
+   raiseBound(heap, e->nunits);
 
    if (blk->freeUnits == blk->nunits && blk->next != blk) {
       unlinkBlock(heap, blk);
@@ -471,10 +482,20 @@ void* rtxMemHeapAlloc(QSCTXT* ctxt, size_t nbytes)
    if (units >= LARGE_UNITS) return allocRaw(heap, nbytes);
    QSUINT32 needed = (units == 0) ? 2 : (QSUINT32)units + 1;
 
+   /* Searching the ring costs a step per block, so a heap of many blocks would make every
+    * allocation that misses the current block as slow as the heap is large, and a long input
+    * quadratic. The search is skipped when no block can have a run long enough, and it visits
+    * at most SEARCH_BLOCKS blocks: past them, a new block is cheaper than the search. */
    QSMemBlk* start = heap->curBlk;
-   if (start != nullptr) {
+   if (start != nullptr && needed <= heap->freeBound) {
       QSMemBlk* blk = start;
+      QSUINT32 longest = 0;
+      unsigned visits = 0;
       do {
+         if (++visits > SEARCH_BLOCKS) {
+            longest = heap->freeBound;
+            break;
+         }
          if (blk->maxFree >= needed) {
             QSMemElem* e = allocFromBlock(blk, needed);
             if (e != nullptr) {
@@ -482,8 +503,10 @@ void* rtxMemHeapAlloc(QSCTXT* ctxt, size_t nbytes)
                return e + 1;
             }
          }
+         if (blk->maxFree > longest) longest = blk->maxFree;
          blk = blk->next;
       } while (blk != start);
+      heap->freeBound = longest;
    }
    QSMemElem* e = newBlock(heap, needed);
    return (e != nullptr) ? e + 1 : nullptr;
@@ -586,6 +609,7 @@ void rtxMemHeapReset(QSCTXT* ctxt)
    if (blk != nullptr) {
       do {
          resetBlock(blk);
+         raiseBound(heap, blk->maxFree);
          blk = blk->next;
       } while (blk != heap->curBlk);
    }

@@ -52,6 +52,7 @@ struct QSMemHeap {
    QSMemReallocFunc reallocFunc;
    QSMemFreeFunc freeFunc;
    QSUINT32 keyStamp;          /* copied into every block header */
+   QSUINT32 freeBound;         /* no small block has a free run longer than this (units) */
    /* static heap */
    QSOCTET* staticBuf;
    QSSIZE staticSize;
