@@ -84,6 +84,15 @@ regen-check: deps
 clean:
 	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(BENCH_DIR) build-fuzz
 
+# Soak: 10 million mixed conversions (successes and failures) on 16 threads in the Release build;
+# fails when the resident memory grows after the warm-up. SOAK_ARGS overrides the defaults.
+SOAK_ARGS ?= --conversions 10000000 --threads 16 --max-growth-kb 1024
+.PHONY: soak
+soak: deps
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" $(CMAKE_ARGS)
+	cmake --build $(BENCH_DIR) -j $(JOBS) --target soak
+	$(BENCH_DIR)/soak $(SOAK_ARGS)
+
 # Benchmarks: bench_etsi (bench/*.cpp, Google Benchmark) built in Release (-O2) in its own folder
 # and run. BENCH_ARGS is passed on, e.g. BENCH_ARGS=--benchmark_filter=CAM.
 BENCH_DIR  ?= build-bench
