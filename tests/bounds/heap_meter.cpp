@@ -25,7 +25,12 @@ void counted(int64_t delta)
 }  // namespace
 
 #if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/allocator_interface.h>
+// The sanitizer's allocator interface (declared here: gcc installs no header for it).
+extern "C" {
+int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, size_t),
+                                              void (*onFree)(const volatile void*));
+size_t __sanitizer_get_allocated_size(const volatile void* p);
+}
 
 extern "C" {
 static void onMalloc(const volatile void*, size_t size) { counted((int64_t)size); }

@@ -102,7 +102,7 @@ inline std::string hex(const char* p, size_t n)
    return s;
 }
 
-// The JSON forms that are not fixed points, as the JSON scheme prescribes them:
+// The JSON forms that are not fixed points, by design of the JSON form:
 // - A regional extension whose region has no known type holds its value as bytes. Bytes that are
 //   JSON text are written wrapped as {"value": "<text>"}, and read back the wrapper itself becomes
 //   the held text; empty bytes are written as nothing at all after the key.
@@ -159,16 +159,20 @@ inline std::vector<std::string> rawOpenTypes(const Message& m, const uint8_t* da
    rtxFreeContext(&c);
    // "...=['hex'H,-,'hex'H]" lists unknown additions, "alt<n>:'hex'H" an unknown alternative.
    auto hexAt = [&](size_t at) {
+      auto digit = [](char c) { return c <= '9' ? c - '0' : c - 'a' + 10; };
       std::string bytes;
-      for (size_t i = at + 1; i + 1 < print.size() && print[i] != '\''; i += 2)
-         bytes += (char)std::stoi(print.substr(i, 2), nullptr, 16);
-      found.push_back(bytes);
+      size_t i = at + 1;
+      for (; i + 1 < print.size() && isxdigit((unsigned char)print[i]) && isxdigit((unsigned char)print[i + 1]); i += 2)
+         bytes += (char)(digit(print[i]) * 16 + digit(print[i + 1]));
+      if (i < print.size() && print[i] == '\'') found.push_back(bytes);
    };
    for (size_t at = print.find("...=["); at != std::string::npos; at = print.find("...=[", at + 1))
       for (size_t i = at + 5; i < print.size() && print[i] != ']'; i++)
          if (print[i] == '\'') {
             hexAt(i);
-            i = print.find("'H", i + 1) + 1;
+            i = print.find("'H", i + 1);
+            if (i == std::string::npos) break;
+            i++;
          }
    for (size_t at = print.find("alt"); at != std::string::npos; at = print.find("alt", at + 1)) {
       size_t i = at + 3;
