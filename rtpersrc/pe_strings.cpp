@@ -117,7 +117,17 @@ int pe_ConstrainedStringData(QSCTXT* ctxt, const char* string, const char* charS
    }
    else {
       for (QSSIZE i = 0; i < nchars && stat == 0; i++) {
-         stat = rtxEncBits(ctxt, (QSUINT32)(unsigned char)string[i], nbits);
+         const QSUINT32 code = (unsigned char)string[i];
+         /* A code wider than the character width (a byte above 0x7F in an IA5String) is not
+          * a character of the type: it fails as a character outside the alphabet does, where
+          * writing its low bits would silently give another character. */
+         if (nbits < 32 && (code >> nbits) != 0) {
+            PER_FIELD_END(ctxt);
+            rtxErrAddElemNameParm(ctxt);
+            rtxErrAddStrnParm(ctxt, &string[i], 1);
+            return PER_LOG(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+         }
+         stat = rtxEncBits(ctxt, code, nbits);
       }
    }
    PER_FIELD_END(ctxt);

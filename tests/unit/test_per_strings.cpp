@@ -50,6 +50,13 @@ TEST_F(PerStrings, CharacterOutsideAlphabet)
              pd_ConstrainedStringData(&ctxt, buf, 2, 2, kNumeric, 4, 4));
 }
 
+TEST_F(PerStrings, ByteAboveTheCharacterWidthFailsLikeACharacterOutsideTheAlphabet)
+{
+   /* 0xE9 has no 7-bit code: writing its low bits would give 'i' */
+   EXPECT_EQ(RTERR_VALUE_CONSTRAINT_VIOLATION, pe_ConstrainedStringEx(&ctxt, "a\xE9", nullptr, 8, 7, 7));
+   EXPECT_NE(std::string::npos, std::string(rtxErrGetText(&ctxt, nullptr, nullptr)).find("Value constraint violation"));
+}
+
 TEST_F(PerStrings, SevenBitCharactersUseTheirCodes)
 {
    ASSERT_EQ(0, pe_ConstrainedStringEx(&ctxt, "Hi", nullptr, 8, 7, 7));
