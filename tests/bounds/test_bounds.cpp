@@ -20,10 +20,6 @@
 
 namespace {
 
-using etsifuzz::kMessageCount;
-using etsifuzz::kMessages;
-using etsifuzz::Message;
-using etsifuzz::Result;
 
 // The stated bounds: peak heap <= kPerByte * n + kConstant for PER input of n bytes (its text
 // alone is up to about a hundred characters a byte), and kTextPerByte * n + kConstant for text
@@ -73,9 +69,9 @@ Peak textPeak(const Message& m, bool xml, const std::string& text)
 
 const Message& message(const char* name)
 {
-   for (size_t i = 0; i < kMessageCount; i++)
-      if (std::string(name) == kMessages[i].name) return kMessages[i];
-   abort();
+   const Message* m = messageByName(name);
+   if (m == nullptr) abort();
+   return *m;
 }
 
 std::string insertAfter(std::string text, const std::string& anchor, const std::string& what)
@@ -213,9 +209,7 @@ TEST(HeapBounds, CorpusMessages)
 {
    size_t checked = 0;
    for (const CorpusMessage& cm : loadCorpus()) {
-      const Message* m = nullptr;
-      for (size_t i = 0; i < kMessageCount; i++)
-         if (cm.type == kMessages[i].name) m = &kMessages[i];
+      const Message* m = messageByName(cm.type);
       if (m == nullptr || cm.bytes.empty()) continue;
       std::string data(cm.bytes.begin(), cm.bytes.end());
       for (bool xml : { false, true }) {

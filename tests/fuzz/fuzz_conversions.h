@@ -21,68 +21,35 @@
 #include "rtpersrc/asn1per.h"
 #include "src/etsi/testsupport/etsiTestSupport.h"
 #include "src/etsi_v2x.h"
+#include "tests/support/conversions.h"
 
 namespace etsifuzz {
 
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-struct Message {
-   const char* name;
-   ToText toJson;
-   FromText fromJson;
-   ToText toXml;
-   FromText fromXml;
-};
-
-#define ETSI_FUZZ_MESSAGE(M) { #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
-static const Message kMessages[] = {
-   ETSI_FUZZ_MESSAGE(CAM),  ETSI_FUZZ_MESSAGE(DENM), ETSI_FUZZ_MESSAGE(SPATEM), ETSI_FUZZ_MESSAGE(MAPEM),
-   ETSI_FUZZ_MESSAGE(IVIM), ETSI_FUZZ_MESSAGE(SREM), ETSI_FUZZ_MESSAGE(SSEM),
-};
-#undef ETSI_FUZZ_MESSAGE
-static const size_t kMessageCount = sizeof(kMessages) / sizeof(kMessages[0]);
-
 enum Form { JSON, XML };
 
-// The result of one conversion; owns what the library returned.
-struct Result {
-   int status = 0;
-   char* out = nullptr;
-   size_t outLen = 0;
-   char* err = nullptr;
-   Result() = default;
-   Result(const Result&) = delete;
-   Result& operator=(const Result&) = delete;
-   ~Result()
-   {
-      etsi_delete_array(out);
-      etsi_delete_array(err);
+// Every call must leave exactly one of out and err set.
+inline void checkShape(const Result& r, const char* what)
+{
+   bool ok = r.status == 0 ? r.out != nullptr && r.err == nullptr
+                           : r.status < 0 && r.out == nullptr && r.err != nullptr && strncmp(r.err, "ERROR: Status ", 14) == 0;
+   if (!ok) {
+      fprintf(stderr, "%s: status %d with out=%p err=%p (%s)\n", what, r.status, (void*)r.out, (void*)r.err,
+              r.err != nullptr ? r.err : "");
+      abort();
    }
-   // Every call must leave exactly one of out and err set.
-   void checkShape(const char* what) const
-   {
-      bool ok = status == 0 ? out != nullptr && err == nullptr
-                            : status < 0 && out == nullptr && err != nullptr && strncmp(err, "ERROR: Status ", 14) == 0;
-      if (!ok) {
-         fprintf(stderr, "%s: status %d with out=%p err=%p (%s)\n", what, status, (void*)out, (void*)err,
-                 err != nullptr ? err : "");
-         abort();
-      }
-   }
-};
+}
 
 inline void toText(const Message& m, Form form, const char* data, size_t len, Result& r)
 {
    r.status = (form == JSON ? m.toJson : m.toXml)(data, len, &r.out, &r.err, false);
-   r.checkShape(form == JSON ? "to_json" : "to_xml");
+   checkShape(r, form == JSON ? "to_json" : "to_xml");
    if (r.status == 0) r.outLen = strlen(r.out);
 }
 
 inline void fromText(const Message& m, Form form, const char* text, Result& r)
 {
    r.status = (form == JSON ? m.fromJson : m.fromXml)(text, &r.out, &r.outLen, &r.err, false);
-   r.checkShape(form == JSON ? "from_json" : "from_xml");
+   checkShape(r, form == JSON ? "from_json" : "from_xml");
 }
 
 [[noreturn]] inline void violation(const Message& m, const char* what, const std::string& a, const std::string& b)

@@ -23,8 +23,6 @@
 #include "tests/support/corpus.h"
 
 namespace fs = std::filesystem;
-using etsifuzz::kMessageCount;
-using etsifuzz::kMessages;
 
 namespace {
 
@@ -45,11 +43,11 @@ struct Seeds {
    // One message in all four forms: its PER bytes, and its JSON and XML where they exist.
    void add(size_t message, const std::string& name, const std::vector<unsigned char>& bytes)
    {
-      const etsifuzz::Message& m = kMessages[message];
+      const Message& m = kMessages[message];
       const char* data = (const char*)bytes.data();
       put("uper_to_json", message, name, data, bytes.size());
       put("uper_to_xml", message, name, data, bytes.size());
-      etsifuzz::Result json, xml;
+      Result json, xml;
       json.status = m.toJson(data, bytes.size(), &json.out, &json.err, false);
       if (json.status == 0) {
          put("json_to_uper", message, name, json.out, strlen(json.out));

@@ -24,9 +24,6 @@
 
 namespace {
 
-using etsifuzz::kMessageCount;
-using etsifuzz::kMessages;
-using etsifuzz::Message;
 
 struct Input {
    const Message* message;

@@ -13,29 +13,8 @@
 
 #include "src/etsi_v2x.h"
 #include "rtxsrc/rtxErrCodes.h"
+#include "tests/support/conversions.h"
 #include "tests/support/corpus.h"
-
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-// One call's results, released on destruction.
-struct Result {
-   int status = 0;
-   char* out = nullptr;
-   char* err = nullptr;
-   size_t outLen = 0;
-   Result() = default;
-   Result(const Result&) = delete;
-   Result& operator=(const Result&) = delete;
-   ~Result()
-   {
-      etsi_delete_array(out);
-      etsi_delete_array(err);
-   }
-   std::string text() const { return out ? std::string(out) : std::string(); }
-   std::string bytes() const { return out ? std::string(out, outLen) : std::string(); }
-   std::string error() const { return err ? std::string(err) : std::string(); }
-};
 
 inline std::string str(const std::vector<unsigned char>& v) { return std::string(v.begin(), v.end()); }
 inline std::string hex(const std::string& s) { return hexOf((const unsigned char*)s.data(), s.size()); }

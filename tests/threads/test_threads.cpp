@@ -9,42 +9,15 @@
 #include <vector>
 
 #include "src/etsi_v2x.h"
+#include "tests/support/conversions.h"
 #include "tests/support/corpus.h"
 
 namespace {
 
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-// The JSON and the XML pair of one message type.
-struct Forms {
-   const char* name;
-   ToText toJson;
-   FromText fromJson;
-   ToText toXml;
-   FromText fromXml;
-};
-
 struct Job {
-   const Forms* forms;
+   const Message* forms;
    std::string bytes, json, xml;
 };
-
-const Forms* lookup(const std::string& type)
-{
-   static const Forms table[] = {
-      { "CAM", etsi_CAM_to_json, etsi_CAM_from_json, etsi_CAM_to_xml, etsi_CAM_from_xml },
-      { "DENM", etsi_DENM_to_json, etsi_DENM_from_json, etsi_DENM_to_xml, etsi_DENM_from_xml },
-      { "SPATEM", etsi_SPATEM_to_json, etsi_SPATEM_from_json, etsi_SPATEM_to_xml, etsi_SPATEM_from_xml },
-      { "MAPEM", etsi_MAPEM_to_json, etsi_MAPEM_from_json, etsi_MAPEM_to_xml, etsi_MAPEM_from_xml },
-      { "IVIM", etsi_IVIM_to_json, etsi_IVIM_from_json, etsi_IVIM_to_xml, etsi_IVIM_from_xml },
-      { "SREM", etsi_SREM_to_json, etsi_SREM_from_json, etsi_SREM_to_xml, etsi_SREM_from_xml },
-      { "SSEM", etsi_SSEM_to_json, etsi_SSEM_from_json, etsi_SSEM_to_xml, etsi_SSEM_from_xml },
-   };
-   for (const Forms& f : table)
-      if (type == f.name) return &f;
-   return nullptr;
-}
 
 // PER -> text -> PER through one pair; true when both steps give the expected results.
 bool convert(const std::string& bytes, ToText to, FromText from, std::string* text)
@@ -77,7 +50,7 @@ TEST(ConversionThreads, ParallelCallsGiveTheSingleThreadResults)
    std::vector<Job> jobs;
    for (const CorpusMessage& m : loadCorpus()) {
       Job job;
-      job.forms = lookup(m.type);
+      job.forms = messageByName(m.type);
       if (m.protocolVersion < 2 || job.forms == nullptr) continue;
       job.bytes.assign(m.bytes.begin(), m.bytes.end());
       if (convert(job, &job.json, &job.xml) && jobs.size() < 96) jobs.push_back(job);
