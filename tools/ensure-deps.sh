@@ -21,6 +21,7 @@ PACKAGES=(
   "libgtest-dev  file:/usr/include/gtest/gtest.h file:/usr/lib/*/cmake/GTest/GTestConfig.cmake|/usr/lib/*/libgtest.a|/usr/lib/libgtest.a"
   "tshark        cmd:tshark"
   "binutils      cmd:nm"
+  "libpcap-dev   file:/usr/include/pcap/pcap.h file:/usr/lib/*/libpcap.so|/usr/lib/*/pkgconfig/libpcap.pc"
   "libbenchmark-dev file:/usr/include/benchmark/benchmark.h file:/usr/lib/*/cmake/benchmark/benchmarkConfig.cmake|/usr/lib/*/libbenchmark_main.a|/usr/lib/*/libbenchmark_main.so"
 )
 
