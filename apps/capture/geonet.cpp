@@ -68,8 +68,9 @@ LinkPayload llcSnap(Span s)
    return out;
 }
 
-// An 802.11 data frame (any subtype with a body), unprotected, with LLC/SNAP.
-LinkPayload ieee80211(Span s)
+// An 802.11 data frame (any subtype with a body), unprotected, with LLC/SNAP. With padded set,
+// the header is padded to a multiple of 4 bytes.
+LinkPayload ieee80211(Span s, bool padded = false)
 {
    LinkPayload out;
    if (!s.has(24)) return out;
@@ -83,6 +84,7 @@ LinkPayload ieee80211(Span s)
    bool qos = (subtype & 8) != 0;
    if (qos) header += 2;
    if (qos && (fc1 & 0x80)) header += 4;   // HT control
+   if (padded) header = (header + 3) & ~(size_t)3;
    if (!s.has(header)) return out;
    s.skip(header);
    return llcSnap(s);
@@ -117,8 +119,7 @@ LinkPayload radiotap(Span s)
       if (!frame.has(4)) return out;
       frame.n -= 4;
    }
-   if (flags & 0x40) return out;   // padding after the 802.11 header: not used by C-ITS radios
-   return ieee80211(frame);
+   return ieee80211(frame, (flags & 0x20) != 0);
 }
 
 // Linux cooked capture, version 1 (16 bytes, protocol at offset 14) and version 2 (20 bytes,

@@ -38,7 +38,11 @@ def capture_files():
 
 def run(*args):
     p = subprocess.run([CONVERT, "capture", "--quiet"] + list(args), capture_output=True)
-    return p.returncode, p.stdout.decode("utf-8"), p.stderr.decode("utf-8", "replace")
+    err = p.stderr.decode("utf-8", "replace")
+    # Under the sanitizer build a fault must not hide behind an expected exit status.
+    if "Sanitizer" in err or "runtime error:" in err:
+        raise AssertionError("sanitizer report for %s:\n%s" % (args, err[-3000:]))
+    return p.returncode, p.stdout.decode("utf-8"), err
 
 
 def records(stdout):
