@@ -2,9 +2,11 @@
 """Messages per second for captures through `etsi-convert capture`, beside `tshark -T json` on the
 same files in the same run.
 
-  bench/capture_vs_tshark.py [--convert build/etsi-convert] [--repeat 5] [FILE...]
+  bench/capture_vs_tshark.py [--convert build/etsi-convert] [--repeat 5] [--copies 20] [FILE...]
 
-Default files: the captures in ../shared/captures (ETSI_SHARED_DIR). Each command runs --repeat
+Default files: the captures in ../shared/captures (ETSI_SHARED_DIR), and one made at run time in a
+temporary folder by concatenating --copies copies of the largest (mergecap -a), where the start-up
+of the two programs weighs little. Each command runs --repeat
 times per file, alternating between the two tools, output to /dev/null; the table gives the median
 wall time and the median CPU time (user + system of the child) per run, messages per second on
 each, and the ratio tshark / ours. The message count is our NDJSON line count (equal to tshark's
@@ -16,7 +18,9 @@ import os
 import resource
 import statistics
 import subprocess
+import shutil
 import sys
+import tempfile
 import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
@@ -39,10 +43,25 @@ def main():
     ap.add_argument("--convert", default=os.path.join(ROOT, "build", "etsi-convert"))
     ap.add_argument("--tshark", default="tshark")
     ap.add_argument("--repeat", type=int, default=5)
+    ap.add_argument("--copies", type=int, default=20)
     ap.add_argument("files", nargs="*")
     args = ap.parse_args()
-    files = args.files or sorted(os.path.join(SHARED, "captures", f) for f in os.listdir(os.path.join(SHARED, "captures"))
-                                 if f.endswith((".pcap", ".pcapng")))
+    tmp = tempfile.mkdtemp(prefix="capture-bench-")
+    try:
+        files = args.files
+        if not files:
+            files = sorted(os.path.join(SHARED, "captures", f) for f in os.listdir(os.path.join(SHARED, "captures"))
+                           if f.endswith((".pcap", ".pcapng")))
+            largest = max(files, key=os.path.getsize)
+            big = os.path.join(tmp, "%dx-%s" % (args.copies, os.path.basename(largest)))
+            subprocess.run(["mergecap", "-a", "-F", "pcap", "-w", big] + [largest] * args.copies, check=True)
+            files.append(big)
+        return table(args, files)
+    finally:
+        shutil.rmtree(tmp)
+
+
+def table(args, files):
     print("| file | messages | ours: wall ms | ours: CPU ms | tshark -T json: wall ms | tshark: CPU ms "
           "| ours: msg/s (CPU) | tshark: msg/s (CPU) | tshark / ours (CPU) |")
     print("|---|---:|---:|---:|---:|---:|---:|---:|---:|")
