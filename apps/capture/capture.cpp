@@ -67,6 +67,26 @@ void appendString(std::string& o, const char* s, size_t n)
 
 void appendString(std::string& o, const std::string& s) { appendString(o, s.data(), s.size()); }
 
+// The library's JSON on one line, with any control character left raw in a string value (an
+// IA5String may hold them) written as a \u escape, so that the line stays valid JSON with the
+// same value.
+void appendJson(std::string& o, const char* json)
+{
+   std::string line = cli::oneLine(json);
+   static const char digits[] = "0123456789abcdef";
+   for (char ch : line) {
+      unsigned char c = (unsigned char)ch;
+      if (c < 0x20) {
+         o += "\\u00";
+         o += digits[c >> 4];
+         o += digits[c & 15];
+      }
+      else {
+         o += ch;
+      }
+   }
+}
+
 struct Totals {
    long files = 0, unreadableFiles = 0, packets = 0, geoNetworking = 0, messages = 0, failures = 0,
         unreadablePackets = 0, otherPorts = 0;
@@ -201,7 +221,8 @@ bool readFile(const std::string& path, const Options& options, Totals& totals, P
             appendString(o, out, strlen(out));
          }
          else {
-            o += ",\"json\":" + cli::oneLine(out);
+            o += ",\"json\":";
+            appendJson(o, out);
          }
       }
       else {

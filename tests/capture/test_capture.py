@@ -393,10 +393,11 @@ class Hostile(Scratch):
     def test_bad_lengths_in_every_header(self):
         frames = []
         for gn in self.sources():
-            # Every byte of the first 60 (all length fields of the headers and envelopes live
-            # there) set to values that make lengths too long, too short, or of another form.
-            for i in range(min(60, len(gn))):
-                for v in (0x00, 0x01, 0x7f, 0x80, 0x81, 0x83, 0xbf, 0xc0, 0xff):
+            # Every byte of the first 260 (all length fields of the headers and envelopes live
+            # there, also after the 196 bytes of header fields of the real version 2 envelope) set
+            # to values that make lengths too long, too short, or of another form.
+            for i in range(min(260, len(gn))):
+                for v in (0x00, 0x7f, 0x81, 0xc0, 0xff):
                     frames.append(ethernet(gn[:i] + bytes([v]) + gn[i + 1:]))
         code, out, _ = run(self.write("len.pcap", pcap_bytes(1, frames)))
         self.check_lines(out, code)
