@@ -23,6 +23,7 @@ PACKAGES=(
   "binutils      cmd:nm"
   "clang         cmd:clang++"
   "libclang-rt-14-dev file:/usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a"
+  "libpcap-dev   file:/usr/include/pcap/pcap.h file:/usr/lib/*/libpcap.so|/usr/lib/*/pkgconfig/libpcap.pc"
   "libbenchmark-dev file:/usr/include/benchmark/benchmark.h file:/usr/lib/*/cmake/benchmark/benchmarkConfig.cmake|/usr/lib/*/libbenchmark_main.a|/usr/lib/*/libbenchmark_main.so"
 )
 
