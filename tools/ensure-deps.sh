@@ -22,6 +22,9 @@ PACKAGES=(
   "tshark        cmd:tshark"
   "binutils      cmd:nm"
   "libbenchmark-dev file:/usr/include/benchmark/benchmark.h file:/usr/lib/*/cmake/benchmark/benchmarkConfig.cmake|/usr/lib/*/libbenchmark_main.a|/usr/lib/*/libbenchmark_main.so"
+  "python3-pytest      file:/usr/lib/python3/dist-packages/pytest/__init__.py"
+  "python3-dask        file:/usr/lib/python3/dist-packages/dask/__init__.py"
+  "python3-distributed file:/usr/lib/python3/dist-packages/distributed/__init__.py"
 )
 
 probe_ok() {
