@@ -1,0 +1,103 @@
+"""Bulk conversion: hex logs through the package, captures through etsi-convert, on a local Dask
+cluster of two workers and serially, with the same files as the result."""
+
+import json
+import os
+import subprocess
+import sys
+
+import pytest
+
+import etsi_v2x
+from etsi_v2x import bulk
+from conftest import capture_files, example_hex
+
+
+def _read_tree(folder):
+    out = {}
+    for base, _, files in os.walk(folder):
+        for name in files:
+            path = os.path.join(base, name)
+            with open(path, "rb") as f:
+                out[os.path.relpath(path, folder)] = f.read()
+    return out
+
+
+@pytest.fixture
+def hex_logs(tmp_path):
+    """Two folders of hex logs: every example message, a cut one, a line that is not hex, an
+    unknown messageID, blank and comment lines; and a CAM-only log for --message."""
+    logs = tmp_path / "logs"
+    (logs / "a").mkdir(parents=True)
+    (logs / "b" / "c").mkdir(parents=True)
+    lines = ["# recorded at the test bench", ""] + [example_hex(m) for m in etsi_v2x.MESSAGES]
+    cam = example_hex("CAM")
+    lines += [cam[:30], "zz12", "02ff" + cam[4:], "02"]
+    (logs / "a" / "mixed.log").write_text("\n".join(lines) + "\n")
+    (logs / "b" / "c" / "cams.log").write_text("\n".join([cam, cam.upper(), " " + cam]) + "\n")
+    (logs / "b" / "empty.log").write_text("")
+    return logs
+
+
+def test_hex_log_records(hex_logs):
+    records = list(bulk.hex_log_records(str(hex_logs / "a" / "mixed.log")))
+    assert [r["line"] for r in records] == list(range(3, 14))
+    ok = records[:7]
+    assert [r["message"] for r in ok] == list(etsi_v2x.MESSAGES)
+    for r in ok:
+        assert list(r) == ["file", "line", "message", "station", "json"]
+        assert r["station"] == r["json"]["header"]["stationID"]
+    cut, not_hex, unknown, short = records[7:]
+    assert cut["message"] == "CAM" and cut["status"] < 0 and cut["error"]
+    assert "json" not in cut
+    assert not_hex["error"] == "not a hex message" and "message" not in not_hex
+    assert unknown["error"] == "unknown messageID 255"
+    assert short["error"] == "too short for an ITS PDU header"
+    # A given type overrides the header: every line is read as DENM, so the CAMs fail.
+    forced = list(bulk.hex_log_records(str(hex_logs / "b" / "c" / "cams.log"), "DENM"))
+    assert [r["message"] for r in forced] == ["DENM"] * 3
+    assert all("status" in r for r in forced)
+
+
+def test_dask_cluster_gives_the_serial_files(hex_logs, tmp_path):
+    files = bulk.expand_inputs([str(hex_logs / "**" / "*.log")])
+    assert len(files) == 3
+    serial = bulk.run(files, str(tmp_path / "serial"), serial=True)
+    dask = bulk.run(files, str(tmp_path / "dask"), workers=2)
+    assert _read_tree(tmp_path / "serial") == _read_tree(tmp_path / "dask")
+    assert sorted(_read_tree(tmp_path / "dask")) == [
+        os.path.join("a", "mixed.log.ndjson"), os.path.join("b", "c", "cams.log.ndjson"),
+        os.path.join("b", "empty.log.ndjson")]
+    strip = [{k: v for k, v in s.items() if k not in ("seconds", "out")} for s in serial]
+    assert strip == [{k: v for k, v in s.items() if k not in ("seconds", "out")} for s in dask]
+    mixed = strip[files.index(str(hex_logs / "a" / "mixed.log"))]
+    assert mixed["messages"]["CAM"] == 2 and mixed["failed"] == 1 and mixed["errors"] == 3
+    # Every output line is one JSON object.
+    for data in _read_tree(tmp_path / "dask").values():
+        for line in data.decode().splitlines():
+            assert isinstance(json.loads(line), dict)
+
+
+def test_command_line_summary(hex_logs, tmp_path):
+    done = subprocess.run([sys.executable, "-m", "etsi_v2x.bulk", str(hex_logs / "**" / "*.log"),
+                           "--out", str(tmp_path / "out"), "--serial"],
+                          capture_output=True, text=True)
+    assert done.returncode == 0, done.stderr
+    lines = done.stdout.splitlines()
+    assert lines[0].split()[:3] == ["file", "kind", "CAM"]
+    total = lines[-1].split()
+    assert total[:3] == ["total", "(3", "files)"]
+    assert total[3] == "5"  # CAMs, failed ones included: two in the mixed log, three alone
+    nothing = subprocess.run([sys.executable, "-m", "etsi_v2x.bulk", str(tmp_path / "none*"),
+                              "--out", str(tmp_path / "o2")], capture_output=True, text=True)
+    assert nothing.returncode == 2 and "no input" in nothing.stderr
+
+
+def test_dask_on_the_shared_captures(capture_tool, tmp_path):
+    files = capture_files()
+    serial = bulk.run(files, str(tmp_path / "serial"), serial=True)
+    dask = bulk.run(files, str(tmp_path / "dask"), workers=2)
+    assert _read_tree(tmp_path / "serial") == _read_tree(tmp_path / "dask")
+    assert len(_read_tree(tmp_path / "dask")) == len(files)
+    assert all(s["kind"] == "capture" and not s["unreadable"] for s in dask)
+    assert sum(sum(s["messages"].values()) for s in dask) > 0
