@@ -3,7 +3,7 @@
     python3 -m etsi_v2x.bulk 'logs/**/*.pcap' --out DIR [--scheduler tcp://host:8786]
 
 Every input gives one NDJSON output file in DIR (same relative path as the input below the
-inputs' common folder, with ".ndjson" appended). Inputs are told apart by their first bytes:
+inputs' common folder, with ".ndjson" appended). Inputs are told apart by their name or their first bytes:
 
 * pcap and pcapng captures go through `etsi-convert capture` (one record per C-ITS message);
 * anything else is read as a hex log, one UPER message per line in hex, converted here through
@@ -34,7 +34,14 @@ _CAPTURE_MAGIC = (b"\xd4\xc3\xb2\xa1", b"\xa1\xb2\xc3\xd4",   # pcap, microsecon
                   b"\x0a\x0d\x0d\x0a")                        # pcapng section header
 
 
+_CAPTURE_SUFFIXES = (".pcap", ".pcapng", ".cap")
+
+
 def is_capture(path):
+    """A capture by its name or its first bytes (so that a broken capture still goes to
+    etsi-convert, which says what is wrong with it); anything else is a hex log."""
+    if path.lower().endswith(_CAPTURE_SUFFIXES):
+        return True
     with open(path, "rb") as f:
         return f.read(4) in _CAPTURE_MAGIC
 
