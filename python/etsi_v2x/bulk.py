@@ -84,18 +84,33 @@ def hex_log_records(path, message=None, form="json"):
             yield record
 
 
-def _capture_lines(path, form):
+def _run_capture(path, out, form):
+    """etsi-convert capture on path, its NDJSON straight into the open file out; returns the
+    exit status and stderr (the summary)."""
     tool = etsi_v2x.convert_tool()
     if not tool:
         raise OSError("etsi-convert not found (set ETSI_CONVERT)")
     args = [tool, "capture", "--quiet"] + (["--" + form] if form != "json" else []) + [path]
-    done = subprocess.run(args, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          stdin=subprocess.DEVNULL)
-    return done.stdout.decode("utf-8"), done.returncode, done.stderr.decode("utf-8", "replace")
+    done = subprocess.run(args, stdout=out, stderr=subprocess.PIPE, stdin=subprocess.DEVNULL)
+    return done.returncode, done.stderr.decode("utf-8", "replace")
+
+
+def _tally(summary, counts, record):
+    if "error" in record and "frame" not in record and "line" not in record:
+        summary["unreadable"] = record["error"]  # a file-level problem
+    elif "status" in record:
+        summary["failed"] += 1
+        counts[record.get("message", "?")] += 1
+    elif "error" in record:
+        summary["errors"] += 1  # a packet or line that holds no readable message
+    else:
+        counts[record.get("message", "?")] += 1
 
 
 def convert_file(path, out_path, message=None, form="json"):
-    """Converts one input into out_path; returns a summary dict (picklable, for Dask)."""
+    """Converts one input into out_path; returns a summary dict (picklable, for Dask): kind,
+    messages per type (failed conversions included), failed, errors (packets or lines without a
+    readable message), unreadable (why the whole file could not be read, or None), seconds."""
     start = time.perf_counter()
     summary = {"file": path, "out": out_path, "kind": "?", "messages": {}, "failed": 0,
                "errors": 0, "unreadable": None, "seconds": 0.0}
@@ -104,37 +119,24 @@ def convert_file(path, out_path, message=None, form="json"):
     try:
         capture = is_capture(path)
     except OSError as exc:
-        summary["unreadable"] = str(exc)
         capture = None
-    records = []
-    if capture:
-        summary["kind"] = "capture"
-        text, rc, err = _capture_lines(path, form)
-        with open(out_path, "w", encoding="utf-8") as out:
-            out.write(text)
-        for line in text.splitlines():
-            if line.strip():
-                records.append(json.loads(line))
-        if rc != 0 and not any("frame" not in r and "error" in r for r in records):
-            summary["unreadable"] = (err.strip().splitlines() or ["exit status %d" % rc])[-1]
-    elif capture is False:
-        summary["kind"] = "hex"
-        with open(out_path, "w", encoding="utf-8") as out:
+        summary["unreadable"] = exc.strerror or str(exc)
+    with open(out_path, "w", encoding="utf-8") as out:
+        if capture:
+            summary["kind"] = "capture"
+            rc, err = _run_capture(path, out, form)
+        elif capture is False:
+            summary["kind"] = "hex"
             for record in hex_log_records(path, message, form):
                 out.write(_dumps(record) + "\n")
-                records.append(record)
-    else:
-        open(out_path, "w").close()
-    for r in records:
-        if "error" in r and "frame" not in r and "line" not in r:
-            summary["unreadable"] = r["error"]
-        elif "status" in r:
-            summary["failed"] += 1
-            counts[r.get("message", "?")] += 1
-        elif "error" in r:
-            summary["errors"] += 1
-        else:
-            counts[r.get("message", "?")] += 1
+                _tally(summary, counts, record)
+    if capture:
+        with open(out_path, "r", encoding="utf-8") as f:
+            for line in f:
+                if line.strip():
+                    _tally(summary, counts, json.loads(line))
+        if rc != 0 and not summary["unreadable"]:
+            summary["unreadable"] = (err.strip().splitlines() or ["exit status %d" % rc])[-1]
     summary["messages"] = dict(counts)
     summary["seconds"] = time.perf_counter() - start
     return summary
@@ -237,4 +239,8 @@ def main(argv=None):
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    # Run as `python3 -m etsi_v2x.bulk`: call main of the module imported under its own name, so
+    # that the functions sent to the Dask workers are found there by name, not copied from
+    # __main__.
+    from etsi_v2x.bulk import main as _main
+    sys.exit(_main())
