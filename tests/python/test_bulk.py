@@ -60,10 +60,13 @@ def test_hex_log_records(hex_logs):
 
 
 def test_dask_cluster_gives_the_serial_files(hex_logs, tmp_path):
+    from dask.distributed import LocalCluster
     files = bulk.expand_inputs([str(hex_logs / "**" / "*.log")])
     assert len(files) == 3
     serial = bulk.run(files, str(tmp_path / "serial"), serial=True)
-    dask = bulk.run(files, str(tmp_path / "dask"), workers=2)
+    # An existing cluster, reached through its scheduler's address.
+    with LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
+        dask = bulk.run(files, str(tmp_path / "dask"), scheduler=cluster.scheduler_address)
     assert _read_tree(tmp_path / "serial") == _read_tree(tmp_path / "dask")
     assert sorted(_read_tree(tmp_path / "dask")) == [
         os.path.join("a", "mixed.log.ndjson"), os.path.join("b", "c", "cams.log.ndjson"),
@@ -78,11 +81,14 @@ def test_dask_cluster_gives_the_serial_files(hex_logs, tmp_path):
             assert isinstance(json.loads(line), dict)
 
 
-def test_command_line_summary(hex_logs, tmp_path):
-    done = subprocess.run([sys.executable, "-m", "etsi_v2x.bulk", str(hex_logs / "**" / "*.log"),
-                           "--out", str(tmp_path / "out"), "--serial"],
+def test_command_line_on_its_own_local_cluster(hex_logs, tmp_path):
+    pattern = str(hex_logs / "**" / "*.log")
+    done = subprocess.run([sys.executable, "-m", "etsi_v2x.bulk", pattern, "--out",
+                           str(tmp_path / "out"), "--workers", "2"],
                           capture_output=True, text=True)
     assert done.returncode == 0, done.stderr
+    bulk.run(bulk.expand_inputs([pattern]), str(tmp_path / "serial"), serial=True)
+    assert _read_tree(tmp_path / "out") == _read_tree(tmp_path / "serial")
     lines = done.stdout.splitlines()
     assert lines[0].split()[:3] == ["file", "kind", "CAM"]
     total = lines[-1].split()
