@@ -95,9 +95,9 @@ def _run_capture(path, out, form):
     return done.returncode, done.stderr.decode("utf-8", "replace")
 
 
-def _tally(summary, counts, record):
+def _tally(summary, counts, record, file_errors):
     if "error" in record and "frame" not in record and "line" not in record:
-        summary["unreadable"] = record["error"]  # a file-level problem
+        file_errors.append(record["error"])  # about the file, e.g. cut off after some packets
     elif "status" in record:
         summary["failed"] += 1
         counts[record.get("message", "?")] += 1
@@ -116,6 +116,7 @@ def convert_file(path, out_path, message=None, form="json"):
                "errors": 0, "unreadable": None, "seconds": 0.0}
     os.makedirs(os.path.dirname(out_path) or ".", exist_ok=True)
     counts = collections.Counter()
+    file_errors = []
     try:
         capture = is_capture(path)
     except OSError as exc:
@@ -129,14 +130,19 @@ def convert_file(path, out_path, message=None, form="json"):
             summary["kind"] = "hex"
             for record in hex_log_records(path, message, form):
                 out.write(_dumps(record) + "\n")
-                _tally(summary, counts, record)
+                _tally(summary, counts, record, file_errors)
     if capture:
         with open(out_path, "r", encoding="utf-8") as f:
             for line in f:
                 if line.strip():
-                    _tally(summary, counts, json.loads(line))
-        if rc != 0 and not summary["unreadable"]:
-            summary["unreadable"] = (err.strip().splitlines() or ["exit status %d" % rc])[-1]
+                    _tally(summary, counts, json.loads(line), file_errors)
+        # A non-zero exit means that a whole file could not be read; a file-level record
+        # without it (a capture cut off after some packets) counts among the errors.
+        if rc != 0:
+            summary["unreadable"] = (file_errors[-1] if file_errors else
+                                     (err.strip().splitlines() or ["exit status %d" % rc])[-1])
+        else:
+            summary["errors"] += len(file_errors)
     summary["messages"] = dict(counts)
     summary["seconds"] = time.perf_counter() - start
     return summary

@@ -77,6 +77,9 @@ if kind == "good":
 elif kind == "many":
     for i in range(100000):
         print(json.dumps(dict(head, frame=i + 1, json={})))
+elif kind == "cut":
+    print(json.dumps(dict(head, json={})))
+    print(json.dumps({"file": path, "error": "truncated dump file"}))
 elif kind == "crash":
     print("bad things", file=sys.stderr); sys.exit(3)
 else:
@@ -117,10 +120,12 @@ def test_read_capture_plumbing(stand_in, tmp_path):
 
 def test_bulk_summary_of_captures(stand_in, tmp_path):
     from etsi_v2x import bulk
-    for kind in ("good", "bad"):
+    for kind in ("good", "bad", "cut"):
         (tmp_path / (kind + ".pcap")).write_text(kind)
     files = bulk.expand_inputs([str(tmp_path / "*.pcap")])
-    bad, good = bulk.run(files, str(tmp_path / "out"), serial=True)  # sorted by name
+    bad, cut, good = bulk.run(files, str(tmp_path / "out"), serial=True)  # sorted by name
+    # Cut off after a message: read as far as it goes, the file error among the errors.
+    assert cut["messages"] == {"CAM": 1} and cut["errors"] == 1 and cut["unreadable"] is None
     assert good["kind"] == "capture" and good["messages"] == {"CAM": 1, "DENM": 1}
     assert good["failed"] == 1 and good["errors"] == 1 and good["unreadable"] is None
     assert bad["unreadable"] == "not a capture"
