@@ -14,7 +14,7 @@ Every call is independent of the others; the functions may be called from many t
 
 The shared library is looked up, in this order: the environment variable ETSI_V2X_LIB (a file,
 or a folder holding libetsiv2x.so), the package's own folder, the library folder recorded by
-``make install``, and the system's library path.
+``make install``, the system's library path, and build/ of the checkout the package is in.
 """
 
 import ctypes
@@ -82,6 +82,8 @@ def _library_candidates():
     found = ctypes.util.find_library("etsiv2x")
     if found:
         yield found
+    # Run from a checkout (python/ of the repository): the library of its default build folder.
+    yield os.path.join(os.path.dirname(os.path.dirname(_HERE)), "build", _LIB_NAME)
 
 
 _lib = None
