@@ -97,7 +97,13 @@ soak: deps
 # and run. BENCH_ARGS is passed on, e.g. BENCH_ARGS=--benchmark_filter=CAM.
 BENCH_DIR  ?= build-bench
 BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_min_time=0.2 --benchmark_report_aggregates_only=true
-.PHONY: bench
+.PHONY: bench bench-python
+# Cost of one call of the Python package per message type, beside the bare ctypes call (the
+# library of $(BUILD_DIR)). BENCH_PY_ARGS is passed on, e.g. BENCH_PY_ARGS='--seconds 1'.
+BENCH_PY   ?= $(shell [ -x /usr/bin/python3 ] && echo /usr/bin/python3 || echo python3)
+BENCH_PY_ARGS ?=
+bench-python: build
+	ETSI_V2X_LIB=$(abspath $(BUILD_DIR))/libetsiv2x.so $(BENCH_PY) bench/bench_python.py $(BENCH_PY_ARGS)
 bench: deps
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" $(CMAKE_ARGS)
 	cmake --build $(BENCH_DIR) -j $(JOBS) --target bench_etsi

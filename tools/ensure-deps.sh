@@ -25,6 +25,9 @@ PACKAGES=(
   "libclang-rt-14-dev file:/usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a"
   "libpcap-dev   file:/usr/include/pcap/pcap.h file:/usr/lib/*/libpcap.so|/usr/lib/*/pkgconfig/libpcap.pc"
   "libbenchmark-dev file:/usr/include/benchmark/benchmark.h file:/usr/lib/*/cmake/benchmark/benchmarkConfig.cmake|/usr/lib/*/libbenchmark_main.a|/usr/lib/*/libbenchmark_main.so"
+  "python3-pytest      file:/usr/lib/python3/dist-packages/pytest/__init__.py"
+  "python3-dask        file:/usr/lib/python3/dist-packages/dask/__init__.py"
+  "python3-distributed file:/usr/lib/python3/dist-packages/distributed/__init__.py"
 )
 
 probe_ok() {
