@@ -125,17 +125,33 @@ namespace {
 
 /* ---- characters ------------------------------------------------------------------------------- */
 
-inline bool isWs(QSOCTET c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+/* Character classes of the tokenizer, one table lookup per byte. */
+enum : QSOCTET { kWs = 1, kNameStart = 2, kNameChar = 4, kCharStop = 8 };
 
-inline bool isNameStart(QSOCTET c)
-{
-   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || c >= 0x80;
-}
+struct CharClasses {
+   QSOCTET c[256];
+   constexpr CharClasses() : c()
+   {
+      for (int i = 0; i < 256; i++) {
+         bool start = (i >= 'a' && i <= 'z') || (i >= 'A' && i <= 'Z') || i == '_' || i == ':' || i >= 0x80;
+         bool name = start || (i >= '0' && i <= '9') || i == '-' || i == '.';
+         c[i] = (QSOCTET)((start ? kNameStart : 0) | (name ? kNameChar : 0));
+      }
+      c[0x20] |= kWs;
+      c[0x09] |= kWs;
+      c[0x0A] |= kWs;
+      c[0x0D] |= kWs | kCharStop;
+      c['<'] |= kCharStop;
+      c['&'] |= kCharStop;
+   }
+};
+constexpr CharClasses kClass;
 
-inline bool isNameChar(QSOCTET c)
-{
-   return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
+inline bool isWs(QSOCTET c) { return (kClass.c[c] & kWs) != 0; }
+
+inline bool isNameStart(QSOCTET c) { return (kClass.c[c] & kNameStart) != 0; }
+
+inline bool isNameChar(QSOCTET c) { return (kClass.c[c] & kNameChar) != 0; }
 
 inline bool startsWith(const QSXmlReader* r, QSSIZE off, const char* s)
 {
@@ -157,11 +173,13 @@ QSSIZE findText(const QSXmlReader* r, QSSIZE off, const char* s)
    return r->size;
 }
 
-QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
+inline QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
 {
-   if (off >= r->size || !isNameStart(r->data[off])) return 0;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   if (off >= n || !isNameStart(d[off])) return 0;
    QSSIZE p = off + 1;
-   while (p < r->size && isNameChar(r->data[p])) p++;
+   while (p < n && isNameChar(d[p])) p++;
    return p - off;
 }
 
@@ -419,7 +437,16 @@ int readEndTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
 {
    QSSIZE start = r->pos;
    QSSIZE p = start + 2;
-   QSSIZE nameLen = nameLenAt(r, p);
+   /* the name of the open tag is the one expected: compare it in one go */
+   QSSIZE nameLen = 0;
+   if (r->depth != 0) {
+      const OpenTag& open = r->stack[r->depth - 1];
+      QSSIZE n = open.nameLen;
+      if (p + n < r->size && std::memcmp(r->data + open.nameOff, r->data + p, n) == 0 &&
+          !isNameChar(r->data[p + n]))
+         nameLen = n;
+   }
+   if (nameLen == 0) nameLen = nameLenAt(r, p);
    if (nameLen == 0) return SYMBOL_FAIL(p);
    QSSIZE nameOff = p;
    p += nameLen;
@@ -457,6 +484,7 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
       QSSIZE p = r->pos;
       QSOCTET c = r->data[p];
       if (c == '<') {
+         if (p + 1 < r->size && r->data[p + 1] != '!' && r->data[p + 1] != '?') break;
          if (startsWith(r, p, "<!--")) {
             int stat = skipTo(ctxt, r, 4, "-->");
             if (stat != 0) return stat;
@@ -500,14 +528,31 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
          if (!t.append("\n", 1)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          continue;
       }
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
       QSSIZE q = p;
-      while (q < r->size) {
-         QSOCTET b = r->data[q];
-         if (b == '<' || b == '&' || b == '\r') break;
-         if (allWs && !isWs(b)) allWs = false;
+      if (allWs) {
+         /* indentation: runs of spaces, eight at a time */
+         for (;;) {
+            while (q + 8 <= n) {
+               QSUINT64 w;
+               std::memcpy(&w, d + q, 8);
+               if (w != 0x2020202020202020ull) break;
+               q += 8;
+            }
+            if (q >= n) break;
+            QSOCTET cls = kClass.c[d[q]];
+            if ((cls & (kWs | kCharStop)) != kWs) break;
+            q++;
+         }
+      }
+      while (q < n) {
+         QSOCTET cls = kClass.c[d[q]];
+         if (cls & kCharStop) break;
+         if (!(cls & kWs)) allWs = false;
          q++;
       }
-      if (!t.append(r->data + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      if (!t.append(d + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       r->pos = q;
    }
    if (r->pos >= r->size) return EOF_FAIL();
@@ -593,6 +638,24 @@ int peekEvent(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
 /* As peekEvent, passing over character data of whitespace only. */
 int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
 {
+   if ((!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0) {
+      /* whitespace up to a tag (not a comment, CDATA section or processing instruction) would
+       * give a whitespace event that is passed over: skip it without making the event */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE q = r->pos;
+      for (;;) {
+         while (q + 8 <= n) {
+            QSUINT64 w;
+            std::memcpy(&w, d + q, 8);
+            if (w != 0x2020202020202020ull) break;
+            q += 8;
+         }
+         if (q >= n || !isWs(d[q])) break;
+         q++;
+      }
+      if (q + 1 < n && d[q] == '<' && d[q + 1] != '!' && d[q + 1] != '?') r->pos = q;
+   }
    for (;;) {
       int stat = peekEvent(ctxt, r, pev);
       if (stat != 0) return stat;
