@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtsrc/ASN1XType.h"
 #include "rtxsrc/QSRTInputStream.h"
 #include "rtxsrc/rtxError.h"
 
@@ -22,6 +23,14 @@ inline void copyErrorText(QSCTXT* ctxt, char** err)
    *err = copy;
 }
 
+// Drops the value's hold on its context before the value dies, so that its destructor does not
+// free the decoded contents piece by piece: they live on the context's heap, which goes as a
+// whole with the last buffer.
+struct ReleaseValue {
+   ASN1TPDU& value;
+   ~ReleaseValue() { value.setContext(nullptr); }
+};
+
 template <class T, class X, class E>
 int to_text(const char* data, size_t len, char** out, char** err, bool trace)
 {
@@ -29,6 +38,7 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
    *err = nullptr;
    ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0);
    T value;
+   ReleaseValue release{ value };
    X control(perBuf, value);
    E textBuf;
    if (trace) {
@@ -61,6 +71,7 @@ int from_text(const char* text, char** out, size_t* outLen, char** err, bool tra
    *outLen = 0;
    *err = nullptr;
    T value;
+   ReleaseValue release{ value };
    X control(value);
    ASN1PEREncodeBuffer perBuf(0);
    if (trace) {
