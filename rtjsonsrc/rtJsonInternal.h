@@ -104,7 +104,13 @@ inline QSSIZE skipWs(const QSOCTET* data, QSSIZE i, QSSIZE n)
          while (i + 8 <= n) {
             QSUINT64 w;
             std::memcpy(&w, data + i, 8);
-            if (w != 0x2020202020202020ull) break;
+            QSUINT64 x = w ^ 0x2020202020202020ull;
+            if (x != 0) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+               i += (QSSIZE)(__builtin_ctzll(x) >> 3);  /* the spaces before the first other byte */
+#endif
+               break;
+            }
             i += 8;
          }
          while (i < n && data[i] == 0x20) i++;

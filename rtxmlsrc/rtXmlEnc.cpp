@@ -489,6 +489,39 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
 
    const QSUTF8CHAR* open = rtxCtxtPeekElemName(ctxt);
+   /* the common case in one piece: the end of an element whose last child ended, its name the
+    * open one, room in the buffer: line end, indentation, </prefix:name> */
+   if (open == elemName && ctxt->xmlState == QSXMLEND && ctxt->xmlDepth > 0 &&
+       !(ctxt->flags & QSXMLSTARTOPEN)) {
+      const QSXmlCtxtInfo* info = infoOf(ctxt);
+      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
+      QSSIZE nindent = indent ? (QSSIZE)info->indent * (ctxt->xmlDepth - 1) : 0;
+      const char* prefix = prefixOf(pNS);
+      QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSRTBuffer& b = ctxt->buffer;
+      if (b.data != nullptr && b.byteIndex + (indent ? 1 : 0) + nindent + plen + nlen + 4 <= b.size) {
+         QSOCTET* p = b.data + b.byteIndex;
+         if (indent) *p++ = '\n';
+         p = putIndentChars(p, info->indentChar, nindent);
+         *p++ = '<';
+         *p++ = '/';
+         if (prefix != nullptr) {
+            std::memcpy(p, prefix, plen - 1);
+            p += plen - 1;
+            *p++ = ':';
+         }
+         std::memcpy(p, elemName, nlen);
+         p += nlen;
+         *p++ = '>';
+         *p = 0;
+         b.byteIndex = (QSSIZE)(p - b.data);
+         ctxt->lastChar = '>';
+         ctxt->xmlDepth--;
+         rtxCtxtPopElemName(ctxt);
+         return 0;
+      }
+   }
    if (open != elemName && (open == nullptr || std::strcmp((const char*)open, (const char*)elemName) != 0)) {
       /* noted, not fatal: the tag is written as asked */
       rtxErrAddStrParm(ctxt, (open != nullptr) ? (const char*)open : "");

@@ -635,27 +635,38 @@ int peekEvent(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
    return 0;
 }
 
-/* As peekEvent, passing over character data of whitespace only. */
-int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
+/* Whitespace up to a tag (not a comment, CDATA section or processing instruction) would give a
+ * whitespace event that the callers pass over: it is skipped without making the event. */
+inline void skipWsBeforeTag(QSXmlReader* r)
 {
    if ((!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0) {
-      /* whitespace up to a tag (not a comment, CDATA section or processing instruction) would
-       * give a whitespace event that is passed over: skip it without making the event */
       const QSOCTET* d = r->data;
       QSSIZE n = r->size;
       QSSIZE q = r->pos;
       for (;;) {
-         while (q + 8 <= n) {
+         if (q + 8 <= n) {
             QSUINT64 w;
             std::memcpy(&w, d + q, 8);
-            if (w != 0x2020202020202020ull) break;
-            q += 8;
+            QSUINT64 x = w ^ 0x2020202020202020ull;
+            if (x == 0) {
+               q += 8;
+               continue;
+            }
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            q += (QSSIZE)(__builtin_ctzll(x) >> 3);  /* the spaces before the first other byte */
+#endif
          }
          if (q >= n || !isWs(d[q])) break;
          q++;
       }
       if (q + 1 < n && d[q] == '<' && d[q + 1] != '!' && d[q + 1] != '?') r->pos = q;
    }
+}
+
+/* As peekEvent, passing over character data of whitespace only. */
+int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
+{
+   skipWsBeforeTag(r);
    for (;;) {
       int stat = peekEvent(ctxt, r, pev);
       if (stat != 0) return stat;
@@ -749,6 +760,20 @@ int readContent(QSCTXT* ctxt, QSXmlReader* r)
    r->value.len = 0;
    r->valueOff = r->pos;
    bool first = true;
+   if ((!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0) {
+      /* the common case: plain text (no reference, no carriage return) right up to an end tag,
+       * taken as the value without making a character event */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE p = r->pos;
+      QSSIZE q = p;
+      while (q < n && !(kClass.c[d[q]] & kCharStop)) q++;
+      if (q > p && q + 1 < n && d[q] == '<' && d[q + 1] == '/') {
+         if (!r->value.append(d + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         r->pos = q;
+         first = false;
+      }
+   }
    for (;;) {
       Event* ev;
       int stat = peekEvent(ctxt, r, &ev);
@@ -1009,6 +1034,7 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
    for (;;) {
       Event* ev;
+      skipWsBeforeTag(r);  /* character data is passed over here */
       stat = peekEvent(ctxt, r, &ev);
       if (stat != 0) return XML_LOG(ctxt, stat);
       switch (ev->type) {
