@@ -173,12 +173,35 @@ QSSIZE findText(const QSXmlReader* r, QSSIZE off, const char* s)
    return r->size;
 }
 
+/* Number of leading bytes of the eight in w (memory order) that are ASCII letters or digits,
+ * the usual characters of names, tested on the whole word. */
+inline unsigned alnumPrefix(QSUINT64 w)
+{
+   const QSUINT64 ones = 0x0101010101010101ull, high = 0x8080808080808080ull;
+   QSUINT64 ascii = ~w & high;  /* the sums below stay inside their byte for bytes below 0x80 */
+   QSUINT64 digit = (w + ones * (0x80 - '0')) & ~(w + ones * (0x7F - '9'));
+   QSUINT64 lower = w | ones * 0x20;
+   QSUINT64 alpha = (lower + ones * (0x80 - 'a')) & ~(lower + ones * (0x7F - 'z'));
+   QSUINT64 ok = (digit | alpha) & ascii;
+   if (ok == high) return 8;
+   return (unsigned)(__builtin_ctzll(~ok & high) >> 3);
+}
+
 inline QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
 {
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
    if (off >= n || !isNameStart(d[off])) return 0;
    QSSIZE p = off + 1;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   while (p + 8 <= n) {
+      QSUINT64 w;
+      std::memcpy(&w, d + p, 8);
+      unsigned k = alnumPrefix(w);
+      p += k;
+      if (k != 8) break;
+   }
+#endif
    while (p < n && isNameChar(d[p])) p++;
    return p - off;
 }
@@ -696,6 +719,37 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
 
 /* The index of the first table entry matching the start tag, or -1; a
  * wildcard entry (no name) matches when no named entry does. */
+/* When the next markup is a start tag <name> (no prefix, no attributes) whose name is that of a
+ * named row, makes its event as readStartTag would, comparing with the expected names instead of
+ * scanning the name first; the first such row, or (QSSIZE)-1 (nothing read). */
+QSSIZE readExpectedStartTag(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows)
+{
+   if (!(!r->hasCur || r->curDone) || r->errStat != 0 || r->pendingEnd || r->depth == 0) return (QSSIZE)-1;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   if (p + 1 >= n || d[p] != '<') return (QSSIZE)-1;
+   for (QSSIZE i = 0; i < nrows; i++) {
+      const QSXmlElemDescr& e = tab[i];
+      QSSIZE nl = (e.name != nullptr) ? e.nameLen : 0;
+      if (nl == 0 || p + 1 + nl >= n || d[p + 1 + nl] != '>' || d[p + 1] != (QSOCTET)e.name[0] ||
+          std::memcmp(d + p + 1, e.name, nl) != 0)
+         continue;
+      if (r->depth == r->stackCap) return (QSSIZE)-1;  /* growing the stack: the general path */
+      QSSIZE end = p + nl + 2;
+      r->stack[r->depth++] = OpenTag{ p + 1, nl, p, end };
+      r->rootSeen = true;
+      r->pendingEnd = false;
+      r->pos = end;
+      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, p + 1, nl, p, end, false, false };
+      r->hasCur = true;
+      r->curDone = false;
+      ctxt->buffer.byteIndex = end;
+      return i;
+   }
+   return (QSSIZE)-1;
+}
+
 QSSIZE matchEntry(const QSXmlReader* r, const Event& ev, const QSXmlElemDescr* tab, QSSIZE nrows)
 {
    QSSIZE off, len, plen;
@@ -1075,6 +1129,8 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (r->level < lvl) return QSXML_END_OF_CONTENT;
+   skipWsBeforeTag(r);
+   QSSIZE expected = readExpectedStartTag(ctxt, r, tab, nrows);
    for (;;) {
       Event* ev;
       stat = peekEventNonWs(ctxt, r, &ev);
@@ -1102,7 +1158,8 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_START_TAG, XML_MODULE, __LINE__);
          return RTERR_XML_UNEXPECTED_START_TAG;
       }
-      QSSIZE i = matchEntry(r, *ev, tab, nrows);
+      QSSIZE i = (expected != (QSSIZE)-1) ? expected : matchEntry(r, *ev, tab, nrows);
+      expected = (QSSIZE)-1;
       if (i != (QSSIZE)-1) {
          markDone(r);
          bool wildcard = (tab[i].name == nullptr || tab[i].nameLen == 0);
