@@ -108,3 +108,15 @@ bench: deps
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" $(CMAKE_ARGS)
 	cmake --build $(BENCH_DIR) -j $(JOBS) --target bench_etsi
 	$(BENCH_DIR)/bench_etsi $(BENCH_ARGS)
+
+# Instructions per message under callgrind (valgrind) for the six reference messages in the four
+# directions, beside the peer figures of bench/README.md, and instructions per UPER byte up to
+# the large messages. Built in the same Release folder as `make bench`.
+.PHONY: bench-instructions
+bench-instructions: deps
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O2 -DNDEBUG" $(CMAKE_ARGS)
+	cmake --build $(BENCH_DIR) -j $(JOBS) --target bench_instr
+	@command -v valgrind >/dev/null || { [[ $$(id -u) == 0 ]] && DEBIAN_FRONTEND=noninteractive apt-get install -y -q valgrind; } \
+	  || { echo "bench-instructions: needs valgrind (apt-get install valgrind)"; exit 1; }
+	PYTHONDONTWRITEBYTECODE=1 $(PYTHON) bench/instructions/instructions.py $(BENCH_DIR)/bench_instr \
+	  $(or $(ETSI_SHARED_DIR),../shared) bench/README.md --jobs $(JOBS) $(INSTR_ARGS)

@@ -269,6 +269,49 @@ int rtJsonDecMatchToken(QSCTXT* ctxt, const char* token)
 
 int rtJsonGetElemIdx(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count)
 {
+   /* the common case in one pass over the buffer: whitespace, a key without escapes, whitespace,
+    * the colon; anything else takes the general path below from the same position */
+   QSRTBuffer& b = ctxt->buffer;
+   if (!(ctxt->flags & QSJSONATTRNAME) && b.data != nullptr && b.byteIndex < b.size) {
+      const QSOCTET* data = b.data;
+      QSSIZE i = skipWs(data, b.byteIndex, b.size);
+      if (i < b.size && data[i] == '"') {
+         const QSOCTET* key = data + i + 1;
+         const QSOCTET* end = data + b.size;
+         /* a member name followed by the closing quote is the key (names hold no quote or
+          * backslash), found without scanning the key first */
+         QSSIZE avail = (QSSIZE)(end - key);
+         for (QSSIZE k = 0; k < count; k++) {
+            QSSIZE nl = names[k].nameLen;
+            if (nl < avail && nl != 0 && key[nl] == '"' && key[0] == (QSOCTET)names[k].name[0] &&
+                std::memcmp(key, names[k].name, nl) == 0) {
+               QSSIZE j = skipWs(data, (QSSIZE)(key + nl - data) + 1, b.size);
+               if (j < b.size && data[j] == ':') {
+                  b.byteIndex = j + 1;
+                  return (int)k;
+               }
+               break;
+            }
+         }
+         const QSOCTET* q = key;
+         while (q < end && *q != '"' && *q != '\\') q++;
+         if (q < end && *q == '"') {
+            QSSIZE len = (QSSIZE)(q - key);
+            QSSIZE j = skipWs(data, (QSSIZE)(q - data) + 1, b.size);
+            if (j < b.size && data[j] == ':') {
+               int idx = -1;
+               for (QSSIZE k = 0; k < count; k++) {
+                  if (keyEquals(key, len, names[k].name, names[k].nameLen)) {
+                     idx = (int)k;
+                     break;
+                  }
+               }
+               b.byteIndex = j + 1;
+               return idx;
+            }
+         }
+      }
+   }
    const QSOCTET* key = nullptr;
    QSSIZE len = 0;
    QSOCTET* heapKey = nullptr;

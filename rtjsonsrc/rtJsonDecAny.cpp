@@ -341,6 +341,19 @@ int recognise(QSCTXT* ctxt, QSSIZE* pstart, QSSIZE* plen)
       if (diag) rtxPrintToStream(ctxt, "read character: %c\n", c);
       int cls = classOf(c);
       int next = state_transition_table.next[state][cls];
+      if (c == ' ' && next == state && !diag && !(depth == 0 && isCompleteNumber(state))) {
+         /* a run of spaces that leaves the state as it is (indentation between tokens): the
+          * same transition for each, taken eight at a time */
+         i++;
+         while (i + 8 <= size) {
+            QSUINT64 w;
+            std::memcpy(&w, data + i, 8);
+            if (w != 0x2020202020202020ull) break;
+            i += 8;
+         }
+         while (i < size && data[i] == ' ') i++;
+         continue;
+      }
 
       if (depth == 0 && isCompleteNumber(state) && !isNumberState(next)) {
          /* the character closing a top-level number is given back */

@@ -545,8 +545,42 @@ int rtJsonEncOpen(QSCTXT* ctxt, char openChar)
    return 0;
 }
 
+namespace {
+
+/* Line feed and indentation of nspaces at p (room checked by the caller); the new cursor. */
+inline QSOCTET* putNewLine(QSOCTET* p, QSSIZE nspaces)
+{
+   static const char kSpaces[] = "                                                                ";
+   *p++ = '\n';
+   if (nspaces <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, nspaces);
+   else std::memset(p, ' ', nspaces);
+   return p + nspaces;
+}
+
+/* True when the plain indented layout applies and need bytes fit without growing. */
+inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
+          b.byteIndex + need < b.size;
+}
+
+} // namespace
+
 int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
 {
+   /* the common case in one piece: [","] line feed, indentation */
+   QSSIZE nspaces = ctxt->indent;
+   if (roomForLayout(ctxt, nspaces + 2)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = b.data + b.byteIndex;
+      if (!first) *p++ = ',';
+      p = putNewLine(p, nspaces);
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = (nspaces != 0) ? ' ' : '\n';
+      return 0;
+   }
    int stat = first ? 0 : rtJsonEncPutChar(ctxt, ',');
    if (stat == 0) stat = rtJsonEncIndent(ctxt);
    return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
@@ -562,6 +596,17 @@ int rtJsonEncNext(QSCTXT* ctxt)
 int rtJsonEncClose(QSCTXT* ctxt, char closeChar)
 {
    rtxIndentDecr(ctxt);
+   /* the common case in one piece: line feed, indentation, closing character */
+   QSSIZE nspaces = ctxt->indent;
+   if (roomForLayout(ctxt, nspaces + 3)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = putNewLine(b.data + b.byteIndex, nspaces);
+      *p++ = (QSOCTET)closeChar;
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = (QSOCTET)closeChar;
+      return 0;
+   }
    int stat = rtJsonEncIndent(ctxt);
    if (stat == 0) stat = rtJsonEncPutChar(ctxt, closeChar);
    return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;

@@ -94,15 +94,43 @@ inline int peekRaw(QSCTXT* ctxt)
    return -1;
 }
 
+/* Index of the first non-whitespace byte of data[i..n), or n. Indented text
+ * is mostly runs of spaces after a line feed: those go eight at a time. */
+inline QSSIZE skipWs(const QSOCTET* data, QSSIZE i, QSSIZE n)
+{
+   while (i < n) {
+      QSOCTET c = data[i];
+      if (c == 0x20) {
+         while (i + 8 <= n) {
+            QSUINT64 w;
+            std::memcpy(&w, data + i, 8);
+            QSUINT64 x = w ^ 0x2020202020202020ull;
+            if (x != 0) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+               i += (QSSIZE)(__builtin_ctzll(x) >> 3);  /* the spaces before the first other byte */
+#endif
+               break;
+            }
+            i += 8;
+         }
+         while (i < n && data[i] == 0x20) i++;
+         continue;
+      }
+      if (!isWhitespace(c)) return i;
+      i++;
+   }
+   return n;
+}
+
 /* Next non-whitespace character without consuming it, or -1 at the end. */
 inline int peekNonWs(QSCTXT* ctxt)
 {
    QSRTBuffer& b = ctxt->buffer;
    for (;;) {
-      while (b.byteIndex < b.size) {
-         QSOCTET c = b.data[b.byteIndex];
-         if (!isWhitespace(c)) return c;
-         b.byteIndex++;
+      if (b.byteIndex < b.size) {
+         QSSIZE i = skipWs(b.data, b.byteIndex, b.size);
+         b.byteIndex = i;
+         if (i < b.size) return b.data[i];
       }
       if (!refill(ctxt)) return -1;
    }

@@ -53,14 +53,36 @@ QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt)
 
 namespace {
 
+/* "00" .. "99": two digits per division. */
+struct DigitPairs {
+   char d[200];
+   constexpr DigitPairs() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+constexpr DigitPairs kPairs;
+
 /* Digits of value at the end of buf[24]; returns the start. */
 inline char* formatUInt64(char* end, QSUINT64 value)
 {
    char* p = end;
-   do {
-      *--p = (char)('0' + (value % 10));
-      value /= 10;
-   } while (value != 0);
+   while (value >= 100) {
+      unsigned pair = (unsigned)(value % 100);
+      value /= 100;
+      p -= 2;
+      std::memcpy(p, kPairs.d + 2 * pair, 2);
+   }
+   if (value >= 10) {
+      p -= 2;
+      std::memcpy(p, kPairs.d + 2 * value, 2);
+   }
+   else {
+      *--p = (char)('0' + value);
+   }
    return p;
 }
 
@@ -70,8 +92,13 @@ int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
    char* end = buf + sizeof(buf);
    char* p = formatUInt64(end, magnitude);
    if (negative) *--p = '-';
-   int stat = putText(ctxt, p, (QSSIZE)(end - p));
+   QSSIZE n = (QSSIZE)(end - p);
+   int stat = reserve(ctxt, n);
    if (stat != 0) return JSON_LOG(ctxt, stat);
+   QSRTBuffer& b = ctxt->buffer;
+   std::memcpy(b.data + b.byteIndex, p, n);
+   b.byteIndex += n;
+   ctxt->lastChar = (QSOCTET)end[-1];
    terminate(ctxt);
    return 0;
 }

@@ -68,13 +68,16 @@ int decInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUIN
       if (n == 1) return VALUE_FAIL(RTERR_INVALID_VALUE_FORMAT);
    }
    QSUINT64 limit = neg ? maxNeg : maxPos;
+   /* v * 10 + d exceeds the limit exactly when v > limit / 10, or v == limit / 10 and
+    * d > limit % 10: no division per digit */
+   const QSUINT64 limitDiv = limit / 10, limitRem = limit % 10;
    QSUINT64 v = 0;
    bool overflow = false;
    for (; i < n; i++) {
       QSOCTET c = p[i];
       if (c < '0' || c > '9') return VALUE_FAIL(RTERR_CHARACTER_NOT_IN_SET);
       QSUINT64 d = (QSUINT64)(c - '0');
-      if (d > limit || v > (limit - d) / 10) overflow = true;
+      if (v > limitDiv || (v == limitDiv && d > limitRem)) overflow = true;
       else v = v * 10 + d;
    }
    if (overflow) return XML_LOG(ctxt, RTERR_VALUE_WILL_NOT_FIT);

@@ -44,23 +44,40 @@ int putText(QSCTXT* ctxt, const void* p, QSSIZE n)
 
 inline int putStr(QSCTXT* ctxt, const char* s) { return putText(ctxt, s, std::strlen(s)); }
 
-/* opener, "prefix:" when there is a prefix, the name, closer: the name part of a start or end
- * tag, reserved once. */
-int putTagName(QSCTXT* ctxt, const char* opener, const char* prefix, const QSUTF8CHAR* name,
-               const char* closer)
+/* n indentation characters at p; the new cursor. */
+inline QSOCTET* putIndentChars(QSOCTET* p, QSUTF8CHAR ch, QSSIZE n)
 {
-   QSSIZE olen = (QSSIZE)std::strlen(opener), clen = (QSSIZE)std::strlen(closer);
+   static const char kSpaces[] = "                                ";
+   if (ch == ' ' && n <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, n);
+   else std::memset(p, ch, n);
+   return p + n;
+}
+
+/* opener, "prefix:" when there is a prefix, the name, closer: the name part of a start or end
+ * tag, reserved once. The opener and closer are literals of olen and clen bytes. */
+inline int putTagName(QSCTXT* ctxt, const char* opener, QSSIZE olen, const char* prefix,
+                      const QSUTF8CHAR* name, const char* closer, QSSIZE clen)
+{
    QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) : 0;
    QSSIZE nlen = (QSSIZE)std::strlen((const char*)name);
    int stat = reserve(ctxt, olen + plen + 1 + nlen + clen + 1);
    if (stat != 0) return stat;
-   put(ctxt, opener, olen);
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   std::memcpy(p, opener, olen);
+   p += olen;
    if (prefix != nullptr) {
-      put(ctxt, prefix, plen);
-      put(ctxt, ":", 1);
+      std::memcpy(p, prefix, plen);
+      p += plen;
+      *p++ = ':';
    }
-   put(ctxt, name, nlen);
-   put(ctxt, closer, clen);
+   std::memcpy(p, name, nlen);
+   p += nlen;
+   std::memcpy(p, closer, clen);
+   p += clen;
+   ctxt->lastChar = p[-1];
+   *p = 0;
+   b.byteIndex = (QSSIZE)(p - b.data);
    return 0;
 }
 
@@ -188,9 +205,48 @@ bool isUTF8(const QSOCTET* p, QSSIZE n)
 
 /* Value text of an element: start tag, text, end tag; without a name the
  * text alone. */
+/* The common case of encValueText in one piece: an element without prefix holding text, inside
+ * the root, with no start tag pending and no nil mark: line end and indentation, <name>, the text,
+ * </name>. False when the case does not apply or the buffer would have to grow. */
+bool encValueTextFast(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* elemName,
+                      const QSXmlNamespace* pNS)
+{
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || info == nullptr ||
+       ctxt->xmlDepth == 0 || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) != 0)
+      return false;
+   bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
+   bool newLine = indent && ctxt->xmlState != QSXMLINIT;
+   QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
+   QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+   QSSIZE need = (newLine ? 1 : 0) + nindent + 2 * nlen + 5 + len + 1;
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data == nullptr || b.byteIndex + need > b.size) return false;
+   QSOCTET* p = b.data + b.byteIndex;
+   if (newLine) *p++ = '\n';
+   p = putIndentChars(p, info->indentChar, nindent);
+   *p++ = '<';
+   std::memcpy(p, elemName, nlen);
+   p += nlen;
+   *p++ = '>';
+   std::memcpy(p, text, len);
+   p += len;
+   *p++ = '<';
+   *p++ = '/';
+   std::memcpy(p, elemName, nlen);
+   p += nlen;
+   *p++ = '>';
+   *p = 0;
+   b.byteIndex = (QSSIZE)(p - b.data);
+   ctxt->lastChar = '>';
+   ctxt->xmlState = QSXMLEND;
+   return true;
+}
+
 int encValueText(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* elemName,
                  const QSXmlNamespace* pNS)
 {
+   if (encValueTextFast(ctxt, text, len, elemName, pNS)) return 0;
    int stat;
    if (!isEmptyName(elemName)) {
       stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
@@ -211,13 +267,35 @@ int encValueText(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* e
 
 /* Decimal text of a value with its sign into the end of buf; returns the
  * first character. */
+/* "00" .. "99": two digits per division. */
+struct DigitPairs {
+   char d[200];
+   constexpr DigitPairs() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+constexpr DigitPairs kPairs;
+
 char* formatUInt64(char* end, QSUINT64 v)
 {
    char* p = end;
-   do {
-      *--p = (char)('0' + v % 10);
-      v /= 10;
-   } while (v != 0);
+   while (v >= 100) {
+      unsigned pair = (unsigned)(v % 100);
+      v /= 100;
+      p -= 2;
+      std::memcpy(p, kPairs.d + 2 * pair, 2);
+   }
+   if (v >= 10) {
+      p -= 2;
+      std::memcpy(p, kPairs.d + 2 * v, 2);
+   }
+   else {
+      *--p = (char)('0' + v);
+   }
    return p;
 }
 
@@ -294,8 +372,7 @@ int rtXmlEncIndent(QSCTXT* ctxt)
    QSRTBuffer& b = ctxt->buffer;
    QSOCTET* p = b.data + b.byteIndex;
    if (ctxt->xmlState != QSXMLINIT) *p++ = '\n';
-   std::memset(p, info->indentChar, nindent);
-   p += nindent;
+   p = putIndentChars(p, info->indentChar, nindent);
    b.byteIndex = (QSSIZE)(p - b.data);
    *p = 0;
    if (b.byteIndex > 0) ctxt->lastChar = p[-1];
@@ -319,6 +396,40 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
       ctxt->flags &= ~QSXMLNIL;
       return 0;
    }
+   /* the common case in one piece: a complete start tag inside the root, no start tag pending,
+    * no nil mark, room in the buffer: line end, indentation, <prefix:name> */
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (terminate && ctxt->xmlDepth != 0 && (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) == 0) {
+      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
+      bool newLine = indent && ctxt->xmlState != QSXMLINIT;
+      QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
+      const char* prefix = prefixOf(pNS);
+      QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSRTBuffer& b = ctxt->buffer;
+      if (b.data != nullptr && b.byteIndex + (newLine ? 1 : 0) + nindent + plen + nlen + 3 <= b.size) {
+         stat = rtxCtxtPushElemName(ctxt, elemName);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         QSOCTET* p = b.data + b.byteIndex;
+         if (newLine) *p++ = '\n';
+         p = putIndentChars(p, info->indentChar, nindent);
+         *p++ = '<';
+         if (prefix != nullptr) {
+            std::memcpy(p, prefix, plen - 1);
+            p += plen - 1;
+            *p++ = ':';
+         }
+         std::memcpy(p, elemName, nlen);
+         p += nlen;
+         *p++ = '>';
+         *p = 0;
+         b.byteIndex = (QSSIZE)(p - b.data);
+         ctxt->lastChar = '>';
+         ctxt->xmlDepth++;
+         ctxt->xmlState = QSXMLSTART;
+         return 0;
+      }
+   }
    stat = closePendingStartTag(ctxt);
    if (stat == 0) stat = rtXmlEncIndent(ctxt);
    if (stat != 0) return XML_LOG(ctxt, stat);
@@ -326,7 +437,7 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
    ctxt->xmlDepth++;
    ctxt->xmlState = QSXMLSTART;
 
-   stat = putTagName(ctxt, "<", prefixOf(pNS), elemName, "");
+   stat = putTagName(ctxt, "<", 1, prefixOf(pNS), elemName, "", 0);
    if (stat != 0) return XML_LOG(ctxt, stat);
    if (root && !asn1Mode(ctxt)) {
       stat = writeNSDecls(ctxt);
@@ -378,7 +489,40 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
 
    const QSUTF8CHAR* open = rtxCtxtPeekElemName(ctxt);
-   if (open == nullptr || std::strcmp((const char*)open, (const char*)elemName) != 0) {
+   /* the common case in one piece: the end of an element whose last child ended, its name the
+    * open one, room in the buffer: line end, indentation, </prefix:name> */
+   if (open == elemName && ctxt->xmlState == QSXMLEND && ctxt->xmlDepth > 0 &&
+       !(ctxt->flags & QSXMLSTARTOPEN)) {
+      const QSXmlCtxtInfo* info = infoOf(ctxt);
+      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
+      QSSIZE nindent = indent ? (QSSIZE)info->indent * (ctxt->xmlDepth - 1) : 0;
+      const char* prefix = prefixOf(pNS);
+      QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSRTBuffer& b = ctxt->buffer;
+      if (b.data != nullptr && b.byteIndex + (indent ? 1 : 0) + nindent + plen + nlen + 4 <= b.size) {
+         QSOCTET* p = b.data + b.byteIndex;
+         if (indent) *p++ = '\n';
+         p = putIndentChars(p, info->indentChar, nindent);
+         *p++ = '<';
+         *p++ = '/';
+         if (prefix != nullptr) {
+            std::memcpy(p, prefix, plen - 1);
+            p += plen - 1;
+            *p++ = ':';
+         }
+         std::memcpy(p, elemName, nlen);
+         p += nlen;
+         *p++ = '>';
+         *p = 0;
+         b.byteIndex = (QSSIZE)(p - b.data);
+         ctxt->lastChar = '>';
+         ctxt->xmlDepth--;
+         rtxCtxtPopElemName(ctxt);
+         return 0;
+      }
+   }
+   if (open != elemName && (open == nullptr || std::strcmp((const char*)open, (const char*)elemName) != 0)) {
       /* noted, not fatal: the tag is written as asked */
       rtxErrAddStrParm(ctxt, (open != nullptr) ? (const char*)open : "");
       rtxErrAddStrParm(ctxt, (const char*)elemName);
@@ -405,7 +549,7 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
          if (stat != 0) return XML_LOG(ctxt, stat);
       }
       ctxt->xmlState = QSXMLEND;
-      stat = putTagName(ctxt, "</", prefixOf(pNS), elemName, ">");
+      stat = putTagName(ctxt, "</", 2, prefixOf(pNS), elemName, ">", 1);
       if (stat != 0) return XML_LOG(ctxt, stat);
    }
    rtxCtxtPopElemName(ctxt);

@@ -125,17 +125,33 @@ namespace {
 
 /* ---- characters ------------------------------------------------------------------------------- */
 
-inline bool isWs(QSOCTET c) { return c == 0x20 || c == 0x09 || c == 0x0A || c == 0x0D; }
+/* Character classes of the tokenizer, one table lookup per byte. */
+enum : QSOCTET { kWs = 1, kNameStart = 2, kNameChar = 4, kCharStop = 8 };
 
-inline bool isNameStart(QSOCTET c)
-{
-   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || c >= 0x80;
-}
+struct CharClasses {
+   QSOCTET c[256];
+   constexpr CharClasses() : c()
+   {
+      for (int i = 0; i < 256; i++) {
+         bool start = (i >= 'a' && i <= 'z') || (i >= 'A' && i <= 'Z') || i == '_' || i == ':' || i >= 0x80;
+         bool name = start || (i >= '0' && i <= '9') || i == '-' || i == '.';
+         c[i] = (QSOCTET)((start ? kNameStart : 0) | (name ? kNameChar : 0));
+      }
+      c[0x20] |= kWs;
+      c[0x09] |= kWs;
+      c[0x0A] |= kWs;
+      c[0x0D] |= kWs;
+      c['<'] |= kCharStop;
+      c['&'] |= kCharStop;
+   }
+};
+constexpr CharClasses kClass;
 
-inline bool isNameChar(QSOCTET c)
-{
-   return isNameStart(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
-}
+inline bool isWs(QSOCTET c) { return (kClass.c[c] & kWs) != 0; }
+
+inline bool isNameStart(QSOCTET c) { return (kClass.c[c] & kNameStart) != 0; }
+
+inline bool isNameChar(QSOCTET c) { return (kClass.c[c] & kNameChar) != 0; }
 
 inline bool startsWith(const QSXmlReader* r, QSSIZE off, const char* s)
 {
@@ -157,11 +173,36 @@ QSSIZE findText(const QSXmlReader* r, QSSIZE off, const char* s)
    return r->size;
 }
 
-QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
+/* Number of leading bytes of the eight in w (memory order) that are ASCII letters or digits,
+ * the usual characters of names, tested on the whole word. */
+inline unsigned alnumPrefix(QSUINT64 w)
 {
-   if (off >= r->size || !isNameStart(r->data[off])) return 0;
+   const QSUINT64 ones = 0x0101010101010101ull, high = 0x8080808080808080ull;
+   QSUINT64 ascii = ~w & high;  /* the sums below stay inside their byte for bytes below 0x80 */
+   QSUINT64 digit = (w + ones * (0x80 - '0')) & ~(w + ones * (0x7F - '9'));
+   QSUINT64 lower = w | ones * 0x20;
+   QSUINT64 alpha = (lower + ones * (0x80 - 'a')) & ~(lower + ones * (0x7F - 'z'));
+   QSUINT64 ok = (digit | alpha) & ascii;
+   if (ok == high) return 8;
+   return (unsigned)(__builtin_ctzll(~ok & high) >> 3);
+}
+
+inline QSSIZE nameLenAt(const QSXmlReader* r, QSSIZE off)
+{
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   if (off >= n || !isNameStart(d[off])) return 0;
    QSSIZE p = off + 1;
-   while (p < r->size && isNameChar(r->data[p])) p++;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   while (p + 8 <= n) {
+      QSUINT64 w;
+      std::memcpy(&w, d + p, 8);
+      unsigned k = alnumPrefix(w);
+      p += k;
+      if (k != 8) break;
+   }
+#endif
+   while (p < n && isNameChar(d[p])) p++;
    return p - off;
 }
 
@@ -419,7 +460,16 @@ int readEndTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
 {
    QSSIZE start = r->pos;
    QSSIZE p = start + 2;
-   QSSIZE nameLen = nameLenAt(r, p);
+   /* the name of the open tag is the one expected: compare it in one go */
+   QSSIZE nameLen = 0;
+   if (r->depth != 0) {
+      const OpenTag& open = r->stack[r->depth - 1];
+      QSSIZE n = open.nameLen;
+      if (p + n < r->size && std::memcmp(r->data + open.nameOff, r->data + p, n) == 0 &&
+          !isNameChar(r->data[p + n]))
+         nameLen = n;
+   }
+   if (nameLen == 0) nameLen = nameLenAt(r, p);
    if (nameLen == 0) return SYMBOL_FAIL(p);
    QSSIZE nameOff = p;
    p += nameLen;
@@ -446,7 +496,7 @@ int readEndTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
 
 /* Character data up to the next tag (references resolved, CDATA sections
  * taken as they are, comments and processing instructions dropped, line
- * ends normalised to line feeds). No event when nothing remains. */
+ * ends kept as they are). No event when nothing remains. */
 int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
 {
    QSSIZE start = r->pos;
@@ -457,6 +507,7 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
       QSSIZE p = r->pos;
       QSOCTET c = r->data[p];
       if (c == '<') {
+         if (p + 1 < r->size && r->data[p + 1] != '!' && r->data[p + 1] != '?') break;
          if (startsWith(r, p, "<!--")) {
             int stat = skipTo(ctxt, r, 4, "-->");
             if (stat != 0) return stat;
@@ -491,14 +542,31 @@ int readChars(QSCTXT* ctxt, QSXmlReader* r, Event* ev, bool* produced)
       }
       /* Character data is taken byte for byte: line ends are not normalised, so a carriage
        * return in a string value, which the writer leaves unchanged, reads back as itself. */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
       QSSIZE q = p;
-      while (q < r->size) {
-         QSOCTET b = r->data[q];
-         if (b == '<' || b == '&') break;
-         if (allWs && !isWs(b)) allWs = false;
+      if (allWs) {
+         /* indentation: runs of spaces, eight at a time */
+         for (;;) {
+            while (q + 8 <= n) {
+               QSUINT64 w;
+               std::memcpy(&w, d + q, 8);
+               if (w != 0x2020202020202020ull) break;
+               q += 8;
+            }
+            if (q >= n) break;
+            QSOCTET cls = kClass.c[d[q]];
+            if ((cls & (kWs | kCharStop)) != kWs) break;
+            q++;
+         }
+      }
+      while (q < n) {
+         QSOCTET cls = kClass.c[d[q]];
+         if (cls & kCharStop) break;
+         if (!(cls & kWs)) allWs = false;
          q++;
       }
-      if (!t.append(r->data + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      if (!t.append(d + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       r->pos = q;
    }
    if (r->pos >= r->size) return EOF_FAIL();
@@ -581,9 +649,38 @@ int peekEvent(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
    return 0;
 }
 
+/* Whitespace up to a tag (not a comment, CDATA section or processing instruction) would give a
+ * whitespace event that the callers pass over: it is skipped without making the event. */
+inline void skipWsBeforeTag(QSXmlReader* r)
+{
+   if ((!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0) {
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE q = r->pos;
+      for (;;) {
+         if (q + 8 <= n) {
+            QSUINT64 w;
+            std::memcpy(&w, d + q, 8);
+            QSUINT64 x = w ^ 0x2020202020202020ull;
+            if (x == 0) {
+               q += 8;
+               continue;
+            }
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+            q += (QSSIZE)(__builtin_ctzll(x) >> 3);  /* the spaces before the first other byte */
+#endif
+         }
+         if (q >= n || !isWs(d[q])) break;
+         q++;
+      }
+      if (q + 1 < n && d[q] == '<' && d[q + 1] != '!' && d[q + 1] != '?') r->pos = q;
+   }
+}
+
 /* As peekEvent, passing over character data of whitespace only. */
 int peekEventNonWs(QSCTXT* ctxt, QSXmlReader* r, Event** pev)
 {
+   skipWsBeforeTag(r);
    for (;;) {
       int stat = peekEvent(ctxt, r, pev);
       if (stat != 0) return stat;
@@ -613,6 +710,37 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
 
 /* The index of the first table entry matching the start tag, or -1; a
  * wildcard entry (no name) matches when no named entry does. */
+/* When the next markup is a start tag <name> (no prefix, no attributes) whose name is that of a
+ * named row, makes its event as readStartTag would, comparing with the expected names instead of
+ * scanning the name first; the first such row, or (QSSIZE)-1 (nothing read). */
+QSSIZE readExpectedStartTag(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows)
+{
+   if (!(!r->hasCur || r->curDone) || r->errStat != 0 || r->pendingEnd || r->depth == 0) return (QSSIZE)-1;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   if (p + 1 >= n || d[p] != '<') return (QSSIZE)-1;
+   for (QSSIZE i = 0; i < nrows; i++) {
+      const QSXmlElemDescr& e = tab[i];
+      QSSIZE nl = (e.name != nullptr) ? e.nameLen : 0;
+      if (nl == 0 || p + 1 + nl >= n || d[p + 1 + nl] != '>' || d[p + 1] != (QSOCTET)e.name[0] ||
+          std::memcmp(d + p + 1, e.name, nl) != 0)
+         continue;
+      if (r->depth == r->stackCap) return (QSSIZE)-1;  /* growing the stack: the general path */
+      QSSIZE end = p + nl + 2;
+      r->stack[r->depth++] = OpenTag{ p + 1, nl, p, end };
+      r->rootSeen = true;
+      r->pendingEnd = false;
+      r->pos = end;
+      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, p + 1, nl, p, end, false, false };
+      r->hasCur = true;
+      r->curDone = false;
+      ctxt->buffer.byteIndex = end;
+      return i;
+   }
+   return (QSSIZE)-1;
+}
+
 QSSIZE matchEntry(const QSXmlReader* r, const Event& ev, const QSXmlElemDescr* tab, QSSIZE nrows)
 {
    QSSIZE off, len, plen;
@@ -677,6 +805,20 @@ int readContent(QSCTXT* ctxt, QSXmlReader* r)
    r->value.len = 0;
    r->valueOff = r->pos;
    bool first = true;
+   if ((!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0) {
+      /* the common case: plain text (no reference) right up to an end tag,
+       * taken as the value without making a character event */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE p = r->pos;
+      QSSIZE q = p;
+      while (q < n && !(kClass.c[d[q]] & kCharStop)) q++;
+      if (q > p && q + 1 < n && d[q] == '<' && d[q + 1] == '/') {
+         if (!r->value.append(d + p, q - p)) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         r->pos = q;
+         first = false;
+      }
+   }
    for (;;) {
       Event* ev;
       int stat = peekEvent(ctxt, r, &ev);
@@ -937,6 +1079,7 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
    for (;;) {
       Event* ev;
+      skipWsBeforeTag(r);  /* character data is passed over here */
       stat = peekEvent(ctxt, r, &ev);
       if (stat != 0) return XML_LOG(ctxt, stat);
       switch (ev->type) {
@@ -977,6 +1120,8 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (r->level < lvl) return QSXML_END_OF_CONTENT;
+   skipWsBeforeTag(r);
+   QSSIZE expected = readExpectedStartTag(ctxt, r, tab, nrows);
    for (;;) {
       Event* ev;
       stat = peekEventNonWs(ctxt, r, &ev);
@@ -1004,7 +1149,8 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_START_TAG, XML_MODULE, __LINE__);
          return RTERR_XML_UNEXPECTED_START_TAG;
       }
-      QSSIZE i = matchEntry(r, *ev, tab, nrows);
+      QSSIZE i = (expected != (QSSIZE)-1) ? expected : matchEntry(r, *ev, tab, nrows);
+      expected = (QSSIZE)-1;
       if (i != (QSSIZE)-1) {
          markDone(r);
          bool wildcard = (tab[i].name == nullptr || tab[i].nameLen == 0);

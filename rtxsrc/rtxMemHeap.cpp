@@ -594,6 +594,7 @@ void* rtxMemHeapRealloc(QSCTXT* ctxt, void* mem, size_t nbytes)
 
 void rtxMemHeapFreePtr(QSCTXT* ctxt, void* mem)
 {
+   if (mem == nullptr) return;  /* the generated decoders free keys that are mostly null */
    QSMemHeap* heap = heapOf(ctxt);
    if (heap == nullptr || (heap->flags & RT_MH_STATIC)) return;
    rtxMemHeapAutoPtrUnref(ctxt, mem);

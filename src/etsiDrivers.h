@@ -6,7 +6,10 @@
 
 #include <string.h>
 
+#include <new>
+
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtsrc/ASN1XType.h"
 #include "rtxsrc/QSRTInputStream.h"
 #include "rtxsrc/rtxError.h"
 
@@ -22,6 +25,39 @@ inline void copyErrorText(QSCTXT* ctxt, char** err)
    *err = copy;
 }
 
+// Drops the value's hold on its context before the value dies, so that its destructor does not
+// free the decoded contents piece by piece: they live on the context's heap, which goes as a
+// whole with the last buffer.
+struct ReleaseValue {
+   ASN1TPDU& value;
+   ~ReleaseValue() { value.setContext(nullptr); }
+};
+
+// Writes the text of the decoded value straight into an array for the caller, sized from the
+// input (the indented text runs to some 35 to 75 characters per UPER byte): no growing of a
+// buffer and no copy afterwards. Null when that does not work out (the text needs more room, or
+// the encoder fails); the caller then takes the general path, which also produces the error
+// report of a failure exactly as before.
+template <class X, class E>
+char* encodeDirect(X& control, size_t len)
+{
+   size_t cap = len * 80 + 512;
+   char* text = new (std::nothrow) char[cap];
+   if (text == nullptr) return nullptr;
+   {
+      E textBuf((unsigned char*)text, cap);
+      if (textBuf.getStatus() == 0 && control.EncodeTo(textBuf) == 0) {
+         size_t n = textBuf.getMsgLen();
+         if (n < cap) {
+            text[n] = 0;
+            return text;
+         }
+      }
+   }
+   delete[] text;
+   return nullptr;
+}
+
 template <class T, class X, class E>
 int to_text(const char* data, size_t len, char** out, char** err, bool trace)
 {
@@ -29,8 +65,8 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
    *err = nullptr;
    ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0);
    T value;
+   ReleaseValue release{ value };
    X control(perBuf, value);
-   E textBuf;
    if (trace) {
       perBuf.setTrace(1);
       perBuf.setDiag(1);
@@ -41,6 +77,12 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
       copyErrorText(control.getCtxtPtr(), err);
       return stat;
    }
+   char* direct = encodeDirect<X, E>(control, len);
+   if (direct != nullptr) {
+      *out = direct;
+      return 0;
+   }
+   E textBuf;
    stat = control.EncodeTo(textBuf);
    if (stat != 0) {
       copyErrorText(textBuf.getCtxtPtr(), err);
@@ -61,6 +103,7 @@ int from_text(const char* text, char** out, size_t* outLen, char** err, bool tra
    *outLen = 0;
    *err = nullptr;
    T value;
+   ReleaseValue release{ value };
    X control(value);
    ASN1PEREncodeBuffer perBuf(0);
    if (trace) {
