@@ -66,8 +66,9 @@ struct DigitPairs {
 };
 constexpr DigitPairs kPairs;
 
-/* Digits of value at the end of buf[24]; returns the start. */
-inline char* formatUInt64(char* end, QSUINT64 value)
+}  // namespace
+
+char* rtxTxtFormatUInt64(char* end, QSUINT64 value)
 {
    char* p = end;
    while (value >= 100) {
@@ -86,11 +87,13 @@ inline char* formatUInt64(char* end, QSUINT64 value)
    return p;
 }
 
+namespace {
+
 int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
 {
    char buf[24];
    char* end = buf + sizeof(buf);
-   char* p = formatUInt64(end, magnitude);
+   char* p = rtxTxtFormatUInt64(end, magnitude);
    if (negative) *--p = '-';
    QSSIZE n = (QSSIZE)(end - p);
    int stat = reserve(ctxt, n);

@@ -31,6 +31,10 @@ QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt);
 /* ---- writers ---------------------------------------------------------------------------------- */
 
 /* Decimal digits, "-" in front of negative values, no plus sign. */
+/* Decimal digits of value written backwards ending at end (room for 20 digits before it);
+ * returns the first digit. Two digits per division. */
+char* rtxTxtFormatUInt64(char* end, QSUINT64 value);
+
 int rtxTxtWriteInt(QSCTXT* ctxt, QSINT32 value);
 int rtxTxtWriteUInt(QSCTXT* ctxt, QSUINT32 value);
 int rtxTxtWriteInt64(QSCTXT* ctxt, QSINT64 value);

@@ -9,6 +9,7 @@
 
 #include <cstring>
 
+#include "rtjsonsrc/rtxText.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
 #include "rtxsrc/rtxMemory.h"
@@ -265,46 +266,13 @@ int encValueText(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* e
    return 0;
 }
 
-/* Decimal text of a value with its sign into the end of buf; returns the
- * first character. */
-/* "00" .. "99": two digits per division. */
-struct DigitPairs {
-   char d[200];
-   constexpr DigitPairs() : d()
-   {
-      for (int i = 0; i < 100; i++) {
-         d[2 * i] = (char)('0' + i / 10);
-         d[2 * i + 1] = (char)('0' + i % 10);
-      }
-   }
-};
-constexpr DigitPairs kPairs;
-
-char* formatUInt64(char* end, QSUINT64 v)
-{
-   char* p = end;
-   while (v >= 100) {
-      unsigned pair = (unsigned)(v % 100);
-      v /= 100;
-      p -= 2;
-      std::memcpy(p, kPairs.d + 2 * pair, 2);
-   }
-   if (v >= 10) {
-      p -= 2;
-      std::memcpy(p, kPairs.d + 2 * v, 2);
-   }
-   else {
-      *--p = (char)('0' + v);
-   }
-   return p;
-}
-
+/* An integer element: the decimal text of the value with its sign. */
 int encInt64(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const QSUTF8CHAR* elemName,
              const QSXmlNamespace* pNS)
 {
    char buf[24];
    char* end = buf + sizeof(buf);
-   char* p = formatUInt64(end, magnitude);
+   char* p = rtxTxtFormatUInt64(end, magnitude);
    if (negative) *--p = '-';
    int stat = encValueText(ctxt, p, (QSSIZE)(end - p), elemName, pNS);
    if (stat != 0) return XML_LOG(ctxt, stat);
