@@ -15,6 +15,7 @@
 
 #include "apps/capture/capture.h"
 #include "apps/cli_text.h"
+#include "src/etsiConversions.h"
 #include "src/etsi_v2x.h"
 
 namespace {
@@ -25,25 +26,9 @@ using cli::oneLine;
 using cli::toHex;
 using cli::xmlOneLine;
 
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-struct Message {
-   const char* name;
-   ToText toJson;
-   FromText fromJson;
-   ToText toXml;
-   FromText fromXml;
-};
-
-#define ETSI_MESSAGE(M) { #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
-
-const Message kMessages[] = {
-   ETSI_MESSAGE(CAM), ETSI_MESSAGE(DENM), ETSI_MESSAGE(SPATEM), ETSI_MESSAGE(MAPEM),
-   ETSI_MESSAGE(IVIM), ETSI_MESSAGE(SREM), ETSI_MESSAGE(SSEM),
-};
-
-#undef ETSI_MESSAGE
+typedef etsi::ToText ToText;
+typedef etsi::FromText FromText;
+typedef etsi::Conversions Message;
 
 enum class Form { Json, Xml };
 
@@ -194,9 +179,7 @@ int main(int argc, char** argv)
    if (args.size() < 2) return usageError("MESSAGE and DIRECTION are required");
    if (args.size() > 3) return usageError("too many arguments");
 
-   const Message* m = nullptr;
-   for (const Message& candidate : kMessages)
-      if (strcasecmp(candidate.name, args[0].c_str()) == 0) m = &candidate;
+   const Message* m = etsi::conversionsOf(args[0].c_str());
    if (m == nullptr) return usageError("unknown message '" + args[0] + "'");
    const std::string& dir = args[1];
    bool toText = dir == "to-json" || dir == "to-xml";

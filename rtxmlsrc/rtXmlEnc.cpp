@@ -349,6 +349,35 @@ int rtXmlEncIndent(QSCTXT* ctxt)
 
 /* ---- tags ------------------------------------------------------------------------------------- */
 
+/* A whole tag line when the buffer has room for it: a line feed (when asked), the indentation,
+ * "<" or "</", the prefix and ':', the name, ">". False, with nothing written, otherwise. */
+static bool putTagLine(QSCTXT* ctxt, bool newLine, QSUTF8CHAR indentChar, QSSIZE nindent, bool endTag,
+                       const char* prefix, const QSUTF8CHAR* name)
+{
+   QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
+   QSSIZE nlen = (QSSIZE)std::strlen((const char*)name);
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data == nullptr || b.byteIndex + (newLine ? 1 : 0) + nindent + plen + nlen + (endTag ? 4 : 3) > b.size)
+      return false;
+   QSOCTET* p = b.data + b.byteIndex;
+   if (newLine) *p++ = '\n';
+   p = putIndentChars(p, indentChar, nindent);
+   *p++ = '<';
+   if (endTag) *p++ = '/';
+   if (prefix != nullptr) {
+      std::memcpy(p, prefix, plen - 1);
+      p += plen - 1;
+      *p++ = ':';
+   }
+   std::memcpy(p, name, nlen);
+   p += nlen;
+   *p++ = '>';
+   *p = 0;
+   b.byteIndex = (QSSIZE)(p - b.data);
+   ctxt->lastChar = '>';
+   return true;
+}
+
 int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
                          QSRTDList* pNSAttrs, QSBOOL terminate)
 {
@@ -371,28 +400,9 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
       bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
       bool newLine = indent && ctxt->xmlState != QSXMLINIT;
       QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
-      const char* prefix = prefixOf(pNS);
-      QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
-      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSRTBuffer& b = ctxt->buffer;
-      if (b.data != nullptr && b.byteIndex + (newLine ? 1 : 0) + nindent + plen + nlen + 3 <= b.size) {
+      if (putTagLine(ctxt, newLine, info->indentChar, nindent, false, prefixOf(pNS), elemName)) {
          stat = rtxCtxtPushElemName(ctxt, elemName);
          if (stat != 0) return XML_LOG(ctxt, stat);
-         QSOCTET* p = b.data + b.byteIndex;
-         if (newLine) *p++ = '\n';
-         p = putIndentChars(p, info->indentChar, nindent);
-         *p++ = '<';
-         if (prefix != nullptr) {
-            std::memcpy(p, prefix, plen - 1);
-            p += plen - 1;
-            *p++ = ':';
-         }
-         std::memcpy(p, elemName, nlen);
-         p += nlen;
-         *p++ = '>';
-         *p = 0;
-         b.byteIndex = (QSSIZE)(p - b.data);
-         ctxt->lastChar = '>';
          ctxt->xmlDepth++;
          ctxt->xmlState = QSXMLSTART;
          return 0;
@@ -464,27 +474,7 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
       const QSXmlCtxtInfo* info = infoOf(ctxt);
       bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
       QSSIZE nindent = indent ? (QSSIZE)info->indent * (ctxt->xmlDepth - 1) : 0;
-      const char* prefix = prefixOf(pNS);
-      QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
-      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-      QSRTBuffer& b = ctxt->buffer;
-      if (b.data != nullptr && b.byteIndex + (indent ? 1 : 0) + nindent + plen + nlen + 4 <= b.size) {
-         QSOCTET* p = b.data + b.byteIndex;
-         if (indent) *p++ = '\n';
-         p = putIndentChars(p, info->indentChar, nindent);
-         *p++ = '<';
-         *p++ = '/';
-         if (prefix != nullptr) {
-            std::memcpy(p, prefix, plen - 1);
-            p += plen - 1;
-            *p++ = ':';
-         }
-         std::memcpy(p, elemName, nlen);
-         p += nlen;
-         *p++ = '>';
-         *p = 0;
-         b.byteIndex = (QSSIZE)(p - b.data);
-         ctxt->lastChar = '>';
+      if (putTagLine(ctxt, indent, info->indentChar, nindent, true, prefixOf(pNS), elemName)) {
          ctxt->xmlDepth--;
          rtxCtxtPopElemName(ctxt);
          return 0;

@@ -10,33 +10,12 @@
 
 #include "apps/capture/geonet.h"
 #include "apps/cli_text.h"
+#include "src/etsiConversions.h"
 #include "src/etsi_v2x.h"
 
 namespace capture {
 
 namespace {
-
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-
-struct Converter {
-   const char* name;
-   ToText toJson;
-   ToText toXml;
-};
-
-#define ETSI_CONVERTER(M) { #M, etsi_##M##_to_json, etsi_##M##_to_xml }
-const Converter kConverters[] = {
-   ETSI_CONVERTER(CAM), ETSI_CONVERTER(DENM), ETSI_CONVERTER(SPATEM), ETSI_CONVERTER(MAPEM),
-   ETSI_CONVERTER(IVIM), ETSI_CONVERTER(SREM), ETSI_CONVERTER(SSEM),
-};
-#undef ETSI_CONVERTER
-
-const Converter* converterFor(const char* name)
-{
-   for (const Converter& c : kConverters)
-      if (strcmp(c.name, name) == 0) return &c;
-   return nullptr;
-}
 
 // A JSON string: quotes, backslashes and control characters escaped, other bytes as they are.
 void appendString(std::string& o, const char* s, size_t n)
@@ -210,7 +189,7 @@ bool readFile(const std::string& path, const Options& options, Totals& totals, P
          emit(o);
          continue;
       }
-      const Converter* c = converterFor(p.message);
+      const etsi::Conversions* c = etsi::conversionsOf(p.message);
       char* out = nullptr;
       char* err = nullptr;
       int stat = (options.output == Output::Xml ? c->toXml : c->toJson)((const char*)p.payload, p.payloadLength,

@@ -16,26 +16,13 @@
 
 #include "rtpersrc/asn1per.h"
 #include "src/etsi/testsupport/etsiTestSupport.h"
+#include "src/etsiConversions.h"
 #include "src/etsi_v2x.h"
 
 namespace {
 
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-struct Conv {
-   int id;
-   const char* name;
-   ToText toJson;
-   FromText fromJson;
-   ToText toXml;
-   FromText fromXml;
-};
-
-#define CONV(ID, M) { ID, #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
-const Conv convs[] = { CONV(1, DENM), CONV(2, CAM), CONV(4, SPATEM), CONV(5, MAPEM), CONV(6, IVIM),
-                       CONV(9, SREM), CONV(10, SSEM) };
-#undef CONV
+typedef etsi::ToText ToText;
+typedef etsi::FromText FromText;
 
 bool readFile(const char* path, std::string* out)
 {
@@ -125,9 +112,7 @@ int main(int argc, char** argv)
       return 1;
    }
    long n = atol(argv[3]);
-   const Conv* conv = nullptr;
-   for (const Conv& c : convs)
-      if (c.id == (unsigned char)uper[1]) conv = &c;
+   const etsi::Conversions* conv = etsi::conversionsOfId((unsigned char)uper[1]);
    if (conv == nullptr) {
       fprintf(stderr, "bench_instr: unknown message identifier %d\n", (unsigned char)uper[1]);
       return 1;

@@ -21,6 +21,7 @@
 #include "rtpersrc/asn1per.h"
 #include "src/etsi/testsupport/etsiTestSupport.h"
 #include "src/etsi_v2x.h"
+#include "apps/cli_text.h"
 #include "tests/support/conversions.h"
 
 namespace etsifuzz {
@@ -56,17 +57,6 @@ inline void fromText(const Message& m, Form form, const char* text, Result& r)
 {
    fprintf(stderr, "fixed point violated (%s): %s\n--- first\n%s\n--- second\n%s\n", m.name, what, a.c_str(), b.c_str());
    abort();
-}
-
-inline std::string hex(const char* p, size_t n)
-{
-   static const char digits[] = "0123456789abcdef";
-   std::string s;
-   for (size_t i = 0; i < n; i++) {
-      s += digits[(unsigned char)p[i] >> 4];
-      s += digits[(unsigned char)p[i] & 15];
-   }
-   return s;
 }
 
 // The JSON forms that are not fixed points, by design of the JSON form:
@@ -225,14 +215,15 @@ inline void textIn(Form form, const uint8_t* data, size_t size)
    if (bytes.status != 0) return;
    Result text;
    toText(m, form, bytes.out, bytes.outLen, text);
-   if (text.status != 0) violation(m, "the bytes written do not convert to text", hex(bytes.out, bytes.outLen), text.err);
+   if (text.status != 0) violation(m, "the bytes written do not convert to text", cli::toHex(bytes.out, bytes.outLen), text.err);
    if (form == JSON ? exemptJson(text.out) : holdsOpaqueXml(text.out)) return;
    Result again;
    fromText(m, form, text.out, again);
    if (again.status != 0 && form == JSON && keepsBrokenKey(m, bytes)) return;
    if (again.status != 0) violation(m, "the text of the bytes does not read back", text.out, again.err);
    if (again.outLen != bytes.outLen || memcmp(again.out, bytes.out, bytes.outLen) != 0)
-      violation(m, "the bytes differ after a round trip", hex(bytes.out, bytes.outLen), hex(again.out, again.outLen));
+      violation(m, "the bytes differ after a round trip", cli::toHex(bytes.out, bytes.outLen),
+                cli::toHex(again.out, again.outLen));
 }
 
 }  // namespace etsifuzz

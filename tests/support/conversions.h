@@ -1,40 +1,20 @@
-// The 28 exported conversions as one table of the seven messages, and the result of one call.
+// The table of the exported conversions under the names the tests use, and the result of one call.
 // Shared by the tests, the fuzz targets, the bounds tests and the soak.
 #ifndef ETSI_TEST_CONVERSIONS_H
 #define ETSI_TEST_CONVERSIONS_H
 
-#include <string.h>
-
 #include <string>
 
-#include "src/etsi_v2x.h"
+#include "src/etsiConversions.h"
 
-typedef int (*ToText)(const char*, size_t, char**, char**, bool);
-typedef int (*FromText)(const char*, char**, size_t*, char**, bool);
-
-struct Message {
-   const char* name;
-   ToText toJson;
-   FromText fromJson;
-   ToText toXml;
-   FromText fromXml;
-};
-
-#define ETSI_TEST_MESSAGE(M) { #M, etsi_##M##_to_json, etsi_##M##_from_json, etsi_##M##_to_xml, etsi_##M##_from_xml }
-static const Message kMessages[] = {
-   ETSI_TEST_MESSAGE(CAM),  ETSI_TEST_MESSAGE(DENM), ETSI_TEST_MESSAGE(SPATEM), ETSI_TEST_MESSAGE(MAPEM),
-   ETSI_TEST_MESSAGE(IVIM), ETSI_TEST_MESSAGE(SREM), ETSI_TEST_MESSAGE(SSEM),
-};
-#undef ETSI_TEST_MESSAGE
-static const size_t kMessageCount = sizeof(kMessages) / sizeof(kMessages[0]);
+typedef etsi::ToText ToText;
+typedef etsi::FromText FromText;
+typedef etsi::Conversions Message;
+static const Message* const kMessages = etsi::kConversions;
+static const size_t kMessageCount = etsi::kConversionCount;
 
 // The message of that name, or null.
-inline const Message* messageByName(const std::string& name)
-{
-   for (const Message& m : kMessages)
-      if (name == m.name) return &m;
-   return nullptr;
-}
+inline const Message* messageByName(const std::string& name) { return etsi::conversionsOf(name.c_str()); }
 
 // One call's results, released on destruction.
 struct Result {

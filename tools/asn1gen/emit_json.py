@@ -236,11 +236,7 @@ class JsonEmitter(TextEmitter):
             if c.has_size() and not c.size_ext:
                 w.line("if (%s.numocts > %d) return LOG_RTERR(ctxt, RTERR_MAX_STRING_ITEMS_EXCEEDED);" % (expr, c.size_hi))
                 if c.size_lo > 0:
-                    w.line("if (%s.numocts < %d) {" % (expr, c.size_lo))
-                    w.line("   rtxErrAddElemNameParm(ctxt);")
-                    w.line("   rtxErrAddUIntParm(ctxt, %s.numocts);" % expr)
-                    w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
-                    w.line("}")
+                    self.violation(w, ["%s.numocts < %d" % (expr, c.size_lo)], "rtxErrAddUIntParm(ctxt, %s.numocts)" % expr)
         elif k == "STRING":
             self.check(w, "rtJsonDecStringValue(ctxt, &%s)" % expr)
             if c.has_size() and not c.size_ext:
@@ -249,11 +245,9 @@ class JsonEmitter(TextEmitter):
                 conds = ["nbytes > %d" % c.size_hi]
                 if c.size_lo > 0:
                     conds.insert(0, "nbytes < %d" % c.size_lo)
-                w.line("   if (%s) {" % " || ".join(conds))
-                w.line("      rtxErrAddElemNameParm(ctxt);")
-                w.line("      rtxErrAddSizeParm(ctxt, nbytes);")
-                w.line("      return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
-                w.line("   }")
+                w.indent()
+                self.violation(w, conds, "rtxErrAddSizeParm(ctxt, nbytes)")
+                w.dedent()
                 w.line("}")
         elif k == "OPEN":
             w.line("{")

@@ -90,8 +90,12 @@ class TextEmitter:
         conds = range_conds(int_ctype(c), c.lo, c.hi, expr)
         if not conds:
             return
+        self.violation(w, conds, "rtxErrAddInt64Parm(ctxt, (QSINT64)%s)" % expr)
+
+    def violation(self, w, conds, parm):
+        """A constraint check of a decoded value: the element name and one parameter recorded."""
         w.line("if (%s) {" % " || ".join(conds))
         w.line("   rtxErrAddElemNameParm(ctxt);")
-        w.line("   rtxErrAddInt64Parm(ctxt, (QSINT64)%s);" % expr)
+        w.line("   %s;" % parm)
         w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
         w.line("}")

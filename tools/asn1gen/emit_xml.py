@@ -231,11 +231,7 @@ class XmlEmitter(TextEmitter):
         conds = range_conds("QSUINT32", c.size_lo, c.size_hi, count)
         if not conds:
             return
-        w.line("if (%s) {" % " || ".join(conds))
-        w.line("   rtxErrAddElemNameParm(ctxt);")
-        w.line("   rtxErrAddSizeParm(ctxt, (QSSIZE)%s);" % count)
-        w.line("   return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);")
-        w.line("}")
+        self.violation(w, conds, "rtxErrAddSizeParm(ctxt, (QSSIZE)%s)" % count)
 
     def dec_inline(self, w, rt, expr):
         k = rt.kind
