@@ -7,6 +7,7 @@
 
 #include "rtpersrc/asn1per.h"
 #include "src/etsi/testsupport/etsiTestSupport.h"
+#include "src/etsiConversions.h"
 
 int main(int argc, char** argv)
 {
@@ -23,11 +24,8 @@ int main(int argc, char** argv)
    }
    // The header as a real sender fills it: tshark picks its schema by protocol version and
    // message identifier, which open every message as its first two octets.
-   static const struct { const char* name; int id; } ids[] = {
-      { "DENM", 1 }, { "CAM", 2 }, { "SPATEM", 4 }, { "MAPEM", 5 }, { "IVIM", 6 }, { "SREM", 9 }, { "SSEM", 10 } };
-   int messageID = -1;
-   for (const auto& e : ids)
-      if (strcmp(e.name, argv[1]) == 0) messageID = e.id;
+   const etsi::Conversions* conv = etsi::conversionsOf(argv[1]);
+   int messageID = conv != nullptr ? conv->messageId : -1;
    Asn1Random r(strtoull(argv[3], nullptr, 10));
    r.textSafe = true;
    r.rich = argc == 5;
