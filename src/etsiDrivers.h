@@ -77,7 +77,9 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
       copyErrorText(control.getCtxtPtr(), err);
       return stat;
    }
-   char* direct = encodeDirect<X, E>(control, len);
+   // Sized from the bytes the message took, not from the input: bytes after it are padding.
+   size_t used = (size_t)control.getCtxtPtr()->buffer.byteIndex + 1;
+   char* direct = encodeDirect<X, E>(control, used < len ? used : len);
    if (direct != nullptr) {
       *out = direct;
       return 0;

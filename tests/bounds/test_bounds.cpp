@@ -129,6 +129,27 @@ TEST(HeapBounds, PerInputOfAnyContent)
    }
 }
 
+// Bytes after the end of a PER message (capture padding) are not read, so they must not cost
+// memory either: the peak stays that of the message alone.
+TEST(HeapBounds, BytesAfterThePerMessageCostNothing)
+{
+   for (size_t i = 0; i < kMessageCount; i++) {
+      const Message& m = kMessages[i];
+      std::string hex = example(m.name, ".hex"), per;
+      for (size_t k = 0; k + 1 < hex.size(); k += 2) {
+         while (k + 1 < hex.size() && !isxdigit((unsigned char)hex[k])) k++;
+         if (k + 1 < hex.size()) per += (char)std::stoi(hex.substr(k, 2), nullptr, 16);
+      }
+      for (bool xml : { false, true }) {
+         Peak alone = perPeak(m, xml, per);
+         Peak padded = perPeak(m, xml, per + std::string(262144, '\0'));
+         ASSERT_EQ(0, alone.status) << m.name;
+         EXPECT_EQ(0, padded.status) << m.name;
+         EXPECT_LE(padded.bytes, alone.bytes + 4096) << m.name << (xml ? " to_xml" : " to_json");
+      }
+   }
+}
+
 // JSON text: long runs of whitespace, huge numbers, long strings and hex strings in
 // size-constrained types, deep nesting and many members kept as unknown.
 TEST(HeapBounds, JsonTextInput)
