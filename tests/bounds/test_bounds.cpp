@@ -17,6 +17,7 @@
 #include "tests/bounds/heap_meter.h"
 #include "tests/fuzz/fuzz_conversions.h"
 #include "tests/support/corpus.h"
+#include "tests/support/examples.h"
 
 namespace {
 
@@ -27,18 +28,6 @@ namespace {
 constexpr size_t kPerByte = 512;
 constexpr size_t kTextPerByte = 32;
 constexpr size_t kConstant = 64 * 1024;
-
-std::string sourceDir()
-{
-   const char* env = getenv("ETSI_SOURCE_DIR");
-   return env != nullptr ? env : ETSI_SOURCE_DIR;
-}
-
-std::string example(const char* message, const char* ext)
-{
-   std::ifstream in(sourceDir() + "/examples/" + message + ext, std::ios::binary);
-   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 struct Peak {
    size_t bytes;
@@ -135,11 +124,7 @@ TEST(HeapBounds, BytesAfterThePerMessageCostNothing)
 {
    for (size_t i = 0; i < kMessageCount; i++) {
       const Message& m = kMessages[i];
-      std::string hex = example(m.name, ".hex"), per;
-      for (size_t k = 0; k + 1 < hex.size(); k += 2) {
-         while (k + 1 < hex.size() && !isxdigit((unsigned char)hex[k])) k++;
-         if (k + 1 < hex.size()) per += (char)std::stoi(hex.substr(k, 2), nullptr, 16);
-      }
+      std::string per = examplePer(m.name);
       for (bool xml : { false, true }) {
          Peak alone = perPeak(m, xml, per);
          Peak padded = perPeak(m, xml, per + std::string(262144, '\0'));
@@ -155,7 +140,7 @@ TEST(HeapBounds, BytesAfterThePerMessageCostNothing)
 TEST(HeapBounds, JsonTextInput)
 {
    const Message& cam = message("CAM");
-   const std::string base = example("CAM", ".json");
+   const std::string base = exampleText("CAM", ".json");
    const std::string params = "\"camParameters\": {";
    for (size_t n : { 10000u, 1000000u }) {
       std::string ws = insertAfter(base, params, std::string(n, ' '));
@@ -174,14 +159,14 @@ TEST(HeapBounds, JsonTextInput)
       EXPECT_WITHIN(textPeak(cam, false, longKey), longKey.size(), kTextPerByte, "CAM from_json, long unknown key");
    }
    const Message& srem = message("SREM");
-   const std::string sremBase = example("SREM", ".json");
+   const std::string sremBase = exampleText("SREM", ".json");
    for (size_t n : { 10000u, 1000000u }) {
       // The name of a requestor is a DescriptiveName, at most 63 characters.
       std::string name = insertAfter(sremBase, "\"requestor\": {", "\"name\": \"" + std::string(n, 'x') + "\", ");
       EXPECT_WITHIN(textPeak(srem, false, name), name.size(), kTextPerByte, "SREM from_json, long string (SIZE 1..63)");
    }
    const Message& denm = message("DENM");
-   const std::string denmBase = example("DENM", ".json");
+   const std::string denmBase = exampleText("DENM", ".json");
    for (size_t n : { 10000u, 1000000u }) {
       std::string hex = std::string(n, 'a');
       std::string big = replaceFirst(denmBase, "\"protocolVersion\": 2", "\"protocolVersion\": \"" + hex + "\"");
@@ -193,7 +178,7 @@ TEST(HeapBounds, JsonTextInput)
 TEST(HeapBounds, XmlTextInput)
 {
    const Message& cam = message("CAM");
-   const std::string base = example("CAM", ".xml");
+   const std::string base = exampleText("CAM", ".xml");
    const std::string params = "<camParameters>";
    const std::string paramsEnd = "</lowFrequencyContainer>";   // unknown elements go after the last member
    for (size_t n : { 10000u, 1000000u }) {
@@ -217,7 +202,7 @@ TEST(HeapBounds, XmlTextInput)
       EXPECT_WITHIN(textPeak(cam, true, attrs), attrs.size(), kTextPerByte, "CAM from_xml, many attributes");
    }
    const Message& srem = message("SREM");
-   const std::string sremBase = example("SREM", ".xml");
+   const std::string sremBase = exampleText("SREM", ".xml");
    for (size_t n : { 10000u, 1000000u }) {
       std::string name = replaceFirst(sremBase, "<name>", "<name>" + std::string(n, 'x'));
       EXPECT_WITHIN(textPeak(srem, true, name), name.size(), kTextPerByte, "SREM from_xml, long string (SIZE 1..63)");

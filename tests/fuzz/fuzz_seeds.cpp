@@ -21,6 +21,7 @@
 #include "src/etsi/testsupport/etsiTestSupport.h"
 #include "tests/fuzz/fuzz_conversions.h"
 #include "tests/support/corpus.h"
+#include "tests/support/examples.h"
 
 namespace fs = std::filesystem;
 
@@ -109,16 +110,6 @@ size_t messageIndex(const std::string& name)
    return kMessageCount;
 }
 
-std::vector<unsigned char> readHexFile(const std::string& path)
-{
-   std::ifstream in(path);
-   std::string text, hex;
-   while (std::getline(in, text))
-      for (char c : text)
-         if (isxdigit((unsigned char)c)) hex += c;
-   return bytesOf(hex);
-}
-
 // Random values of one message, from the generator's own random value functions. Half of them
 // stay within what the text forms carry, the other half may hold unknown extensions and regions.
 void addRandom(Seeds& seeds, size_t message, int count)
@@ -158,11 +149,9 @@ int main(int argc, char** argv)
    for (const char* target : { "uper_to_json", "json_to_uper", "uper_to_xml", "xml_to_uper" })
       fs::create_directories(seeds.root / target);
 
-   const char* sourceEnv = getenv("ETSI_SOURCE_DIR");
-   std::string sourceDir = sourceEnv != nullptr ? sourceEnv : ETSI_SOURCE_DIR;
    for (size_t i = 0; i < kMessageCount; i++) {
-      std::vector<unsigned char> bytes = readHexFile(sourceDir + "/examples/" + kMessages[i].name + ".hex");
-      if (!bytes.empty()) seeds.add(i, std::string("example-") + kMessages[i].name, bytes);
+      std::string per = examplePer(kMessages[i].name);
+      if (!per.empty()) seeds.add(i, std::string("example-") + kMessages[i].name, std::vector<unsigned char>(per.begin(), per.end()));
    }
    size_t corpusCount = 0;
    for (const CorpusMessage& m : loadCorpus()) {

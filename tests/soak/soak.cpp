@@ -21,6 +21,7 @@
 
 #include "src/etsi_v2x.h"
 #include "tests/fuzz/fuzz_conversions.h"
+#include "tests/support/examples.h"
 
 namespace {
 
@@ -31,33 +32,16 @@ struct Input {
    std::string data;
 };
 
-std::string readText(const std::string& path)
-{
-   std::ifstream in(path, std::ios::binary);
-   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-std::string bytesOfHex(const std::string& text)
-{
-   std::string hex, out;
-   for (char c : text)
-      if (isxdigit((unsigned char)c)) hex += c;
-   for (size_t i = 0; i + 1 < hex.size(); i += 2) out += (char)std::stoi(hex.substr(i, 2), nullptr, 16);
-   return out;
-}
-
 std::vector<Input> buildMix()
 {
-   const char* env = getenv("ETSI_SOURCE_DIR");
-   std::string dir = std::string(env != nullptr ? env : ETSI_SOURCE_DIR) + "/examples/";
    std::vector<Input> mix;
    for (size_t i = 0; i < kMessageCount; i++) {
       const Message* m = &kMessages[i];
-      std::string per = bytesOfHex(readText(dir + m->name + ".hex"));
-      std::string json = readText(dir + m->name + ".json");
-      std::string xml = readText(dir + m->name + ".xml");
+      std::string per = examplePer(m->name);
+      std::string json = exampleText(m->name, ".json");
+      std::string xml = exampleText(m->name, ".xml");
       if (per.empty() || json.empty() || xml.empty()) {
-         fprintf(stderr, "soak: missing example of %s in %s\n", m->name, dir.c_str());
+         fprintf(stderr, "soak: missing example of %s in %s\n", m->name, examplesDir().c_str());
          exit(2);
       }
       std::string cut = per.substr(0, per.size() / 2);
