@@ -13,37 +13,19 @@
 #include "rtxmlsrc/asn1XmlGen.h"
 #include "src/etsi/testsupport/etsiTestSupport.h"
 #include "src/etsi_v2x.h"
+#include "tests/support/examples.h"
 #include "tests/support/textConversions.h"
 
 namespace {
 
-struct XmlConversions {
-   ToText toXml;
-   FromText fromXml;
-};
-
-const std::map<std::string, XmlConversions>& conversions()
-{
-   static const std::map<std::string, XmlConversions> m = {
-      { "CAM", { etsi_CAM_to_xml, etsi_CAM_from_xml } },
-      { "DENM", { etsi_DENM_to_xml, etsi_DENM_from_xml } },
-      { "SPATEM", { etsi_SPATEM_to_xml, etsi_SPATEM_from_xml } },
-      { "MAPEM", { etsi_MAPEM_to_xml, etsi_MAPEM_from_xml } },
-      { "IVIM", { etsi_IVIM_to_xml, etsi_IVIM_from_xml } },
-      { "SREM", { etsi_SREM_to_xml, etsi_SREM_from_xml } },
-      { "SSEM", { etsi_SSEM_to_xml, etsi_SSEM_from_xml } },
-   };
-   return m;
-}
-
 void toXml(const std::string& msg, const std::string& bytes, Result* r)
 {
-   r->status = conversions().at(msg).toXml(bytes.data(), bytes.size(), &r->out, &r->err, false);
+   r->status = messageByName(msg)->toXml(bytes.data(), bytes.size(), &r->out, &r->err, false);
 }
 
 void fromXml(const std::string& msg, const std::string& text, Result* r)
 {
-   r->status = conversions().at(msg).fromXml(text.c_str(), &r->out, &r->outLen, &r->err, false);
+   r->status = messageByName(msg)->fromXml(text.c_str(), &r->out, &r->outLen, &r->err, false);
 }
 
 const EtsiTestType& typeNamed(const std::string& name)
@@ -91,10 +73,10 @@ bool hasBinext(const std::string& xml) { return xml.find("<binext>") != std::str
 
 void xmlForm(const std::string& type, ToText* to, FromText* from)
 {
-   auto it = conversions().find(type);
-   if (it == conversions().end()) return;
-   *to = it->second.toXml;
-   *from = it->second.fromXml;
+   const Message* m = messageByName(type);
+   if (m == nullptr) return;
+   *to = m->toXml;
+   *from = m->fromXml;
 }
 
 // An unknown extension addition is written as a binext element with its octets in hex; read
@@ -149,7 +131,7 @@ TEST(XmlRandom, MessagesPerToXmlToPer)
 {
    for (size_t i = 0; i < etsiTestTypeCount; i++) {
       const EtsiTestType& t = etsiTestTypes[i];
-      if (!t.message || conversions().count(t.name) == 0) continue;
+      if (!t.message || messageByName(t.name) == nullptr) continue;
       EXPECT_EQ(messagesRoundTrip(t, 1000, 7100 + i, false), 1000) << t.name;
       EXPECT_EQ(messagesRoundTrip(t, 150, 7300 + i, true), 150) << t.name;
    }
@@ -504,14 +486,12 @@ TEST(XmlReader, RegionalExtensions)
 TEST(XmlHostile, DamagedDocumentsFailCleanly)
 {
    // The bundled example of every message.
-   std::map<std::string, std::string> sample;
-   for (const auto& kv : conversions())
-      sample[kv.first] = str(readFile(std::string(ETSI_SOURCE_DIR) + "/examples/" + kv.first + ".xml"));
    Asn1Random r(77);
    int failures = 0, runs = 0;
-   for (const auto& kv : conversions()) {
-      const std::string& doc = sample[kv.first];
-      ASSERT_FALSE(doc.empty()) << kv.first;
+   for (size_t mi = 0; mi < kMessageCount; mi++) {
+      const std::string name = kMessages[mi].name;
+      const std::string doc = exampleText(name, ".xml");
+      ASSERT_FALSE(doc.empty()) << name;
       std::vector<std::string> inputs;
       for (size_t n = 0; n < doc.size(); n += 1 + doc.size() / 150) inputs.push_back(doc.substr(0, n));
       for (int i = 0; i < 300; i++) {
@@ -522,16 +502,16 @@ TEST(XmlHostile, DamagedDocumentsFailCleanly)
       std::string open, close;
       for (int i = 0; i < 200000; i++) open += "<a>";
       for (int i = 0; i < 200000; i++) close += "</a>";
-      inputs.push_back("<" + kv.first + ">" + open + close + "</" + kv.first + ">");
-      inputs.push_back("<" + kv.first + "><header>" + open);
-      inputs.push_back("<" + kv.first + "><header><protocolVersion>" + std::string(4000000, '7') +
-                       "</protocolVersion></header></" + kv.first + ">");
-      std::string many = "<" + kv.first + ">";
+      inputs.push_back("<" + name + ">" + open + close + "</" + name + ">");
+      inputs.push_back("<" + name + "><header>" + open);
+      inputs.push_back("<" + name + "><header><protocolVersion>" + std::string(4000000, '7') +
+                       "</protocolVersion></header></" + name + ">");
+      std::string many = "<" + name + ">";
       for (int i = 0; i < 100000; i++) many += "<x>text &amp; more</x>";
-      inputs.push_back(many + "</" + kv.first + ">");
+      inputs.push_back(many + "</" + name + ">");
       for (const std::string& in : inputs) {
          Result p;
-         fromXml(kv.first, in, &p);
+         fromXml(name, in, &p);
          runs++;
          if (p.status == 0) {
             EXPECT_NE(p.out, nullptr);
