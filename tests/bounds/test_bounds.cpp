@@ -15,7 +15,7 @@
 
 #include "src/etsi_v2x.h"
 #include "tests/bounds/heap_meter.h"
-#include "tests/fuzz/fuzz_conversions.h"
+#include "tests/support/conversions.h"
 #include "tests/support/corpus.h"
 #include "tests/support/examples.h"
 

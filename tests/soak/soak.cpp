@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "src/etsi_v2x.h"
-#include "tests/fuzz/fuzz_conversions.h"
+#include "tests/support/conversions.h"
 #include "tests/support/examples.h"
 
 namespace {
