@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Instructions per message under callgrind, beside the peer reference figures.
 
-    instructions.py BENCH_INSTR SHARED_DIR README [--jobs N] [--only MSG,...]
+    instructions.py BENCH_INSTR SHARED_DIR README [--jobs N] [--only MSG,...] [--directions D,...] [--no-linear]
 
 Each figure is (count of a run of 201 conversions - count of a run of 1) / 200, so the start of
 the program and the preparation of the input cancel out. The peer figures are read from the
@@ -73,7 +73,9 @@ def main():
     ap.add_argument("--jobs", type=int, default=2)
     ap.add_argument("--only", default="")
     ap.add_argument("--no-linear", action="store_true")
+    ap.add_argument("--directions", default="", help="comma-separated subset of " + ",".join(DIRECTIONS))
     args = ap.parse_args()
+    directions = [d for d in DIRECTIONS if not args.directions or d in args.directions.split(",")]
 
     only = set(args.only.split(",")) if args.only else None
     messages = [(m, os.path.join(args.shared, p)) for m, p in MESSAGES if only is None or m in only]
@@ -92,19 +94,19 @@ def main():
     jobs = {}
     with concurrent.futures.ThreadPoolExecutor(max_workers=max(1, args.jobs)) as pool:
         for name, path in messages + large:
-            for d in DIRECTIONS:
+            for d in directions:
                 jobs[(name, d)] = pool.submit(per_message, args.binary, d, path)
         results = {k: v.result() for k, v in jobs.items()}
 
     peers = peer_figures(args.readme)
     print("Instructions per message (callgrind, (201 runs - 1 run) / 200); ratio = peer / ours")
     print()
-    print("| message (UPER bytes) | " + " | ".join("%s ours / peer (ratio)" % d for d in DIRECTIONS) + " |")
-    print("|---|" + "---:|" * len(DIRECTIONS))
+    print("| message (UPER bytes) | " + " | ".join("%s ours / peer (ratio)" % d for d in directions) + " |")
+    print("|---|" + "---:|" * len(directions))
     worst = None
     for name, path in messages:
         cells = []
-        for d in DIRECTIONS:
+        for d in directions:
             ours = results[(name, d)]
             peer = peers.get((name, d))
             if peer:
@@ -121,12 +123,12 @@ def main():
     print()
     print("Instructions per UPER byte (linear cost: roughly flat from small to large messages)")
     print()
-    print("| message | UPER bytes | " + " | ".join(DIRECTIONS) + " |")
-    print("|---|---:|" + "---:|" * len(DIRECTIONS))
+    print("| message | UPER bytes | " + " | ".join(directions) + " |")
+    print("|---|---:|" + "---:|" * len(directions))
     for name, path in sorted(messages + large, key=lambda e: os.path.getsize(e[1])):
         size = os.path.getsize(path)
         print("| %s | %d | %s |" % (name, size,
-              " | ".join("%.0f" % (results[(name, d)] / size) for d in DIRECTIONS)))
+              " | ".join("%.0f" % (results[(name, d)] / size) for d in directions)))
     return 0
 
 
