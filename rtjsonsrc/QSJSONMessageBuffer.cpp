@@ -26,7 +26,12 @@ QSJSONEncodeBuffer::QSJSONEncodeBuffer() : QSJSONMessageBuffer(JSONEncode)
 }
 
 QSJSONEncodeBuffer::QSJSONEncodeBuffer(unsigned char* buf, size_t size)
-   : QSJSONMessageBuffer(JSONEncode)
+   : QSJSONEncodeBuffer(buf, size, nullptr)
+{
+}
+
+QSJSONEncodeBuffer::QSJSONEncodeBuffer(unsigned char* buf, size_t size, QSRTContext* pContext)
+   : QSJSONMessageBuffer(JSONEncode, pContext)
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr || getStatus() != 0) return;

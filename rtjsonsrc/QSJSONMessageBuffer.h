@@ -33,6 +33,9 @@ public:
    /* The caller's buffer of size bytes; it is never grown. */
    QSJSONEncodeBuffer(unsigned char* buf, size_t size);
 
+   /* As above, on the given context (shared, not copied). */
+   QSJSONEncodeBuffer(unsigned char* buf, size_t size, QSRTContext* pContext);
+
    ~QSJSONEncodeBuffer() override {}
 
    /* Starts a new message (byte index 0). */

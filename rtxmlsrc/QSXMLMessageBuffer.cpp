@@ -107,7 +107,12 @@ QSXMLEncodeBuffer::QSXMLEncodeBuffer() : QSXMLEncodeBase()
    if (stat != 0) setStatus(XML_LOG(ctxt, stat));
 }
 
-QSXMLEncodeBuffer::QSXMLEncodeBuffer(unsigned char* buf, size_t size) : QSXMLEncodeBase()
+QSXMLEncodeBuffer::QSXMLEncodeBuffer(unsigned char* buf, size_t size) : QSXMLEncodeBuffer(buf, size, nullptr)
+{
+}
+
+QSXMLEncodeBuffer::QSXMLEncodeBuffer(unsigned char* buf, size_t size, QSRTContext* pContext)
+   : QSXMLEncodeBase(pContext)
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr || getStatus() != 0) return;

@@ -73,6 +73,9 @@ public:
    /* The caller's buffer of size bytes; it is never grown. */
    QSXMLEncodeBuffer(unsigned char* buf, size_t size);
 
+   /* As above, on the given context (shared, not copied). */
+   QSXMLEncodeBuffer(unsigned char* buf, size_t size, QSRTContext* pContext);
+
    ~QSXMLEncodeBuffer() override {}
 
    /* Starts a new document (byte index 0, writer state reset). */

@@ -10,6 +10,10 @@ QSRTInputStream::QSRTInputStream() : QSRTCtxtHolder(nullptr)
 {
 }
 
+QSRTInputStream::QSRTInputStream(QSRTContext* pContext) : QSRTCtxtHolder(pContext)
+{
+}
+
 long QSRTInputStream::read(QSOCTET* buffer, size_t n)
 {
    QSCTXT* ctxt = getCtxtPtr();
@@ -22,6 +26,13 @@ QSBOOL QSRTInputStream::isInitialized()
 }
 
 QSRTMemoryInputStream::QSRTMemoryInputStream(const unsigned char* data, size_t length)
+   : QSRTMemoryInputStream(data, length, nullptr)
+{
+}
+
+QSRTMemoryInputStream::QSRTMemoryInputStream(const unsigned char* data, size_t length,
+                                             QSRTContext* pContext)
+   : QSRTInputStream(pContext)
 {
    QSCTXT* ctxt = getCtxtPtr();
    if (ctxt == nullptr) return;

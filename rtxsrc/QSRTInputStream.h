@@ -11,6 +11,8 @@
 class QSRTInputStream : public QSRTCtxtHolder {
 public:
    QSRTInputStream();
+   /* On the given context (shared), or on a new one of its own when null. */
+   explicit QSRTInputStream(QSRTContext* pContext);
    ~QSRTInputStream() override {}
 
    /* Reads up to n bytes; the number read (0 at the end) or a negative status. */
@@ -22,6 +24,8 @@ public:
 class QSRTMemoryInputStream : public QSRTInputStream {
 public:
    QSRTMemoryInputStream(const unsigned char* data, size_t length);
+   /* As above, on the given context (shared), or on a new one when null. */
+   QSRTMemoryInputStream(const unsigned char* data, size_t length, QSRTContext* pContext);
 
    /* A new stream over the memory (delete it when done), or null when there is no memory or
     * no heap: for buffers that take the caller's bytes as an owned stream. */

@@ -1,5 +1,6 @@
 #include "rtxsrc/rtxContext.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -26,7 +27,8 @@ inline bool isInitialized(const QSCTXT* ctxt)
 int rtxPreInitContext(QSCTXT* ctxt)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
-   std::memset(static_cast<void*>(ctxt), 0, sizeof(QSCTXT));
+   /* the inline element names and the heap record are written before they are read */
+   std::memset(static_cast<void*>(ctxt), 0, offsetof(QSCTXT, elemNameStack.inlineNames));
    rtxDListInit(&ctxt->errInfoList);
    rtxDListInit(&ctxt->containerStack);
    ctxt->initCode = QSCTXT_INIT_CODE;

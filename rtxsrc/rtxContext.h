@@ -76,6 +76,7 @@ struct QSRTErrInfo {
  * QS_ELEMNAME_INLINE levels; array elements keep their index and are formatted only when a
  * path is built. */
 #define QS_ELEMNAME_INLINE 32
+#define QS_HEAPRECORD_SIZE 128
 struct QSElemName {
    const QSUTF8CHAR* name;
    QSSIZE index;
@@ -97,7 +98,6 @@ struct QSCTXT {
    QSUINT32 initCode;
    QSUINT32 flags;
    struct QSRTStream* pStream;
-   QSElemNameStack elemNameStack;
    QSRTDList containerStack;       /* open containers of the codecs */
    const QSOCTET* key;             /* licence key (not owned) */
    QSSIZE keylen;
@@ -116,6 +116,12 @@ struct QSCTXT {
    rtxPrintCallback pPrintStrmCB;
    void* pPrintStrmCBArg;
    struct QSEventHandlerList* pEventHandlers;  /* named-event handlers of the decoders, or null */
+   /* Last, so that initialisation clears everything before the inline names and leaves them
+    * and the heap record to be written when used. */
+   QSElemNameStack elemNameStack;
+   /* Room for the heap record of the context's own default heap, which then needs no
+    * allocation of its own (see rtxMemHeapCreateExt). */
+   alignas(8) QSOCTET heapRecord[QS_HEAPRECORD_SIZE];
 };
 
 /* ---- life cycle ------------------------------------------------------------------------------- */

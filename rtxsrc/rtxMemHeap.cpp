@@ -405,10 +405,18 @@ int rtxMemHeapCreateExt(QSCTXT* ctxt, QSMemAllocFunc allocFunc, QSMemReallocFunc
                         QSMemFreeFunc freeFunc)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   /* The default heap of a context without one keeps its record in the room the context has
+    * for it instead of allocating it; the record is reported and released as an allocated one
+    * (flag 0x10000000), only the system allocator is not asked for it. Given functions, or a
+    * heap that replaces one still held, get a record allocated with the heap's function. */
+   static_assert(sizeof(QSMemHeap) <= QS_HEAPRECORD_SIZE, "heap record does not fit the context");
+   bool inContext = (ctxt->pMemHeap == nullptr && allocFunc == nullptr && reallocFunc == nullptr &&
+                     freeFunc == nullptr);
    if (allocFunc == nullptr) allocFunc = std::malloc;
    if (reallocFunc == nullptr) reallocFunc = std::realloc;
    if (freeFunc == nullptr) freeFunc = std::free;
-   QSMemHeap* heap = static_cast<QSMemHeap*>(allocFunc(sizeof(QSMemHeap)));
+   QSMemHeap* heap = inContext ? reinterpret_cast<QSMemHeap*>(ctxt->heapRecord)
+                               : static_cast<QSMemHeap*>(allocFunc(sizeof(QSMemHeap)));
    if (heap == nullptr) return RTERR_NO_DYNAMIC_MEMORY;
    if (ctxt->pMemHeap != nullptr) rtxMemHeapRelease(ctxt);
 
@@ -459,7 +467,8 @@ void rtxMemHeapRelease(QSCTXT* ctxt)
    if (heap == nullptr) return;
    if (--heap->refCnt == 0) {
       rtxMemHeapFreeAll(ctxt);
-      if (heap->flags & RT_MH_FREEHEAPDESC) heap->freeFunc(heap);
+      if ((heap->flags & RT_MH_FREEHEAPDESC) && static_cast<void*>(heap) != ctxt->heapRecord)
+         heap->freeFunc(heap);
       ctxt->pMemHeap = nullptr;
    }
 }

@@ -15,6 +15,15 @@
 
 namespace etsi {
 
+// A context on the driver's stack. The buffers, the control and the value take and drop their
+// references to it as usual; the one taken here keeps the count above zero, so none of them
+// deletes it, and it is freed when it goes out of scope, after all of them. This spares the
+// system allocator a context per buffer and call.
+class LocalContext : public QSRTContext {
+public:
+   LocalContext() { _ref(); }
+};
+
 // Copies the full error report of a context into a new array for the caller.
 inline void copyErrorText(QSCTXT* ctxt, char** err)
 {
@@ -45,7 +54,8 @@ char* encodeDirect(X& control, size_t len)
    char* text = new (std::nothrow) char[cap];
    if (text == nullptr) return nullptr;
    {
-      E textBuf((unsigned char*)text, cap);
+      LocalContext textCtx;
+      E textBuf((unsigned char*)text, cap, &textCtx);
       if (textBuf.getStatus() == 0 && control.EncodeTo(textBuf) == 0) {
          size_t n = textBuf.getMsgLen();
          if (n < cap) {
@@ -63,7 +73,8 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
 {
    *out = nullptr;
    *err = nullptr;
-   ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0);
+   LocalContext perCtx;
+   ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0, &perCtx);
    T value;
    ReleaseValue release{ value };
    X control(perBuf, value);
@@ -104,15 +115,20 @@ int from_text(const char* text, char** out, size_t* outLen, char** err, bool tra
    *out = nullptr;
    *outLen = 0;
    *err = nullptr;
+   // Two contexts: one shared by the input stream and the text buffer, which holds the decoded
+   // value, and one for the PER buffer, which the control shares; a control of its own would
+   // only ever hold its status.
+   LocalContext textCtx;
+   LocalContext perCtx;
    T value;
    ReleaseValue release{ value };
-   X control(value);
-   ASN1PEREncodeBuffer perBuf(0);
+   ASN1PEREncodeBuffer perBuf(nullptr, 0, 0, &perCtx);
+   X control(perBuf, value);
    if (trace) {
       perBuf.setTrace(1);
       perBuf.setDiag(1);
    }
-   QSRTMemoryInputStream input((const unsigned char*)text, text != nullptr ? strlen(text) : 0);
+   QSRTMemoryInputStream input((const unsigned char*)text, text != nullptr ? strlen(text) : 0, &textCtx);
    D textBuf(input);
    int stat = control.DecodeFrom(textBuf, 0);
    if (stat != 0) {
