@@ -74,7 +74,7 @@ int rtxDecBitSlow(QSCTXT* ctxt, QSBOOL* pvalue)
    return 0;
 }
 
-int rtxDecBits(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits)
+int rtxDecBitsSlow(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits)
 {
    if (nbits == 0) {
       if (pvalue != nullptr) *pvalue = 0;

@@ -11,6 +11,8 @@
 #include "rtxsrc/qstypes.h"
 #include "rtxsrc/rtxContext.h"
 
+#include <cstring>
+
 /* Checks that nbytes more bytes are available at the cursor. Fails with
  * RTERR_UNEXPECTED_END_OF_BUFFER (RTERR_UNEXPECTED_END_OF_FILE when an
  * input stream is attached). */
@@ -38,7 +40,39 @@ inline int rtxDecBit(QSCTXT* ctxt, QSBOOL* pvalue)
 }
 
 /* Reads nbits (0..32) bits; pvalue may be null (the bits are skipped). */
-int rtxDecBits(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits);
+int rtxDecBitsSlow(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits);
+
+/* Big-endian load of the 8 bytes at p. */
+inline QSUINT64 rtxLoadBE64(const QSOCTET* p)
+{
+   QSUINT64 w;
+   std::memcpy(&w, p, 8);
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   return __builtin_bswap64(w);
+#else
+   const QSOCTET* b = reinterpret_cast<const QSOCTET*>(&w);
+   QSUINT64 v = 0;
+   for (int i = 0; i < 8; i++) v = (v << 8) | b[i];
+   return v;
+#endif
+}
+
+/* Inline fast path: 1..32 bits with at least 8 bytes of input left are taken from one 64-bit
+ * load; everything else (and every failure) goes through rtxDecBitsSlow. */
+inline int rtxDecBits(QSCTXT* ctxt, QSUINT32* pvalue, QSUINT32 nbits)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (nbits - 1u < 32u && b.byteIndex < b.size && b.size - b.byteIndex >= 8) {
+      QSUINT32 used = 8u - (QSUINT32)b.bitOffset;             /* 0..7 bits of the byte taken */
+      QSUINT64 w = rtxLoadBE64(b.data + b.byteIndex) << used;
+      QSUINT32 end = used + nbits;
+      b.byteIndex += end >> 3;
+      b.bitOffset = (QSINT16)(8u - (end & 7u));
+      if (pvalue != nullptr) *pvalue = (QSUINT32)(w >> (64u - nbits));
+      return 0;
+   }
+   return rtxDecBitsSlow(ctxt, pvalue, nbits);
+}
 
 /* Sized forms: at most 8, 16, 64 and 64 bits respectively. */
 int rtxDecBitsToByte(QSCTXT* ctxt, QSUINT8* pvalue, QSUINT32 nbits);

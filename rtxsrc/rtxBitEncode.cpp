@@ -101,7 +101,7 @@ int rtxEncBit(QSCTXT* ctxt, QSBOOL value)
    return 0;
 }
 
-int rtxEncBits(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits)
+int rtxEncBitsSlow(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits)
 {
    if (nbits == 0) return 0;
    if (nbits > 32) return LOG_ERR(ctxt, RTERR_INVALID_PARAMETER);
