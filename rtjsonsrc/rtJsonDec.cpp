@@ -330,6 +330,98 @@ int rtJsonGetElemIdx(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count)
    return idx;
 }
 
+namespace {
+
+/* The plain string at the cursor (see rtJsonDecStringFast): the index of its closing quote,
+ * with the start of its text in *ptext; -1 when the string has another form. Nothing moves. */
+inline long long scanPlainString(QSCTXT* ctxt, const QSOCTET** ptext)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSJSONATTRNAME) || b.data == nullptr || b.byteIndex >= b.size) return -1;
+   const QSOCTET* data = b.data;
+   QSSIZE i = skipWs(data, b.byteIndex, b.size);
+   if (i >= b.size || data[i] != '"') return -1;
+   const QSOCTET* text = data + i + 1;
+   const QSOCTET* end = data + b.size;
+   const QSOCTET* q = text;
+   /* sixteen (or eight) bytes at a time while they are there: the first quote or backslash */
+#if defined(__SSE2__)
+   const __m128i quotes = _mm_set1_epi8('"'), backslashes = _mm_set1_epi8('\\');
+   for (;;) {
+      if (end - q < 16) {
+         while (q < end && *q != '"' && *q != '\\') q++;
+         break;
+      }
+      __m128i v = _mm_loadu_si128((const __m128i*)q);
+      unsigned m = (unsigned)_mm_movemask_epi8(
+         _mm_or_si128(_mm_cmpeq_epi8(v, quotes), _mm_cmpeq_epi8(v, backslashes)));
+      if (m != 0) {
+         q += __builtin_ctz(m);
+         break;
+      }
+      q += 16;
+   }
+#else
+   const QSUINT64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+   for (;;) {
+      if (end - q < 8) {
+         while (q < end && *q != '"' && *q != '\\') q++;
+         break;
+      }
+      QSUINT64 w;
+      std::memcpy(&w, q, 8);
+      QSUINT64 x1 = w ^ (ones * '"'), x2 = w ^ (ones * '\\');
+      QSUINT64 t = (((x1 - ones) & ~x1) | ((x2 - ones) & ~x2)) & highs;
+      if (t != 0) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+         q += __builtin_ctzll(t) >> 3;
+#else
+         while (*q != '"' && *q != '\\') q++;
+#endif
+         break;
+      }
+      q += 8;
+   }
+#endif
+   if (q >= end || *q != '"' || q - text > 0x7FFFFFFF) return -1;
+   *ptext = text;
+   return (long long)(q - data);
+}
+
+} // namespace
+
+int rtJsonDecKeyFast(QSCTXT* ctxt, const QSOCTET** pkey)
+{
+   const QSOCTET* key = nullptr;
+   long long q = scanPlainString(ctxt, &key);
+   if (q < 0) return -1;
+   const QSRTBuffer& b = ctxt->buffer;
+   const QSOCTET* data = b.data;
+   QSSIZE j = (QSSIZE)q + 1;
+   if (j < b.size && data[j] != ':') j = skipWs(data, j, b.size);
+   if (j >= b.size || data[j] != ':') return -1;
+   ctxt->buffer.byteIndex = j + 1;
+   *pkey = key;
+   return (int)(data + q - key);
+}
+
+int rtJsonDecStringFast(QSCTXT* ctxt, const QSOCTET** ptext)
+{
+   const QSOCTET* text = nullptr;
+   long long q = scanPlainString(ctxt, &text);
+   if (q < 0) return -1;
+   ctxt->buffer.byteIndex = (QSSIZE)q + 1;
+   *ptext = text;
+   return (int)(ctxt->buffer.data + q - text);
+}
+
+int rtJsonDecMoreItems(QSCTXT* ctxt)
+{
+   if (peekNonWs(ctxt) != ',') return 0;
+   ctxt->buffer.byteIndex++;
+   return 1;
+}
+
 int rtJsonDecMatchObjectStart(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count)
 {
    int stat = rtJsonDecMatchChar(ctxt, '{');

@@ -89,8 +89,60 @@ char* rtxTxtFormatUInt64(char* end, QSUINT64 value)
 
 namespace {
 
-int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
+/* Number of decimal digits of value. */
+inline unsigned digitCount(QSUINT64 value)
 {
+   unsigned n = 1;
+   for (;;) {
+      if (value < 10) return n;
+      if (value < 100) return n + 1;
+      if (value < 1000) return n + 2;
+      if (value < 10000) return n + 3;
+      value /= 10000;
+      n += 4;
+   }
+}
+
+inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
+{
+   {
+      /* the common case: formatted in place (room for the longest number and the NUL) */
+      QSRTBuffer& b = ctxt->buffer;
+      if (b.data != nullptr && b.byteIndex + 22 <= b.size) {
+         QSOCTET* p = b.data + b.byteIndex;
+         *p = '-';
+         p += negative ? 1 : 0;
+         QSUINT64 v = magnitude;
+         if (v < 10) {
+            *p++ = (QSOCTET)('0' + v);
+         }
+         else if (v < 100) {
+            std::memcpy(p, kPairs.d + 2 * v, 2);
+            p += 2;
+         }
+         else {
+            p += digitCount(v);
+            QSOCTET* q = p;
+            while (v >= 100) {
+               unsigned pair = (unsigned)(v % 100);
+               v /= 100;
+               q -= 2;
+               std::memcpy(q, kPairs.d + 2 * pair, 2);
+            }
+            if (v >= 10) {
+               q -= 2;
+               std::memcpy(q, kPairs.d + 2 * v, 2);
+            }
+            else {
+               *--q = (QSOCTET)('0' + v);
+            }
+         }
+         ctxt->lastChar = p[-1];
+         *p = 0;
+         b.byteIndex = (QSSIZE)(p - b.data);
+         return 0;
+      }
+   }
    char buf[24];
    char* end = buf + sizeof(buf);
    char* p = rtxTxtFormatUInt64(end, magnitude);
@@ -164,9 +216,35 @@ QSUTF8CHAR rtxTxtPeekChar2(QSCTXT* ctxt, QSBOOL skipWhitespace)
 
 namespace {
 
+/* The common case, right at the cursor: [-] up to 18 digits (no overflow of the accumulator)
+ * within the limit. False, with nothing moved, for anything else. */
+inline bool readIntegerFast(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
+                            QSUINT64* pmagnitude, bool* pnegative)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex >= b.size) return false;
+   const QSOCTET* p = b.data + b.byteIndex;
+   const QSOCTET* end = b.data + b.size;
+   bool negative = (*p == '-');
+   p += negative ? 1 : 0;
+   if (p >= end || (QSOCTET)(*p - '0') > 9) return false;
+   const QSOCTET* stop = (end - p > 18) ? p + 18 : end;
+   QSUINT64 value = 0;
+   const QSOCTET* q = p;
+   do {
+      value = value * 10 + (QSUINT64)(*q - '0');
+      q++;
+   } while (q < stop && (QSOCTET)(*q - '0') <= 9);
+   if (value > (negative ? negLimit : posLimit) || (q != end && (QSOCTET)(*q - '0') <= 9)) return false;
+   b.byteIndex = (QSSIZE)(q - b.data);
+   *pmagnitude = value;
+   *pnegative = negative;
+   return true;
+}
+
 /* Reads [sign] digits with magnitude limits for the positive and the
  * negative side (negLimit 0: no negative values except -0). */
-int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
+JSON_NOINLINE int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
                 QSUINT64* pmagnitude, bool* pnegative)
 {
    int c = peekNonWs(ctxt);
@@ -181,6 +259,25 @@ int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
    }
    if (c < '0' || c > '9') return JSON_LOG(ctxt, RTERR_CHARACTER_NOT_IN_SET);
    QSUINT64 limit = negative ? negLimit : posLimit;
+   {
+      /* the common case: up to 18 digits (no overflow of the accumulator) within the limit;
+       * anything else is read again below */
+      const QSOCTET* p = b.data + b.byteIndex;
+      const QSOCTET* end = b.data + b.size;
+      const QSOCTET* stop = (end - p > 18) ? p + 18 : end;
+      QSUINT64 value = 0;
+      const QSOCTET* q = p;
+      while (q < stop && (QSOCTET)(*q - '0') <= 9) {
+         value = value * 10 + (QSUINT64)(*q - '0');
+         q++;
+      }
+      if (value <= limit && (q == end || (QSOCTET)(*q - '0') > 9)) {
+         b.byteIndex = (QSSIZE)(q - b.data);
+         *pmagnitude = value;
+         *pnegative = negative;
+         return 0;
+      }
+   }
    QSUINT64 value = 0;
    bool overflow = false;
    const QSOCTET* p = b.data + b.byteIndex;
@@ -203,8 +300,11 @@ int readSigned(QSCTXT* ctxt, T* pvalue, QSINT64 minValue, QSINT64 maxValue)
 {
    QSUINT64 mag;
    bool neg;
-   int stat = readInteger(ctxt, (QSUINT64)maxValue, (QSUINT64)0 - (QSUINT64)minValue, &mag, &neg);
-   if (stat != 0) return JSON_LOG(ctxt, stat);
+   const QSUINT64 posLimit = (QSUINT64)maxValue, negLimit = (QSUINT64)0 - (QSUINT64)minValue;
+   if (!readIntegerFast(ctxt, posLimit, negLimit, &mag, &neg)) {
+      int stat = readInteger(ctxt, posLimit, negLimit, &mag, &neg);
+      if (stat != 0) return JSON_LOG(ctxt, stat);
+   }
    if (pvalue != nullptr) {
       *pvalue = neg ? (T)((QSINT64)((QSUINT64)0 - mag)) : (T)(QSINT64)mag;
    }
@@ -216,8 +316,10 @@ int readUnsigned(QSCTXT* ctxt, T* pvalue, QSUINT64 maxValue)
 {
    QSUINT64 mag;
    bool neg;
-   int stat = readInteger(ctxt, maxValue, 0, &mag, &neg);
-   if (stat != 0) return JSON_LOG(ctxt, stat);
+   if (!readIntegerFast(ctxt, maxValue, 0, &mag, &neg)) {
+      int stat = readInteger(ctxt, maxValue, 0, &mag, &neg);
+      if (stat != 0) return JSON_LOG(ctxt, stat);
+   }
    if (pvalue != nullptr) *pvalue = (T)mag;
    return 0;
 }

@@ -858,18 +858,34 @@ int asn1PD_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* 
 int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "itsStationPosition", 18 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "itsStationPosition", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -883,7 +899,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -904,29 +920,47 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
       { "nodes", 5 },
       { "connectionID", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nodes", 5) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -964,11 +998,10 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "nodes", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
    return 0;
@@ -977,18 +1010,34 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
 int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "activePrioritizations", 21 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "activePrioritizations", 21) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1002,7 +1051,7 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1023,18 +1072,17 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1042,11 +1090,28 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
       { "maxVehicleWeight", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "maxVehicleHeight", 16) == 0) idx = 0;
+                  else if (memcmp(k, "maxVehicleWeight", 16) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1060,7 +1125,7 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1073,7 +1138,7 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1094,29 +1159,44 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "signalHeadLocations", 19 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "signalHeadLocations", 19) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1130,7 +1210,7 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1151,29 +1231,44 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "stateChangeReason", 17 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "stateChangeReason", 17) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1187,7 +1282,7 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1208,18 +1303,17 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -1228,11 +1322,33 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
       { "node", 4 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "node", 4) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "nodeLink", 8) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "ptvRequest", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1246,7 +1362,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1259,7 +1375,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1272,7 +1388,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1293,28 +1409,43 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "altitude", 8 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "altitude", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1344,11 +1475,10 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "altitude", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1356,7 +1486,7 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
 int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1364,11 +1494,30 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       { "fuel", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "fuel", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "emission", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1382,7 +1531,7 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1395,7 +1544,7 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1416,18 +1565,17 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1435,11 +1583,30 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
       { "batteryStatus", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "fuel", 4) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "batteryStatus", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1453,7 +1620,7 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1466,7 +1633,7 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1487,18 +1654,17 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1506,11 +1672,30 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       { "rejectedReason", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "rejectedReason", 14) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "synchToSchedule", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1524,7 +1709,7 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1537,7 +1722,7 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1558,18 +1743,17 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -1579,11 +1763,34 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
       { "timeReference", 13 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "laneID", 6) == 0) idx = 1;
+                  else if (memcmp(k, "nodeXY", 6) == 0) idx = 2;
+                  break;
+               case 9:
+                  if (memcmp(k, "stationID", 9) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "timeReference", 13) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1605,7 +1812,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1618,7 +1825,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1631,7 +1838,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1652,11 +1859,10 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1665,8 +1871,8 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1674,18 +1880,17 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -1695,11 +1900,36 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       { "intersectionID", 14 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "lane", 4) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "intersectionID", 14) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1721,7 +1951,7 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1734,7 +1964,7 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1747,7 +1977,7 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1768,11 +1998,10 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1781,8 +2010,8 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1790,18 +2019,17 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
       { "stationID", 9 },
@@ -1809,11 +2037,33 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
       { "signalGroup", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "stationID", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "priorState", 10) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1859,11 +2109,10 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "priorState", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
@@ -1874,8 +2123,8 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1883,18 +2132,17 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
       { "nodeXY", 6 },
@@ -1902,11 +2150,33 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
       { "signalGroupID", 13 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nodeZ", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "nodeXY", 6) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "signalGroupID", 13) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1952,11 +2222,10 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "nodeXY", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nodeZ", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroupID", THIS_FILE, __LINE__);
@@ -1967,8 +2236,8 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1976,11 +2245,10 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1988,16 +2256,26 @@ int asn1JsonDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatterySta
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2006,16 +2284,26 @@ int asn1JsonDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionTyp
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6);
-      if (idx < 0 || ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value > 5) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[fidx].value <= 5) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6);
+         if (idx < 0 || ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value > 5) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2024,16 +2312,26 @@ int asn1JsonDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exc
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13);
-      if (idx < 0 || ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value > 12) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[fidx].value <= 12) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13);
+         if (idx < 0 || ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value > 12) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2042,16 +2340,26 @@ int asn1JsonDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvReques
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5);
-      if (idx < 0 || ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value > 4) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[fidx].value <= 4) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5);
+         if (idx < 0 || ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value > 4) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2060,16 +2368,26 @@ int asn1JsonDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedR
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6);
-      if (idx < 0 || ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value > 5) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[fidx].value <= 5) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6);
+         if (idx < 0 || ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value > 5) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }

@@ -518,17 +518,36 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "header", 6 },
       { "denm", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "denm", 4) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "header", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -559,11 +578,10 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "header", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "denm", THIS_FILE, __LINE__);
    return 0;
@@ -572,7 +590,7 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "management", 10 },
@@ -581,11 +599,34 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
       { "alacarte", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "location", 8) == 0) idx = 2;
+                  else if (memcmp(k, "alacarte", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "situation", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "management", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -607,7 +648,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -620,7 +661,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -633,7 +674,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -647,11 +688,10 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "management", THIS_FILE, __LINE__);
    return 0;
 }
@@ -659,7 +699,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
 int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -675,11 +715,48 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
       { "stationType", 11 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "actionID", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "termination", 11) == 0) idx = 3;
+                  else if (memcmp(k, "stationType", 11) == 0) idx = 9;
+                  break;
+               case 13:
+                  if (memcmp(k, "detectionTime", 13) == 0) idx = 1;
+                  else if (memcmp(k, "referenceTime", 13) == 0) idx = 2;
+                  else if (memcmp(k, "eventPosition", 13) == 0) idx = 4;
+                  break;
+               case 16:
+                  if (memcmp(k, "validityDuration", 16) == 0) idx = 7;
+                  break;
+               case 17:
+                  if (memcmp(k, "relevanceDistance", 17) == 0) idx = 5;
+                  break;
+               case 20:
+                  if (memcmp(k, "transmissionInterval", 20) == 0) idx = 8;
+                  break;
+               case 25:
+                  if (memcmp(k, "relevanceTrafficDirection", 25) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -717,7 +794,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -738,7 +815,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -751,7 +828,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -764,7 +841,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -777,7 +854,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -806,11 +883,10 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "actionID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "detectionTime", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "referenceTime", THIS_FILE, __LINE__);
@@ -822,7 +898,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
 int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -832,11 +908,36 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
       { "eventHistory", 12 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "eventType", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "linkedCause", 11) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "eventHistory", 12) == 0) idx = 3;
+                  break;
+               case 18:
+                  if (memcmp(k, "informationQuality", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -866,7 +967,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -879,7 +980,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -900,11 +1001,10 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "informationQuality", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "eventType", THIS_FILE, __LINE__);
    return 0;
@@ -913,7 +1013,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
 int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -923,11 +1023,36 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
       { "roadType", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "traces", 6) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "roadType", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "eventSpeed", 10) == 0) idx = 0;
+                  break;
+               case 20:
+                  if (memcmp(k, "eventPositionHeading", 20) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -941,7 +1066,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -954,7 +1079,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -975,7 +1100,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -996,11 +1121,10 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "traces", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1008,7 +1132,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[12] = {
       { "heightLonCarrLeft", 17 },
       { "heightLonCarrRight", 18 },
@@ -1024,11 +1148,56 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
       { "requestResponseIndication", 25 },
    };
    QSOCTET seen[12] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 12);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "posFrontAx", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "posCentMass", 11) == 0) idx = 5;
+                  else if (memcmp(k, "vehicleMass", 11) == 0) idx = 10;
+                  break;
+               case 13:
+                  if (memcmp(k, "turningRadius", 13) == 0) idx = 7;
+                  break;
+               case 14:
+                  if (memcmp(k, "posLonCarrLeft", 14) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "posLonCarrRight", 15) == 0) idx = 3;
+                  break;
+               case 16:
+                  if (memcmp(k, "wheelBaseVehicle", 16) == 0) idx = 6;
+                  break;
+               case 17:
+                  if (memcmp(k, "heightLonCarrLeft", 17) == 0) idx = 0;
+                  else if (memcmp(k, "positionOfPillars", 17) == 0) idx = 4;
+                  break;
+               case 18:
+                  if (memcmp(k, "heightLonCarrRight", 18) == 0) idx = 1;
+                  break;
+               case 19:
+                  if (memcmp(k, "positionOfOccupants", 19) == 0) idx = 9;
+                  break;
+               case 25:
+                  if (memcmp(k, "requestResponseIndication", 25) == 0) idx = 11;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 12);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1139,11 +1308,10 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "heightLonCarrLeft", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "heightLonCarrRight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "posLonCarrLeft", THIS_FILE, __LINE__);
@@ -1162,7 +1330,7 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
 int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[9] = {
       { "lightBarSirenInUse", 18 },
@@ -1176,11 +1344,45 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
       { "referenceDenms", 14 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "speedLimit", 10) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "closedLanes", 11) == 0) idx = 1;
+                  else if (memcmp(k, "restriction", 11) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "referenceDenms", 14) == 0) idx = 8;
+                  break;
+               case 15:
+                  if (memcmp(k, "recommendedPath", 15) == 0) idx = 5;
+                  else if (memcmp(k, "trafficFlowRule", 15) == 0) idx = 7;
+                  break;
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 0;
+                  else if (memcmp(k, "incidentIndication", 18) == 0) idx = 4;
+                  break;
+               case 23:
+                  if (memcmp(k, "startingPointSpeedLimit", 23) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1194,7 +1396,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1207,7 +1409,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1220,7 +1422,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1233,7 +1435,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1246,7 +1448,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1259,7 +1461,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1272,7 +1474,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1285,7 +1487,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1298,7 +1500,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1312,18 +1514,17 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "stationarySince", 15 },
@@ -1334,11 +1535,38 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
       { "energyStorageType", 17 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 15:
+                  if (memcmp(k, "stationarySince", 15) == 0) idx = 0;
+                  else if (memcmp(k, "stationaryCause", 15) == 0) idx = 1;
+                  break;
+               case 17:
+                  if (memcmp(k, "numberOfOccupants", 17) == 0) idx = 3;
+                  else if (memcmp(k, "energyStorageType", 17) == 0) idx = 5;
+                  break;
+               case 21:
+                  if (memcmp(k, "vehicleIdentification", 21) == 0) idx = 4;
+                  break;
+               case 22:
+                  if (memcmp(k, "carryingDangerousGoods", 22) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1352,7 +1580,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1365,7 +1593,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1378,7 +1606,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1391,7 +1619,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1404,7 +1632,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1417,7 +1645,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1431,18 +1659,17 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -1454,11 +1681,40 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       { "stationaryVehicle", 17 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "roadWorks", 9) == 0) idx = 3;
+                  break;
+               case 12:
+                  if (memcmp(k, "lanePosition", 12) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "impactReduction", 15) == 0) idx = 1;
+                  break;
+               case 17:
+                  if (memcmp(k, "stationaryVehicle", 17) == 0) idx = 5;
+                  break;
+               case 19:
+                  if (memcmp(k, "externalTemperature", 19) == 0) idx = 2;
+                  else if (memcmp(k, "positioningSolution", 19) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1472,7 +1728,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1485,7 +1741,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1498,7 +1754,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1511,7 +1767,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1524,7 +1780,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1537,7 +1793,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1558,11 +1814,10 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1570,16 +1825,26 @@ int asn1JsonDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_Termination_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_Termination_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_Termination_ENUMTAB, 2) : -1;
+      if (fidx >= 0 && ASN1T_Termination_ENUMTAB[fidx].value <= 1) {
+         (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_Termination_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_Termination_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -1588,8 +1853,8 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1597,11 +1862,10 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

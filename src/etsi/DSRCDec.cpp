@@ -5741,7 +5741,7 @@ int asn1PD_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue
 int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -5756,11 +5756,49 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 7:
+                  if (memcmp(k, "layerID", 7) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  else if (memcmp(k, "layerType", 9) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "roadSegments", 12) == 0) idx = 5;
+                  break;
+               case 13:
+                  if (memcmp(k, "intersections", 13) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "dataParameters", 14) == 0) idx = 6;
+                  break;
+               case 15:
+                  if (memcmp(k, "restrictionList", 15) == 0) idx = 7;
+                  break;
+               case 16:
+                  if (memcmp(k, "msgIssueRevision", 16) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5774,7 +5812,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5795,7 +5833,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5808,7 +5846,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5821,7 +5859,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5834,7 +5872,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5847,7 +5885,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5860,7 +5898,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5873,7 +5911,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5894,11 +5932,10 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "msgIssueRevision", THIS_FILE, __LINE__);
    return 0;
 }
@@ -5907,8 +5944,8 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -5916,28 +5953,46 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5969,11 +6024,10 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -6001,7 +6055,7 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -6014,11 +6068,45 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "rev", 3) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "msgs", 4) == 0) idx = 5;
+                  break;
+               case 6:
+                  if (memcmp(k, "msgCnt", 6) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 2;
+                  break;
+               case 10:
+                  if (memcmp(k, "rtcmHeader", 10) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "anchorPoint", 11) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6048,7 +6136,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6061,7 +6149,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6074,7 +6162,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6095,7 +6183,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6116,11 +6204,10 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "msgCnt", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "rev", THIS_FILE, __LINE__);
    if (!seen[5]) return rtJsonMissingMember(ctxt, "msgs", THIS_FILE, __LINE__);
@@ -6131,8 +6218,8 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6140,28 +6227,46 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6193,11 +6298,10 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6206,7 +6310,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
 int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -6216,11 +6320,36 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "intersections", 13) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6234,7 +6363,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6247,7 +6376,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6268,7 +6397,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6289,11 +6418,10 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "intersections", THIS_FILE, __LINE__);
    return 0;
 }
@@ -6302,8 +6430,8 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6311,28 +6439,46 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6364,11 +6510,10 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6377,7 +6522,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
 int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -6389,11 +6534,38 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "second", 6) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "requests", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  else if (memcmp(k, "requestor", 9) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6407,7 +6579,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6428,7 +6600,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6441,7 +6613,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6462,7 +6634,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6483,11 +6655,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
    if (!seen[4]) return rtJsonMissingMember(ctxt, "requestor", THIS_FILE, __LINE__);
    return 0;
@@ -6497,8 +6668,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6506,28 +6677,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6559,11 +6748,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6572,7 +6760,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -6583,11 +6771,37 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "second", 6) == 0) idx = 1;
+                  else if (memcmp(k, "status", 6) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6601,7 +6815,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6622,7 +6836,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6643,7 +6857,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6664,11 +6878,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    return 0;
@@ -6678,8 +6891,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6687,28 +6900,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6740,11 +6971,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6753,7 +6983,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
 int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -6765,11 +6995,38 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  else if (memcmp(k, "class", 5) == 0) idx = 4;
+                  break;
+               case 8:
+                  if (memcmp(k, "distance", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "confidence", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6791,7 +7048,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6804,7 +7061,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6817,7 +7074,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6830,7 +7087,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6843,7 +7100,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6864,11 +7121,10 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
    return 0;
 }
@@ -6877,8 +7133,8 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6886,28 +7142,46 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6939,11 +7213,10 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6953,8 +7226,8 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6962,29 +7235,46 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "antOffsetX", 10 },
       { "antOffsetY", 10 },
       { "antOffsetZ", 10 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "antOffsetX", 10) == 0) idx = 0;
+                  else if (memcmp(k, "antOffsetY", 10) == 0) idx = 1;
+                  else if (memcmp(k, "antOffsetZ", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7023,11 +7313,10 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "antOffsetX", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "antOffsetY", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "antOffsetZ", THIS_FILE, __LINE__);
@@ -7037,7 +7326,7 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
 int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -7050,11 +7339,39 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "rotateXY", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 10:
+                  if (memcmp(k, "scaleXaxis", 10) == 0) idx = 4;
+                  else if (memcmp(k, "scaleYaxis", 10) == 0) idx = 5;
+                  break;
+               case 11:
+                  if (memcmp(k, "offsetXaxis", 11) == 0) idx = 1;
+                  else if (memcmp(k, "offsetYaxis", 11) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "referenceLaneId", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7092,7 +7409,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7105,7 +7422,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7118,7 +7435,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7131,7 +7448,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7152,11 +7469,10 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "referenceLaneId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetXaxis", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "offsetYaxis", THIS_FILE, __LINE__);
@@ -7166,14 +7482,31 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
 int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "small", 5 },
       { "large", 5 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "small", 5) == 0) idx = 0;
+            else if (memcmp(k, "large", 5) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7206,21 +7539,38 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "small", 5 },
       { "large", 5 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "small", 5) == 0) idx = 0;
+            else if (memcmp(k, "large", 5) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7253,7 +7603,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7261,8 +7611,8 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7270,28 +7620,46 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7323,11 +7691,10 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -7337,8 +7704,8 @@ int asn1JsonDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7346,29 +7713,47 @@ int asn1JsonDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "lane", 4 },
       { "maneuver", 8 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "lane", 4) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "maneuver", 8) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7390,7 +7775,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7404,11 +7789,10 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lane", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7416,7 +7800,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
 int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[5] = {
       { "connectingLane", 14 },
@@ -7426,11 +7810,39 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       { "connectionID", 12 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "userClass", 9) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "connectingLane", 14) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "remoteIntersection", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7452,7 +7864,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7465,7 +7877,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7478,7 +7890,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7491,7 +7903,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7505,11 +7917,10 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "connectingLane", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7517,7 +7928,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
 int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -7529,11 +7940,42 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "waitOnStop", 10) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "queueLength", 11) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 0;
+                  break;
+               case 16:
+                  if (memcmp(k, "pedBicycleDetect", 16) == 0) idx = 4;
+                  break;
+               case 22:
+                  if (memcmp(k, "availableStorageLength", 22) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7555,7 +7997,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7568,7 +8010,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7581,7 +8023,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7594,7 +8036,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7607,7 +8049,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7628,11 +8070,10 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7641,8 +8082,8 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TS
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7650,28 +8091,46 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TS
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7703,11 +8162,10 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -7735,7 +8193,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
 int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -7745,11 +8203,34 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       { "geoidUsed", 9 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "geoidUsed", 9) == 0) idx = 3;
+                  break;
+               case 13:
+                  if (memcmp(k, "processMethod", 13) == 0) idx = 0;
+                  else if (memcmp(k, "processAgency", 13) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "lastCheckedDate", 15) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7763,7 +8244,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7784,7 +8265,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7805,7 +8286,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7826,7 +8307,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7855,18 +8336,17 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[7] = {
       { "year", 4 },
@@ -7878,11 +8358,39 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       { "offset", 6 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "day", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  else if (memcmp(k, "hour", 4) == 0) idx = 3;
+                  break;
+               case 5:
+                  if (memcmp(k, "month", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 4;
+                  else if (memcmp(k, "second", 6) == 0) idx = 5;
+                  else if (memcmp(k, "offset", 6) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7896,7 +8404,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7909,7 +8417,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7922,7 +8430,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7935,7 +8443,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7948,7 +8456,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7961,7 +8469,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7974,7 +8482,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7988,11 +8496,10 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8000,8 +8507,8 @@ int asn1JsonDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8009,18 +8516,17 @@ int asn1JsonDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8036,11 +8542,52 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       { "speedConfidence", 15 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lat", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "long", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 5;
+                  break;
+               case 7:
+                  if (memcmp(k, "utcTime", 7) == 0) idx = 0;
+                  else if (memcmp(k, "heading", 7) == 0) idx = 4;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "posAccuracy", 11) == 0) idx = 6;
+                  break;
+               case 13:
+                  if (memcmp(k, "posConfidence", 13) == 0) idx = 8;
+                  break;
+               case 14:
+                  if (memcmp(k, "timeConfidence", 14) == 0) idx = 7;
+                  break;
+               case 15:
+                  if (memcmp(k, "speedConfidence", 15) == 0) idx = 9;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8054,7 +8601,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8083,7 +8630,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8096,7 +8643,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8109,7 +8656,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8122,7 +8669,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8135,7 +8682,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8148,7 +8695,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8161,7 +8708,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8182,11 +8729,10 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    return 0;
@@ -8195,7 +8741,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
 int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8211,11 +8757,48 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       { "regional", 8 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "laneID", 6) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "nodeList", 8) == 0) idx = 6;
+                  else if (memcmp(k, "overlays", 8) == 0) idx = 8;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 9;
+                  break;
+               case 9:
+                  if (memcmp(k, "maneuvers", 9) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "connectsTo", 10) == 0) idx = 7;
+                  break;
+               case 14:
+                  if (memcmp(k, "egressApproach", 14) == 0) idx = 3;
+                  else if (memcmp(k, "laneAttributes", 14) == 0) idx = 4;
+                  break;
+               case 15:
+                  if (memcmp(k, "ingressApproach", 15) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8237,7 +8820,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8250,7 +8833,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8263,7 +8846,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8284,7 +8867,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8305,7 +8888,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8318,7 +8901,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8331,7 +8914,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8352,11 +8935,10 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "laneID", THIS_FILE, __LINE__);
    if (!seen[4]) return rtJsonMissingMember(ctxt, "laneAttributes", THIS_FILE, __LINE__);
    if (!seen[6]) return rtJsonMissingMember(ctxt, "nodeList", THIS_FILE, __LINE__);
@@ -8367,8 +8949,8 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8376,28 +8958,46 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8429,11 +9029,10 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -8461,15 +9060,37 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
 int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "lane", 4 },
       { "approach", 8 },
       { "connection", 10 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 3);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 4:
+            if (memcmp(k, "lane", 4) == 0) idx = 0;
+            break;
+         case 8:
+            if (memcmp(k, "approach", 8) == 0) idx = 1;
+            break;
+         case 10:
+            if (memcmp(k, "connection", 10) == 0) idx = 2;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8512,14 +9133,14 @@ int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -8534,11 +9155,47 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 7:
+                  if (memcmp(k, "laneSet", 7) == 0) idx = 6;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "refPoint", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "laneWidth", 9) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+                  break;
+               case 19:
+                  if (memcmp(k, "preemptPriorityData", 19) == 0) idx = 7;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8552,7 +9209,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8589,7 +9246,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8602,7 +9259,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8623,7 +9280,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8636,7 +9293,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8657,11 +9314,10 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
@@ -8673,8 +9329,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8682,28 +9338,46 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8735,11 +9409,10 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -8749,8 +9422,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8758,29 +9431,47 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList*
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "region", 6 },
       { "id", 2 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "region", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8794,7 +9485,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8816,11 +9507,10 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -8828,7 +9518,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8844,11 +9534,50 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       { "regional", 8 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 3:
+                  if (memcmp(k, "moy", 3) == 0) idx = 4;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 6:
+                  if (memcmp(k, "status", 6) == 0) idx = 3;
+                  else if (memcmp(k, "states", 6) == 0) idx = 7;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 9;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 5;
+                  break;
+               case 12:
+                  if (memcmp(k, "enabledLanes", 12) == 0) idx = 6;
+                  break;
+               case 18:
+                  if (memcmp(k, "maneuverAssistList", 18) == 0) idx = 8;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8862,7 +9591,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8899,7 +9628,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8912,7 +9641,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8925,7 +9654,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8946,7 +9675,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8959,7 +9688,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8980,11 +9709,10 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
@@ -8996,8 +9724,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9005,28 +9733,46 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9058,11 +9804,10 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9091,8 +9836,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9100,18 +9845,17 @@ int asn1JsonDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "directionalUse", 14 },
@@ -9120,11 +9864,34 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "laneType", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "sharedWith", 10) == 0) idx = 1;
+                  break;
+               case 14:
+                  if (memcmp(k, "directionalUse", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9162,7 +9929,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9176,11 +9943,10 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "directionalUse", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sharedWith", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "laneType", THIS_FILE, __LINE__);
@@ -9190,17 +9956,36 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
 int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9232,11 +10017,10 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9264,7 +10048,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[7] = {
       { "pathEndPointAngle", 17 },
       { "laneCrownPointCenter", 20 },
@@ -9275,8 +10059,42 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 7);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "regional", 8) == 0) idx = 6;
+            break;
+         case 9:
+            if (memcmp(k, "laneAngle", 9) == 0) idx = 4;
+            break;
+         case 11:
+            if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+            break;
+         case 17:
+            if (memcmp(k, "pathEndPointAngle", 17) == 0) idx = 0;
+            break;
+         case 18:
+            if (memcmp(k, "laneCrownPointLeft", 18) == 0) idx = 2;
+            break;
+         case 19:
+            if (memcmp(k, "laneCrownPointRight", 19) == 0) idx = 3;
+            break;
+         case 20:
+            if (memcmp(k, "laneCrownPointCenter", 20) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9355,7 +10173,7 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9363,8 +10181,8 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9372,28 +10190,46 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9425,11 +10261,10 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -9439,8 +10274,8 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9448,11 +10283,10 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9460,8 +10294,8 @@ int asn1JsonDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9469,11 +10303,10 @@ int asn1JsonDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9488,7 +10321,7 @@ int asn1JsonDec_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing*
 int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[8] = {
       { "vehicle", 7 },
       { "crosswalk", 9 },
@@ -9500,8 +10333,39 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       { "parking", 7 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 8);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 6:
+            if (memcmp(k, "median", 6) == 0) idx = 4;
+            break;
+         case 7:
+            if (memcmp(k, "vehicle", 7) == 0) idx = 0;
+            else if (memcmp(k, "parking", 7) == 0) idx = 7;
+            break;
+         case 8:
+            if (memcmp(k, "bikeLane", 8) == 0) idx = 2;
+            else if (memcmp(k, "sidewalk", 8) == 0) idx = 3;
+            else if (memcmp(k, "striping", 8) == 0) idx = 5;
+            break;
+         case 9:
+            if (memcmp(k, "crosswalk", 9) == 0) idx = 1;
+            break;
+         case 14:
+            if (memcmp(k, "trackedVehicle", 14) == 0) idx = 6;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9589,7 +10453,7 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9597,8 +10461,8 @@ int asn1JsonDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9606,18 +10470,17 @@ int asn1JsonDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -9627,11 +10490,34 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "timing", 6) == 0) idx = 1;
+                  else if (memcmp(k, "speeds", 6) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "eventState", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9653,7 +10539,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9666,7 +10552,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9679,7 +10565,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9700,11 +10586,10 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "eventState", THIS_FILE, __LINE__);
    return 0;
 }
@@ -9713,8 +10598,8 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9722,28 +10607,46 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9775,11 +10678,10 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9808,8 +10710,8 @@ int asn1JsonDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9817,11 +10719,10 @@ int asn1JsonDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9829,8 +10730,8 @@ int asn1JsonDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9838,18 +10739,17 @@ int asn1JsonDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -9860,11 +10760,39 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "movementName", 12) == 0) idx = 0;
+                  break;
+               case 16:
+                  if (memcmp(k, "state-time-speed", 16) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "maneuverAssistList", 18) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9878,7 +10806,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9907,7 +10835,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9920,7 +10848,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9941,11 +10869,10 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "state-time-speed", THIS_FILE, __LINE__);
    return 0;
@@ -9955,8 +10882,8 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9964,28 +10891,46 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10017,11 +10962,10 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -10030,7 +10974,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
 int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -10043,11 +10987,43 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "data", 4) == 0) idx = 3;
+                  break;
+               case 6:
+                  if (memcmp(k, "dWidth", 6) == 0) idx = 4;
+                  break;
+               case 7:
+                  if (memcmp(k, "enabled", 7) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "disabled", 8) == 0) idx = 1;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 9:
+                  if (memcmp(k, "localNode", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "dElevation", 10) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10061,7 +11037,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10074,7 +11050,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10087,7 +11063,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10100,7 +11076,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10113,7 +11089,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10126,7 +11102,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10139,7 +11115,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10160,11 +11136,10 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10172,8 +11147,8 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfLi
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10181,28 +11156,46 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfLi
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10234,11 +11227,10 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -10267,16 +11259,26 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12);
-      if (idx < 0 || ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value > 11) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[fidx].value <= 11) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12);
+         if (idx < 0 || ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value > 11) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -10285,8 +11287,8 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10294,28 +11296,44 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "lon", 3 },
       { "lat", 3 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lon", 3) == 0) idx = 0;
+                  else if (memcmp(k, "lat", 3) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10346,11 +11364,10 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lon", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    return 0;
@@ -10359,17 +11376,34 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
 int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10400,11 +11434,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10413,17 +11446,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10454,11 +11504,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10467,17 +11516,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10508,11 +11574,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10521,17 +11586,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10562,11 +11644,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10575,17 +11656,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10616,11 +11714,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10629,17 +11726,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10670,11 +11784,10 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10683,14 +11796,33 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
 int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "nodes", 5 },
       { "computed", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "nodes", 5) == 0) idx = 0;
+            break;
+         case 8:
+            if (memcmp(k, "computed", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10724,14 +11856,14 @@ int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[8] = {
       { "node-XY1", 8 },
       { "node-XY2", 8 },
@@ -10743,8 +11875,33 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 8);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "node-XY1", 8) == 0) idx = 0;
+            else if (memcmp(k, "node-XY2", 8) == 0) idx = 1;
+            else if (memcmp(k, "node-XY3", 8) == 0) idx = 2;
+            else if (memcmp(k, "node-XY4", 8) == 0) idx = 3;
+            else if (memcmp(k, "node-XY5", 8) == 0) idx = 4;
+            else if (memcmp(k, "node-XY6", 8) == 0) idx = 5;
+            else if (memcmp(k, "regional", 8) == 0) idx = 7;
+            break;
+         case 11:
+            if (memcmp(k, "node-LatLon", 11) == 0) idx = 6;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10831,24 +11988,43 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10880,11 +12056,10 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -10893,7 +12068,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
 int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -10901,11 +12076,30 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
       { "attributes", 10 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "delta", 5) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "attributes", 10) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10927,7 +12121,7 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10948,11 +12142,10 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "delta", THIS_FILE, __LINE__);
    return 0;
 }
@@ -10961,8 +12154,8 @@ int asn1JsonDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10970,11 +12163,10 @@ int asn1JsonDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10982,8 +12174,8 @@ int asn1JsonDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10991,29 +12183,48 @@ int asn1JsonDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "semiMajor", 9 },
       { "semiMinor", 9 },
       { "orientation", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "semiMajor", 9) == 0) idx = 0;
+                  else if (memcmp(k, "semiMinor", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "orientation", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11052,11 +12263,10 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "semiMajor", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "semiMinor", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "orientation", THIS_FILE, __LINE__);
@@ -11066,17 +12276,36 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
 int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "pos", 3 },
       { "elevation", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "pos", 3) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11107,11 +12336,10 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "pos", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "elevation", THIS_FILE, __LINE__);
    return 0;
@@ -11120,7 +12348,7 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
 int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -11130,11 +12358,36 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lat", 3) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "long", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11164,7 +12417,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11177,7 +12430,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11198,11 +12451,10 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
    return 0;
@@ -11212,8 +12464,8 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11221,28 +12473,46 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11274,11 +12544,10 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -11307,8 +12576,8 @@ int asn1JsonDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11316,28 +12585,46 @@ int asn1JsonDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "type", 4 },
       { "speed", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11368,11 +12655,10 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    return 0;
@@ -11381,7 +12667,7 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
 int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -11396,11 +12682,47 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 1;
+                  else if (memcmp(k, "name", 4) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "position", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "routeName", 9) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "transitStatus", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "transitSchedule", 15) == 0) idx = 7;
+                  break;
+               case 16:
+                  if (memcmp(k, "transitOccupancy", 16) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11422,7 +12744,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11435,7 +12757,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11448,7 +12770,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11461,7 +12783,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11474,7 +12796,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11487,7 +12809,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11500,7 +12822,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11513,7 +12835,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11534,11 +12856,10 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11547,8 +12868,8 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11556,28 +12877,46 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11609,11 +12948,10 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -11641,7 +12979,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -11650,11 +12988,33 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       { "speed", 5 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 2;
+                  break;
+               case 7:
+                  if (memcmp(k, "heading", 7) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "position", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11676,7 +13036,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11689,7 +13049,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11710,11 +13070,10 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "position", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11722,7 +13081,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -11734,11 +13093,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "role", 4) == 0) idx = 0;
+                  break;
+               case 7:
+                  if (memcmp(k, "subrole", 7) == 0) idx = 1;
+                  else if (memcmp(k, "request", 7) == 0) idx = 2;
+                  else if (memcmp(k, "iso3883", 7) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "hpmsType", 8) == 0) idx = 4;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11760,7 +13144,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11773,7 +13157,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11786,7 +13170,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11799,7 +13183,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11812,7 +13196,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11833,11 +13217,10 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "role", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11845,17 +13228,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
 int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11887,11 +13289,10 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -11900,17 +13301,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "id", 2 },
       { "users", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "users", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11941,11 +13361,10 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "users", THIS_FILE, __LINE__);
    return 0;
@@ -11955,8 +13374,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11964,25 +13383,43 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "basicType", 9 },
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "regional", 8) == 0) idx = 1;
+            break;
+         case 9:
+            if (memcmp(k, "basicType", 9) == 0) idx = 0;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12016,7 +13453,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12024,8 +13461,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12033,28 +13470,46 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12086,11 +13541,10 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -12119,8 +13573,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12128,11 +13582,10 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* 
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12140,8 +13593,8 @@ int asn1JsonDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12149,29 +13602,47 @@ int asn1JsonDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "region", 6 },
       { "id", 2 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "region", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12185,7 +13656,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12207,11 +13678,10 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -12219,7 +13689,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[8] = {
@@ -12233,11 +13703,42 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       { "regional", 8 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "refPoint", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 7;
+                  break;
+               case 9:
+                  if (memcmp(k, "laneWidth", 9) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+                  else if (memcmp(k, "roadLaneSet", 11) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12251,7 +13752,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12288,7 +13789,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12301,7 +13802,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12322,7 +13823,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12343,11 +13844,10 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
@@ -12359,8 +13859,8 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12368,28 +13868,46 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12421,11 +13939,10 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12435,8 +13952,8 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12444,28 +13961,46 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "status", 6 },
       { "offsetSet", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "status", 6) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "offsetSet", 9) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12496,11 +14031,10 @@ int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetSet", THIS_FILE, __LINE__);
    return 0;
@@ -12510,8 +14044,8 @@ int asn1JsonDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12519,11 +14053,10 @@ int asn1JsonDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12531,8 +14064,8 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12540,28 +14073,43 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "zone", 4 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "zone", 4) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12591,11 +14139,10 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "zone", THIS_FILE, __LINE__);
    return 0;
 }
@@ -12603,17 +14150,36 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
 int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12645,11 +14211,10 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12658,7 +14223,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
 int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -12669,11 +14234,39 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "typeData", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "role", 4) == 0) idx = 3;
+                  break;
+               case 7:
+                  if (memcmp(k, "request", 7) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "typeData", 8) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12711,7 +14304,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12724,7 +14317,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12745,11 +14338,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
@@ -12759,7 +14351,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
 int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -12771,11 +14363,40 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "requestID", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "requestType", 11) == 0) idx = 2;
+                  else if (memcmp(k, "inBoundLane", 11) == 0) idx = 3;
+                  break;
+               case 12:
+                  if (memcmp(k, "outBoundLane", 12) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12821,7 +14442,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12834,7 +14455,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12855,11 +14476,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "requestID", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "requestType", THIS_FILE, __LINE__);
@@ -12871,8 +14491,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12880,28 +14500,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12933,11 +14571,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12947,8 +14584,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12956,18 +14593,17 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -12978,11 +14614,35 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 1;
+                  else if (memcmp(k, "second", 6) == 0) idx = 2;
+                  break;
+               case 7:
+                  if (memcmp(k, "request", 7) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "duration", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13004,7 +14664,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13017,7 +14677,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13030,7 +14690,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13043,7 +14703,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13064,11 +14724,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
    return 0;
 }
@@ -13077,8 +14736,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13086,28 +14745,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13139,11 +14816,10 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -13152,7 +14828,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -13162,11 +14838,36 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "sigStatus", 9) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13204,7 +14905,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13225,11 +14926,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sigStatus", THIS_FILE, __LINE__);
@@ -13240,8 +14940,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13249,28 +14949,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13302,11 +15020,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -13316,8 +15033,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13325,11 +15042,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13337,8 +15053,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13346,18 +15062,17 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* 
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[8] = {
@@ -13371,11 +15086,40 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "regional", 8 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 3;
+                  else if (memcmp(k, "second", 6) == 0) idx = 4;
+                  else if (memcmp(k, "status", 6) == 0) idx = 6;
+                  break;
+               case 8:
+                  if (memcmp(k, "duration", 8) == 0) idx = 5;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 7;
+                  break;
+               case 9:
+                  if (memcmp(k, "requester", 9) == 0) idx = 0;
+                  else if (memcmp(k, "inboundOn", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "outboundOn", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13389,7 +15133,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13410,7 +15154,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13423,7 +15167,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13436,7 +15180,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13449,7 +15193,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13470,7 +15214,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13491,11 +15235,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "inboundOn", THIS_FILE, __LINE__);
    if (!seen[6]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    return 0;
@@ -13505,8 +15248,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13514,28 +15257,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13567,11 +15328,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -13599,18 +15359,40 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
 int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "heading", 7 },
       { "speed", 5 },
       { "throttle", 8 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               case 7:
+                  if (memcmp(k, "heading", 7) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "throttle", 8) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13649,11 +15431,10 @@ int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "heading", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "throttle", THIS_FILE, __LINE__);
@@ -13664,8 +15445,8 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13673,11 +15454,10 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13685,16 +15465,26 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value > 12) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[fidx].value <= 12) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value > 12) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -13702,7 +15492,7 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "startTime", 9 },
@@ -13713,11 +15503,36 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       { "nextTime", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "nextTime", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "startTime", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "minEndTime", 10) == 0) idx = 1;
+                  else if (memcmp(k, "maxEndTime", 10) == 0) idx = 2;
+                  else if (memcmp(k, "likelyTime", 10) == 0) idx = 3;
+                  else if (memcmp(k, "confidence", 10) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13731,7 +15546,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13752,7 +15567,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13765,7 +15580,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13778,7 +15593,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13791,7 +15606,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13805,11 +15620,10 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "minEndTime", THIS_FILE, __LINE__);
    return 0;
 }
@@ -13829,17 +15643,36 @@ int asn1JsonDec_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalu
 int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "transmisson", 11 },
       { "speed", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "transmisson", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13870,11 +15703,10 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "transmisson", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    return 0;
@@ -13883,14 +15715,33 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
 int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "entityID", 8 },
       { "stationID", 9 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "entityID", 8) == 0) idx = 0;
+            break;
+         case 9:
+            if (memcmp(k, "stationID", 9) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13923,7 +15774,7 @@ int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13931,16 +15782,26 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Adviso
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -13981,16 +15842,26 @@ int asn1JsonDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVe
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23);
-      if (idx < 0 || ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value > 22) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[fidx].value <= 22) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23);
+         if (idx < 0 || ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value > 22) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14165,16 +16036,26 @@ int asn1JsonDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elev
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14203,16 +16084,26 @@ int asn1JsonDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Headin
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14345,16 +16236,26 @@ int asn1JsonDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pva
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_LayerType_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14399,16 +16300,26 @@ int asn1JsonDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Movem
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10);
-      if (idx < 0 || ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value > 9) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[fidx].value <= 9) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10);
+         if (idx < 0 || ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value > 9) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14515,16 +16426,26 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14533,16 +16454,26 @@ int asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14551,16 +16482,26 @@ int asn1JsonDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Prio
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14583,16 +16524,26 @@ int asn1JsonDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14601,16 +16552,26 @@ int asn1JsonDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14619,16 +16580,26 @@ int asn1JsonDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Res
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value > 13) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[fidx].value <= 13) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value > 13) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14678,16 +16649,26 @@ int asn1JsonDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revis
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14715,16 +16696,26 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Segme
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value > 37) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[fidx].value <= 37) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value > 37) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14766,16 +16757,26 @@ int asn1JsonDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedCon
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14797,16 +16798,26 @@ int asn1JsonDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Throt
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14815,16 +16826,26 @@ int asn1JsonDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfi
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value > 39) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[fidx].value <= 39) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value > 39) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14845,16 +16866,26 @@ int asn1JsonDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14871,16 +16902,26 @@ int asn1JsonDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transm
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[fidx].value <= 7) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14901,16 +16942,26 @@ int asn1JsonDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }

@@ -1536,7 +1536,7 @@ int asn1JsonDec_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPasse
 int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[5] = {
       { "maxLadenweightOnAxle1", 21 },
       { "maxLadenweightOnAxle2", 21 },
@@ -1545,11 +1545,31 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
       { "maxLadenweightOnAxle5", 21 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "maxLadenweightOnAxle1", 21) == 0) idx = 0;
+                  else if (memcmp(k, "maxLadenweightOnAxle2", 21) == 0) idx = 1;
+                  else if (memcmp(k, "maxLadenweightOnAxle3", 21) == 0) idx = 2;
+                  else if (memcmp(k, "maxLadenweightOnAxle4", 21) == 0) idx = 3;
+                  else if (memcmp(k, "maxLadenweightOnAxle5", 21) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1604,11 +1624,10 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle1", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle2", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle3", THIS_FILE, __LINE__);
@@ -1620,17 +1639,36 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "attributeId", 11 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "attributeId", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1661,11 +1699,10 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -1681,17 +1718,36 @@ int asn1JsonDec_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
 int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "channelId", 9 },
       { "apdu", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "apdu", 4) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "channelId", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1722,11 +1778,10 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
    return 0;
@@ -1735,17 +1790,36 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "channelId", 9 },
       { "apdu", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "apdu", 4) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "channelId", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1776,11 +1850,10 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
    return 0;
@@ -1789,17 +1862,36 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "destinationEID", 14 },
       { "attributeIdList", 15 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "destinationEID", 14) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1830,11 +1922,10 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "destinationEID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
    return 0;
@@ -1843,18 +1934,40 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "refund", 6 },
       { "nonce", 5 },
       { "key", 3 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "key", 3) == 0) idx = 2;
+                  break;
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "refund", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1893,11 +2006,10 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "refund", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "key", THIS_FILE, __LINE__);
@@ -1907,17 +2019,36 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "creditResult", 12 },
       { "creditAuthenticator", 19 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "creditResult", 12) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "creditAuthenticator", 19) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1948,11 +2079,10 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "creditResult", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "creditAuthenticator", THIS_FILE, __LINE__);
    return 0;
@@ -1961,18 +2091,40 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "debitPaymentFee", 15 },
       { "nonce", 5 },
       { "keyRef", 6 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "keyRef", 6) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "debitPaymentFee", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2011,11 +2163,10 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "debitPaymentFee", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
@@ -2025,17 +2176,36 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "debitResult", 11 },
       { "debitAuthenticator", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "debitResult", 11) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "debitAuthenticator", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2066,11 +2236,10 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "debitResult", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "debitAuthenticator", THIS_FILE, __LINE__);
    return 0;
@@ -2079,18 +2248,40 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "posOfFirstInstance", 18 },
       { "posOfLastInstance", 17 },
       { "attributeIdList", 15 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 2;
+                  break;
+               case 17:
+                  if (memcmp(k, "posOfLastInstance", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "posOfFirstInstance", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2129,11 +2320,10 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "posOfFirstInstance", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "posOfLastInstance", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
@@ -2143,18 +2333,40 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "attributeIdList", 15 },
       { "nonce", 5 },
       { "keyRef", 6 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "keyRef", 6) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2193,11 +2405,10 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
@@ -2214,17 +2425,36 @@ int asn1JsonDec_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
 int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "attributeId", 11 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "attributeId", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2255,11 +2485,10 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -2289,17 +2518,36 @@ int asn1JsonDec_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator*
 int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "contractRestrictions", 20 },
       { "contractExpiryDate", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "contractExpiryDate", 18) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "contractRestrictions", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2336,11 +2584,10 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "contractRestrictions", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
    return 0;
@@ -2349,18 +2596,40 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2399,11 +2668,10 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -2413,18 +2681,40 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "year", 4 },
       { "month", 5 },
       { "day", 3 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "day", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "month", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2478,11 +2768,10 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "year", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "month", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "day", THIS_FILE, __LINE__);
@@ -2499,17 +2788,36 @@ int asn1JsonDec_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharac
 int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "particulate", 11 },
       { "absorptionCoeff", 15 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "particulate", 11) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "absorptionCoeff", 15) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2540,11 +2848,10 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "particulate", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "absorptionCoeff", THIS_FILE, __LINE__);
    return 0;
@@ -2553,17 +2860,36 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
 int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "unitType", 8 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "unitType", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2599,11 +2925,10 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -2612,17 +2937,34 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
 int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "driverClass", 11 },
       { "tripPurpose", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "driverClass", 11) == 0) idx = 0;
+                  else if (memcmp(k, "tripPurpose", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2653,11 +2995,10 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "driverClass", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "tripPurpose", THIS_FILE, __LINE__);
    return 0;
@@ -2666,18 +3007,38 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
 int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "contractProvider", 16 },
       { "typeOfContract", 14 },
       { "contextVersion", 14 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "typeOfContract", 14) == 0) idx = 1;
+                  else if (memcmp(k, "contextVersion", 14) == 0) idx = 2;
+                  break;
+               case 16:
+                  if (memcmp(k, "contractProvider", 16) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2722,11 +3083,10 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "contractProvider", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "typeOfContract", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "contextVersion", THIS_FILE, __LINE__);
@@ -2736,17 +3096,36 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "euroValue", 9 },
       { "copValue", 8 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "copValue", 8) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "euroValue", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2777,11 +3156,10 @@ int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCh
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "euroValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "copValue", THIS_FILE, __LINE__);
    return 0;
@@ -2791,16 +3169,26 @@ int asn1JsonDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuroValue_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_EuroValue_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuroValue_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_EuroValue_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuroValue_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_EuroValue_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2809,16 +3197,26 @@ int asn1JsonDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_CopValue_ENUMTAB, 9);
-      if (idx < 0 || ASN1T_CopValue_ENUMTAB[idx].value > 8) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_CopValue_ENUMTAB, 9) : -1;
+      if (fidx >= 0 && ASN1T_CopValue_ENUMTAB[fidx].value <= 8) {
+         (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_CopValue_ENUMTAB, 9);
+         if (idx < 0 || ASN1T_CopValue_ENUMTAB[idx].value > 8) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2833,17 +3231,36 @@ int asn1JsonDec_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics*
 int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "engineCapacity", 14 },
       { "enginePower", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "enginePower", 11) == 0) idx = 1;
+                  break;
+               case 14:
+                  if (memcmp(k, "engineCapacity", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2874,11 +3291,10 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "engineCapacity", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "enginePower", THIS_FILE, __LINE__);
    return 0;
@@ -2902,7 +3318,7 @@ int asn1JsonDec_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
 int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[5] = {
       { "unitType", 8 },
       { "emissionCO", 10 },
@@ -2911,11 +3327,37 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
       { "emissionHCNOX", 13 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "unitType", 8) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "emissionCO", 10) == 0) idx = 1;
+                  else if (memcmp(k, "emissionHC", 10) == 0) idx = 2;
+                  break;
+               case 11:
+                  if (memcmp(k, "emissionNOX", 11) == 0) idx = 3;
+                  break;
+               case 13:
+                  if (memcmp(k, "emissionHCNOX", 13) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2975,11 +3417,10 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "emissionCO", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "emissionHC", THIS_FILE, __LINE__);
@@ -3038,18 +3479,40 @@ int asn1JsonDec_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
 int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3088,11 +3551,10 @@ int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -3103,16 +3565,26 @@ int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_LPN_alphabetIndicator_ENUMTAB, 33);
-      if (idx < 0 || ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value > 33) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33) : -1;
+      if (fidx >= 0 && ASN1T_LPN_alphabetIndicator_ENUMTAB[fidx].value <= 33) {
+         (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_LPN_alphabetIndicator_ENUMTAB, 33);
+         if (idx < 0 || ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value > 33) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3120,17 +3592,36 @@ int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
 int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "numberOfSeats", 13 },
       { "numberOfStandingPlaces", 22 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "numberOfSeats", 13) == 0) idx = 0;
+                  break;
+               case 22:
+                  if (memcmp(k, "numberOfStandingPlaces", 22) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3161,11 +3652,10 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "numberOfSeats", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfStandingPlaces", THIS_FILE, __LINE__);
    return 0;
@@ -3174,17 +3664,36 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "paymentFeeAmount", 16 },
       { "paymentFeeUnit", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "paymentFeeUnit", 14) == 0) idx = 1;
+                  break;
+               case 16:
+                  if (memcmp(k, "paymentFeeAmount", 16) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3215,11 +3724,10 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "paymentFeeAmount", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentFeeUnit", THIS_FILE, __LINE__);
    return 0;
@@ -3228,18 +3736,40 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "personalAccountNumber", 21 },
       { "paymentMeansExpiryDate", 22 },
       { "pamentMeansUsageControl", 23 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "personalAccountNumber", 21) == 0) idx = 0;
+                  break;
+               case 22:
+                  if (memcmp(k, "paymentMeansExpiryDate", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "pamentMeansUsageControl", 23) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3284,11 +3814,10 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentMeansExpiryDate", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "pamentMeansUsageControl", THIS_FILE, __LINE__);
@@ -3298,14 +3827,31 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "positive", 8 },
       { "negative", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "positive", 8) == 0) idx = 0;
+            else if (memcmp(k, "negative", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3348,21 +3894,38 @@ int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "positive", 8 },
       { "negative", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "positive", 8) == 0) idx = 0;
+            else if (memcmp(k, "negative", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3405,7 +3968,7 @@ int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
    }
    rtxCtxtPopElemName(ctxt);
    rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3458,17 +4021,36 @@ int asn1JsonDec_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber*
 int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "countryCode", 11 },
       { "providerIdentifier", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "providerIdentifier", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3499,11 +4081,10 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "providerIdentifier", THIS_FILE, __LINE__);
    return 0;
@@ -3512,17 +4093,36 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "purseValue", 10 },
       { "purseUnit", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "purseUnit", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "purseValue", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3553,11 +4153,10 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "purseValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "purseUnit", THIS_FILE, __LINE__);
    return 0;
@@ -3566,18 +4165,40 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "sessionContractProvider", 23 },
       { "sessionTypeOfContract", 21 },
       { "sessionContractSerialNumber", 27 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 0;
+                  break;
+               case 27:
+                  if (memcmp(k, "sessionContractSerialNumber", 27) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3622,11 +4243,10 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionContractSerialNumber", THIS_FILE, __LINE__);
@@ -3636,7 +4256,7 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -3653,11 +4273,59 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3788,11 +4456,10 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -3812,7 +4479,7 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -3829,11 +4496,59 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3964,11 +4679,10 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -3988,7 +4702,7 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -4005,11 +4719,59 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4140,11 +4902,10 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -4176,7 +4937,7 @@ int asn1JsonDec_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
 int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[4] = {
       { "personalAccountNumber", 21 },
       { "sessionPaymentFee", 17 },
@@ -4184,11 +4945,34 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
       { "receiptFinancialSerialNumber", 28 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "sessionPaymentFee", 17) == 0) idx = 1;
+                  break;
+               case 21:
+                  if (memcmp(k, "personalAccountNumber", 21) == 0) idx = 0;
+                  else if (memcmp(k, "sessionCurrentBalance", 21) == 0) idx = 2;
+                  break;
+               case 28:
+                  if (memcmp(k, "receiptFinancialSerialNumber", 28) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4235,11 +5019,10 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionPaymentFee", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionCurrentBalance", THIS_FILE, __LINE__);
@@ -4264,7 +5047,7 @@ int asn1JsonDec_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
 int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[7] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -4275,11 +5058,41 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
       { "sessionResultFinancial", 22 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "typeOfSession", 13) == 0) idx = 4;
+                  break;
+               case 15:
+                  if (memcmp(k, "stationLocation", 15) == 0) idx = 2;
+                  else if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  else if (memcmp(k, "sessionResultFinancial", 22) == 0) idx = 6;
+                  break;
+               case 24:
+                  if (memcmp(k, "sessionResultOperational", 24) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4356,11 +5169,10 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "stationLocation", THIS_FILE, __LINE__);
@@ -4420,17 +5232,36 @@ int asn1JsonDec_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
 int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "sessionTariffClass", 18 },
       { "sessionClaimedClass", 19 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4461,11 +5292,10 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
    return 0;
@@ -4474,17 +5304,36 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "ascendingKilometrage", 20 },
       { "laneCodeNumber", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "laneCodeNumber", 14) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "ascendingKilometrage", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4520,11 +5369,10 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "ascendingKilometrage", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "laneCodeNumber", THIS_FILE, __LINE__);
    return 0;
@@ -4534,16 +5382,26 @@ int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_StationType_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_StationType_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_StationType_ENUMTAB, 16) : -1;
+      if (fidx >= 0 && ASN1T_StationType_ENUMTAB[fidx].value <= 15) {
+         (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_StationType_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_StationType_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4551,17 +5409,36 @@ int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "timeDate", 8 },
       { "timeCompact", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "timeDate", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "timeCompact", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4592,11 +5469,10 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "timeDate", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "timeCompact", THIS_FILE, __LINE__);
    return 0;
@@ -4605,18 +5481,40 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "hours", 5 },
       { "mins", 4 },
       { "double-secs", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "mins", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "hours", 5) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "double-secs", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4670,11 +5568,10 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "hours", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "mins", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "double-secs", THIS_FILE, __LINE__);
@@ -4684,17 +5581,36 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
 int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "soundstationary", 15 },
       { "sounddriveby", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "sounddriveby", 12) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "soundstationary", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4725,11 +5641,10 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "soundstationary", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sounddriveby", THIS_FILE, __LINE__);
    return 0;
@@ -4738,18 +5653,40 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "trailerDetails", 14 },
       { "trailerMaxLadenWeight", 21 },
       { "trailerWeightUnladen", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "trailerDetails", 14) == 0) idx = 0;
+                  break;
+               case 20:
+                  if (memcmp(k, "trailerWeightUnladen", 20) == 0) idx = 2;
+                  break;
+               case 21:
+                  if (memcmp(k, "trailerMaxLadenWeight", 21) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4788,11 +5725,10 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerDetails", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerMaxLadenWeight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "trailerWeightUnladen", THIS_FILE, __LINE__);
@@ -4802,17 +5738,36 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
 int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "trailerType", 11 },
       { "trailerAxles", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "trailerType", 11) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "trailerAxles", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4843,11 +5798,10 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
    return 0;
@@ -4868,18 +5822,40 @@ int asn1JsonDec_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_tr
 int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4918,11 +5894,10 @@ int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlat
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -4933,16 +5908,26 @@ int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_UnitType_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_UnitType_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_UnitType_ENUMTAB, 2) : -1;
+      if (fidx >= 0 && ASN1T_UnitType_ENUMTAB[fidx].value <= 1) {
+         (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_UnitType_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_UnitType_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4950,17 +5935,34 @@ int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "issuerRestrictions", 18 },
       { "contractExpiryDate", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "issuerRestrictions", 18) == 0) idx = 0;
+                  else if (memcmp(k, "contractExpiryDate", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4997,11 +5999,10 @@ int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalu
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "issuerRestrictions", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
    return 0;
@@ -5017,17 +6018,36 @@ int asn1JsonDec_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* p
 int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vehicleFirstAxleHeight", 22 },
       { "vehicleAxlesNumber", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "vehicleAxlesNumber", 18) == 0) idx = 1;
+                  break;
+               case 22:
+                  if (memcmp(k, "vehicleFirstAxleHeight", 22) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5058,11 +6078,10 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleFirstAxleHeight", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleAxlesNumber", THIS_FILE, __LINE__);
    return 0;
@@ -5071,17 +6090,36 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "tyreType", 8 },
       { "numberOfAxles", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "tyreType", 8) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "numberOfAxles", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5112,11 +6150,10 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "tyreType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfAxles", THIS_FILE, __LINE__);
    return 0;
@@ -5126,16 +6163,26 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4) : -1;
+      if (fidx >= 0 && ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[fidx].value <= 3) {
+         (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[fidx].value;
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value;
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -5143,17 +6190,34 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
 int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "trailerAxles", 12 },
       { "tractorAxles", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "trailerAxles", 12) == 0) idx = 0;
+                  else if (memcmp(k, "tractorAxles", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5184,11 +6248,10 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "tractorAxles", THIS_FILE, __LINE__);
    return 0;
@@ -5228,18 +6291,38 @@ int asn1JsonDec_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
 int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "vehicleLengthOverall", 20 },
       { "vehicleHeigthOverall", 20 },
       { "vehicleWidthOverall", 19 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "vehicleWidthOverall", 19) == 0) idx = 2;
+                  break;
+               case 20:
+                  if (memcmp(k, "vehicleLengthOverall", 20) == 0) idx = 0;
+                  else if (memcmp(k, "vehicleHeigthOverall", 20) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5278,11 +6361,10 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleLengthOverall", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleHeigthOverall", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWidthOverall", THIS_FILE, __LINE__);
@@ -5292,18 +6374,40 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5342,11 +6446,10 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -5356,17 +6459,36 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
 int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vin", 3 },
       { "fill", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "vin", 3) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "fill", 4) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5398,11 +6520,10 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vin", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "fill", THIS_FILE, __LINE__);
    return 0;
@@ -5411,7 +6532,7 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
 int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[4] = {
       { "environmentalCharacteristics", 28 },
       { "engineCharacteristics", 21 },
@@ -5419,11 +6540,34 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
       { "futureCharacteristics", 21 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "engineCharacteristics", 21) == 0) idx = 1;
+                  else if (memcmp(k, "futureCharacteristics", 21) == 0) idx = 3;
+                  break;
+               case 26:
+                  if (memcmp(k, "descriptiveCharacteristics", 26) == 0) idx = 2;
+                  break;
+               case 28:
+                  if (memcmp(k, "environmentalCharacteristics", 28) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5470,11 +6614,10 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "environmentalCharacteristics", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "engineCharacteristics", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "descriptiveCharacteristics", THIS_FILE, __LINE__);
@@ -5506,18 +6649,40 @@ int asn1JsonDec_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentM
 int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "vehicleMaxLadenWeight", 21 },
       { "vehicleTrainMaximumWeight", 25 },
       { "vehicleWeightUnladen", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 20:
+                  if (memcmp(k, "vehicleWeightUnladen", 20) == 0) idx = 2;
+                  break;
+               case 21:
+                  if (memcmp(k, "vehicleMaxLadenWeight", 21) == 0) idx = 0;
+                  break;
+               case 25:
+                  if (memcmp(k, "vehicleTrainMaximumWeight", 25) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5556,11 +6721,10 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
          }
          rtxCtxtPopElemName(ctxt);
          rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleMaxLadenWeight", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleTrainMaximumWeight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWeightUnladen", THIS_FILE, __LINE__);

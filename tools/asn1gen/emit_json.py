@@ -14,6 +14,20 @@ def param_type(td):
     return "ASN1TSeqOfList" if td.body.kind == "SEQUENCE_OF" else tname(td)
 
 
+def enum_id_table(rt):
+    """The identifier of each value 0..largest root value (None where no item has the value),
+    or None when the values do not suit such a table."""
+    items = rt.root + (rt.ext_items or [])
+    top = max(v for _, v in rt.root)
+    if any(v < 0 for _, v in items) or top > 255:
+        return None
+    ids = [None] * (top + 1)
+    for name, v in items:
+        if v <= top:
+            ids[v] = name
+    return ids
+
+
 def name_table(w, var, names):
     w.line("static const QSJsonElemName %s[%d] = {" % (var, len(names)))
     for n in names:
@@ -45,6 +59,24 @@ class JsonEmitter(TextEmitter):
             fn = {"QSINT64": "rtxTxtWriteInt64", "QSUINT64": "rtxTxtWriteUInt64"}.get(
                 ct, "rtxTxtWriteUInt" if ct.startswith("QSU") else "rtxTxtWriteInt")
             self.check(w, "%s(ctxt, %s)" % (fn, expr))
+        elif k == "ENUMERATED" and enum_id_table(rt) is not None:
+            top = max(v for _, v in rt.root)
+            w.line("if (%s > %d) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % (expr, top))
+            w.line("{")
+            w.indent()
+            ids = enum_id_table(rt)
+            w.line("static const QSJsonElemName ids[%d] = {" % len(ids))
+            for name in ids:
+                if name is None:
+                    w.line("   { 0, 0 },")
+                else:
+                    w.line('   { "\\"%s\\"", %d },' % (name, len(name.encode("utf-8")) + 2))
+            w.line("};")
+            w.line("QSUINT32 v = (QSUINT32)%s;" % expr)
+            w.line("if (v > %d || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % top)
+            self.check(w, "rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)")
+            w.dedent()
+            w.line("}")
         elif k == "ENUMERATED":
             top = max(v for _, v in rt.root)
             w.line("if (%s > %d) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % (expr, top))
@@ -82,9 +114,10 @@ class JsonEmitter(TextEmitter):
             raise Asn1Error("no JSON encoding for %s" % k)
 
     def member(self, w, name):
-        self.check(w, "rtJsonEncMember(ctxt, first)")
+        """The separator, the new line and the key before a member, in one call."""
+        self.check(w, 'rtJsonEncMemberKey(ctxt, first, "\\"%s\\":", %d)'
+                   % (name, len(name.encode("utf-8")) + 3))
         w.line("first = 0;")
-        self.check(w, 'rtJsonEncKey(ctxt, "%s", %d)' % (name, len(name)))
 
     def enc_sequence(self, w, rt, expr):
         self.check(w, "rtJsonEncOpen(ctxt, '{')")
@@ -176,6 +209,12 @@ class JsonEmitter(TextEmitter):
         self.check(w, "rtJsonEncClose(ctxt, ']')")
 
     # ---- decoding ------------------------------------------------------------------------------
+    @staticmethod
+    def match_char(w, ch):
+        """rtJsonDecMatchChar for ch, with the character taken inline when it stands at the cursor."""
+        w.line("if (!rtJsonDecTakeChar(ctxt, '%s') && (stat = rtJsonDecMatchChar(ctxt, '%s')) != 0) "
+               "return LOG_RTERR(ctxt, stat);" % (ch, ch))
+
     def dec_value(self, w, rt, expr):
         if self.uses_typedef_codec(rt):
             self.check(w, "asn1JsonDec_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
@@ -199,8 +238,20 @@ class JsonEmitter(TextEmitter):
             top = max(v for _, v in rt.root)
             n = len(rt.root) + len(rt.ext_items or [])
             t = tname(self.cur_td)
+            # a plain identifier of the root is looked up in place; anything else is read
+            # again from the same position by the general code below
             w.line("{")
             w.indent()
+            w.line("QSSIZE start = ctxt->buffer.byteIndex;")
+            w.line("const QSOCTET* s = 0;")
+            w.line("int slen = rtJsonDecStringFast(ctxt, &s);")
+            w.line("int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, %s_ENUMTAB, %d) : -1;" % (t, n))
+            w.line("if (fidx >= 0 && %s_ENUMTAB[fidx].value <= %d) {" % (t, top))
+            w.line("   %s = (QSUINT32)%s_ENUMTAB[fidx].value;" % (expr, t))
+            w.line("}")
+            w.line("else {")
+            w.indent()
+            w.line("ctxt->buffer.byteIndex = start;")
             w.line("char* id = 0;")
             self.check(w, "rtJsonDecStringValue(ctxt, &id)")
             w.line("int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), %s_ENUMTAB, %d);" % (t, n))
@@ -211,6 +262,8 @@ class JsonEmitter(TextEmitter):
             w.line("}")
             w.line("rtxMemHeapFreePtr(ctxt, id);")
             w.line("%s = (QSUINT32)%s_ENUMTAB[idx].value;" % (expr, t))
+            w.dedent()
+            w.line("}")
             w.dedent()
             w.line("}")
         elif k == "BIT_STRING":
@@ -265,13 +318,49 @@ class JsonEmitter(TextEmitter):
         else:
             raise Asn1Error("no JSON decoding for %s" % k)
 
-    def read_key(self, w, count):
+    @staticmethod
+    def key_switch(w, names):
+        """Sets `idx` to the place of the key `k` (klen bytes) in `names`, or -1: a switch on
+        the length, then whole-key comparisons of that length."""
+        w.line("idx = -1;")
+        if not names:
+            w.line("(void)k;")
+            return
+        by_len = {}
+        for i, n in enumerate(names):
+            by_len.setdefault(len(n.encode("utf-8")), []).append((i, n))
+        w.line("switch (klen) {")
+        for length in sorted(by_len):
+            w.line("case %d:" % length)
+            for j, (i, n) in enumerate(by_len[length]):
+                w.line('   %sif (memcmp(k, "%s", %d) == 0) idx = %d;' % ("else " if j else "", n, length, i))
+            w.line("   break;")
+        w.line("default: break;")
+        w.line("}")
+
+    def read_key(self, w, names):
         """Reads a member key and its colon: `idx` is its place in the name table, or -1 with
         the key's text in `key` (heap) for a member the table does not know. The key is pushed
-        as element name."""
+        as element name. A plain key is looked up in place; any other form goes through
+        rtJsonGetElemIdx from the same position."""
+        count = len(names)
         w.line("QSSIZE keyStart = ctxt->buffer.byteIndex;")
-        w.line("int idx = rtJsonGetElemIdx(ctxt, %s, %d);" % ("names" if count else "0", count))
-        w.line("if (idx < -1) return LOG_RTERR(ctxt, idx);")
+        w.line("int idx;")
+        w.line("{")
+        w.indent()
+        w.line("const QSOCTET* k = 0;")
+        w.line("int klen = rtJsonDecKeyFast(ctxt, &k);")
+        w.line("if (klen >= 0) {")
+        w.indent()
+        self.key_switch(w, names)
+        w.dedent()
+        w.line("}")
+        w.line("else {")
+        w.line("   idx = rtJsonGetElemIdx(ctxt, %s, %d);" % ("names" if count else "0", count))
+        w.line("   if (idx < -1) return LOG_RTERR(ctxt, idx);")
+        w.line("}")
+        w.dedent()
+        w.line("}")
         w.line("char* key = 0;")
         w.line("if (idx < 0) {")
         self.check(w, "rtJsonDecRereadKey(ctxt, keyStart, &key)")
@@ -282,7 +371,7 @@ class JsonEmitter(TextEmitter):
     def dec_sequence(self, w, rt, expr):
         comps = rt.components
         names = [c.name for c in comps]
-        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        self.match_char(w, "{")
         if any(c.has_present_bit for c in comps):
             w.line("memset(&%s.m, 0, sizeof(%s.m));" % (expr, expr))
         if rt.extensible:
@@ -290,11 +379,11 @@ class JsonEmitter(TextEmitter):
         if comps:
             name_table(w, "names", names)
             w.line("QSOCTET seen[%d] = { 0 };" % len(comps))
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != '}') {")
+        w.line("if (!rtJsonDecNextIs(ctxt, '}')) {")
         w.indent()
         w.line("for (;;) {")
         w.indent()
-        self.read_key(w, len(comps))
+        self.read_key(w, names)
         w.line("switch (idx) {")
         for i, c in enumerate(comps):
             w.line("case %d:" % i)
@@ -305,7 +394,7 @@ class JsonEmitter(TextEmitter):
             w.line("}")
             w.line("seen[%d] = 1;" % i)
             if c.has_present_bit:
-                w.line("if (rtxTxtPeekChar2(ctxt, 1) == 'n' && %s) {" %
+                w.line("if (rtJsonDecNextIs(ctxt, 'n') && %s) {" %
                        ("1" if c.type.kind != "NULL" else "0"))
                 self.check(w, "rtJsonDecNull(ctxt)")
                 w.line("   break;")
@@ -340,13 +429,12 @@ class JsonEmitter(TextEmitter):
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
         w.line("rtxMemHeapFreePtr(ctxt, key);")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.line("if (!rtJsonDecMore(ctxt)) break;")
         w.dedent()
         w.line("}")
         w.dedent()
         w.line("}")
-        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+        self.match_char(w, "}")
         for i, c in enumerate(comps):
             if not c.has_present_bit:
                 w.line('if (!seen[%d]) return rtJsonMissingMember(ctxt, "%s", THIS_FILE, __LINE__);' % (i, c.name))
@@ -383,9 +471,9 @@ class JsonEmitter(TextEmitter):
 
     def dec_choice(self, w, rt, expr):
         alts = rt.alternatives
-        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        self.match_char(w, "{")
         name_table(w, "names", [a.name for a in alts])
-        self.read_key(w, len(alts))
+        self.read_key(w, [a.name for a in alts])
         w.line("switch (idx) {")
         for i, a in enumerate(alts):
             w.line("case %d: {" % i)
@@ -416,14 +504,14 @@ class JsonEmitter(TextEmitter):
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
         w.line("rtxMemHeapFreePtr(ctxt, key);")
-        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+        self.match_char(w, "}")
 
     def dec_seqof(self, w, rt, expr):
         el = rt.element
         t = ctype(el)
         w.line("rtxDListInit(&%s);" % expr)
-        self.check(w, "rtJsonDecMatchChar(ctxt, '[')")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ']') {")
+        self.match_char(w, "[")
+        w.line("if (!rtJsonDecNextIs(ctxt, ']')) {")
         w.indent()
         w.line("for (;;) {")
         w.indent()
@@ -431,13 +519,12 @@ class JsonEmitter(TextEmitter):
         w.line('rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", %s.count - 1);' % expr)
         self.dec_value(w, el, "(*elem)")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.line("if (!rtJsonDecMore(ctxt)) break;")
         w.dedent()
         w.line("}")
         w.dedent()
         w.line("}")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ']')")
+        self.match_char(w, "]")
 
     # ---- functions -----------------------------------------------------------------------------
     def function(self, w, td, enc):
