@@ -145,6 +145,12 @@ int rtJsonEncMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLe
  * string needing no escapes); written as rtJsonEncStringValue writes the bytes between. */
 int rtJsonEncQuoted(QSCTXT* ctxt, const char* text, QSSIZE nbytes);
 
+/* A whole integer member, as rtJsonEncMemberKey followed by the value's decimal digits,
+ * when the buffer has room for it at once: 1. Otherwise 0 and nothing written (the caller
+ * then writes the member the general way). */
+int rtJsonEncMemberInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSINT64 value);
+int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSUINT64 value);
+
 /* Between two members or items: ',' then a new line
  * (rtJsonEncMember(ctxt, FALSE)). */
 int rtJsonEncNext(QSCTXT* ctxt);
@@ -190,6 +196,11 @@ int rtJsonDecKeyFast(QSCTXT* ctxt, const QSOCTET** pkey);
  * the text in the input, the cursor is behind the closing quote and the text's byte length
  * is returned. Otherwise -1, and the cursor has not moved. */
 int rtJsonDecStringFast(QSCTXT* ctxt, const QSOCTET** ptext);
+
+/* The common form of an integer, read in place: [-] digits right at the cursor, making a
+ * value in lo..hi: 1 with the value and the cursor behind the digits. Otherwise 0 and the
+ * cursor has not moved. */
+int rtJsonDecIntFast(QSCTXT* ctxt, QSINT64 lo, QSINT64 hi, QSINT64* pvalue);
 
 /* After a member or item: skips whitespace and consumes a ',' if one follows (1), or
  * leaves the next character unread (0). */

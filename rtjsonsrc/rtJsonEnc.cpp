@@ -676,6 +676,103 @@ inline void copyShort(QSOCTET* p, const char* s, QSSIZE n)
 
 } // namespace
 
+namespace {
+
+/* Decimal digits of the magnitude (and a leading '-') at p; the new cursor. Room for 21 bytes
+ * is the caller's. */
+inline QSOCTET* putDecimal(QSOCTET* p, QSUINT64 magnitude, bool negative)
+{
+   *p = '-';
+   p += negative ? 1 : 0;
+   return rtxTxtPutUInt64(p, magnitude);
+}
+
+/* [","] line feed, indentation and key at the cursor (room checked by the caller); the new
+ * cursor. */
+inline QSOCTET* putMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   *p = ',';
+   p += first ? 0 : 1;
+   p = putNewLineFast(p, ctxt->indent);
+   copyShort(p, key, keyLen);
+   return p + keyLen;
+}
+
+} // namespace
+
+int rtJsonEncMemberInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSINT64 value)
+{
+   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
+   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
+   p = (value < 0) ? putDecimal(p, (QSUINT64)0 - (QSUINT64)value, true)
+                   : putDecimal(p, (QSUINT64)value, false);
+   ctxt->lastChar = p[-1];
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   return 1;
+}
+
+int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSUINT64 value)
+{
+   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
+   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
+   p = putDecimal(p, value, false);
+   ctxt->lastChar = p[-1];
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   return 1;
+}
+
+namespace {
+
+/* The general paths of rtJsonEncMemberKey, rtJsonEncMember and rtJsonEncClose, kept apart
+ * from their common cases. */
+JSON_NOINLINE int memberKeySlow(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
+{
+   int stat = rtJsonEncMember(ctxt, first);
+   if (stat == 0) stat = rtJsonEncKey(ctxt, key + 1, keyLen - 3);
+   return stat;
+}
+
+JSON_NOINLINE int memberSlow(QSCTXT* ctxt, QSBOOL first)
+{
+   QSSIZE nspaces = ctxt->indent;
+   if (roomForLayout(ctxt, nspaces + 2)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = b.data + b.byteIndex;
+      if (!first) *p++ = ',';
+      p = putNewLine(p, nspaces);
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = (nspaces != 0) ? ' ' : '\n';
+      return 0;
+   }
+   int stat = first ? 0 : rtJsonEncPutChar(ctxt, ',');
+   if (stat == 0) stat = rtJsonEncIndent(ctxt);
+   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+}
+
+JSON_NOINLINE int closeSlow(QSCTXT* ctxt, char closeChar)
+{
+   QSSIZE nspaces = ctxt->indent;
+   if (roomForLayout(ctxt, nspaces + 3)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = putNewLine(b.data + b.byteIndex, nspaces);
+      *p++ = (QSOCTET)closeChar;
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = (QSOCTET)closeChar;
+      return 0;
+   }
+   int stat = rtJsonEncIndent(ctxt);
+   if (stat == 0) stat = rtJsonEncPutChar(ctxt, closeChar);
+   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+}
+
+} // namespace
+
 int rtJsonEncMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
 {
    /* the common case in one piece: [","] line feed, indentation, key */
@@ -693,9 +790,7 @@ int rtJsonEncMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLe
       ctxt->lastChar = ':';
       return 0;
    }
-   int stat = rtJsonEncMember(ctxt, first);
-   if (stat == 0) stat = rtJsonEncKey(ctxt, key + 1, keyLen - 3);
-   return stat;
+   return memberKeySlow(ctxt, first, key, keyLen);
 }
 
 int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
@@ -713,19 +808,7 @@ int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
       ctxt->lastChar = (nspaces != 0) ? ' ' : '\n';
       return 0;
    }
-   if (roomForLayout(ctxt, nspaces + 2)) {
-      QSRTBuffer& b = ctxt->buffer;
-      QSOCTET* p = b.data + b.byteIndex;
-      if (!first) *p++ = ',';
-      p = putNewLine(p, nspaces);
-      *p = 0;
-      b.byteIndex = (QSSIZE)(p - b.data);
-      ctxt->lastChar = (nspaces != 0) ? ' ' : '\n';
-      return 0;
-   }
-   int stat = first ? 0 : rtJsonEncPutChar(ctxt, ',');
-   if (stat == 0) stat = rtJsonEncIndent(ctxt);
-   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+   return memberSlow(ctxt, first);
 }
 
 int rtJsonEncNext(QSCTXT* ctxt)
@@ -749,16 +832,5 @@ int rtJsonEncClose(QSCTXT* ctxt, char closeChar)
       ctxt->lastChar = (QSOCTET)closeChar;
       return 0;
    }
-   if (roomForLayout(ctxt, nspaces + 3)) {
-      QSRTBuffer& b = ctxt->buffer;
-      QSOCTET* p = putNewLine(b.data + b.byteIndex, nspaces);
-      *p++ = (QSOCTET)closeChar;
-      *p = 0;
-      b.byteIndex = (QSSIZE)(p - b.data);
-      ctxt->lastChar = (QSOCTET)closeChar;
-      return 0;
-   }
-   int stat = rtJsonEncIndent(ctxt);
-   if (stat == 0) stat = rtJsonEncPutChar(ctxt, closeChar);
-   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+   return closeSlow(ctxt, closeChar);
 }

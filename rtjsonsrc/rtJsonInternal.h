@@ -24,9 +24,14 @@
 /* Keeps a general (slow) path out of the fast path that calls it. */
 #if defined(__GNUC__)
 #define JSON_NOINLINE __attribute__((noinline))
+#define JSON_ALWAYS_INLINE inline __attribute__((always_inline))
 #else
 #define JSON_NOINLINE
+#define JSON_ALWAYS_INLINE inline
 #endif
+
+/* The decimal digits of v stored at p (room for 20 bytes is the caller's); the end. */
+QSOCTET* rtxTxtPutUInt64(QSOCTET* p, QSUINT64 v);
 
 namespace jsonimpl {
 
@@ -151,7 +156,7 @@ inline QSSIZE skipWs(const QSOCTET* data, QSSIZE i, QSSIZE n)
 }
 
 /* Next non-whitespace character without consuming it, or -1 at the end. */
-inline int peekNonWs(QSCTXT* ctxt)
+JSON_ALWAYS_INLINE int peekNonWs(QSCTXT* ctxt)
 {
    QSRTBuffer& b = ctxt->buffer;
    for (;;) {

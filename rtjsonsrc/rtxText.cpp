@@ -103,6 +103,38 @@ inline unsigned digitCount(QSUINT64 value)
    }
 }
 
+} // namespace
+
+QSOCTET* rtxTxtPutUInt64(QSOCTET* p, QSUINT64 v)
+{
+   if (v < 10) {
+      *p++ = (QSOCTET)('0' + v);
+      return p;
+   }
+   if (v < 100) {
+      std::memcpy(p, kPairs.d + 2 * v, 2);
+      return p + 2;
+   }
+   p += digitCount(v);
+   QSOCTET* q = p;
+   while (v >= 100) {
+      unsigned pair = (unsigned)(v % 100);
+      v /= 100;
+      q -= 2;
+      std::memcpy(q, kPairs.d + 2 * pair, 2);
+   }
+   if (v >= 10) {
+      q -= 2;
+      std::memcpy(q, kPairs.d + 2 * v, 2);
+   }
+   else {
+      *--q = (QSOCTET)('0' + v);
+   }
+   return p;
+}
+
+namespace {
+
 inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
 {
    {
@@ -112,31 +144,7 @@ inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
          QSOCTET* p = b.data + b.byteIndex;
          *p = '-';
          p += negative ? 1 : 0;
-         QSUINT64 v = magnitude;
-         if (v < 10) {
-            *p++ = (QSOCTET)('0' + v);
-         }
-         else if (v < 100) {
-            std::memcpy(p, kPairs.d + 2 * v, 2);
-            p += 2;
-         }
-         else {
-            p += digitCount(v);
-            QSOCTET* q = p;
-            while (v >= 100) {
-               unsigned pair = (unsigned)(v % 100);
-               v /= 100;
-               q -= 2;
-               std::memcpy(q, kPairs.d + 2 * pair, 2);
-            }
-            if (v >= 10) {
-               q -= 2;
-               std::memcpy(q, kPairs.d + 2 * v, 2);
-            }
-            else {
-               *--q = (QSOCTET)('0' + v);
-            }
-         }
+         p = rtxTxtPutUInt64(p, magnitude);
          ctxt->lastChar = p[-1];
          *p = 0;
          b.byteIndex = (QSSIZE)(p - b.data);
@@ -325,6 +333,52 @@ int readUnsigned(QSCTXT* ctxt, T* pvalue, QSUINT64 maxValue)
 }
 
 } // namespace
+
+int rtJsonDecIntFast(QSCTXT* ctxt, QSINT64 lo, QSINT64 hi, QSINT64* pvalue)
+{
+   QSRTBuffer& b = ctxt->buffer;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   if (b.byteIndex + 9 <= b.size) {
+      /* [-] and up to 7 digits, all in one 8-byte word after the sign (8 digits or more are
+       * left to the loop below) */
+      const QSOCTET* p = b.data + b.byteIndex;
+      bool negative = (*p == '-');
+      p += negative ? 1 : 0;
+      QSUINT64 w;
+      std::memcpy(&w, p, 8);
+      QSUINT64 x = w - 0x3030303030303030ull;
+      /* high bit of every byte that is not a digit (exact up to the first such byte) */
+      QSUINT64 nd = (x | (x + 0x7676767676767676ull)) & 0x8080808080808080ull;
+      unsigned n = (nd != 0) ? (unsigned)__builtin_ctzll(nd) >> 3 : 8;   /* leading digits */
+      if (n == 0) return 0;
+      if (n < 8) {
+         QSUINT64 v = x << (8 * (8 - n));                   /* the digits, leading zeros before */
+         v = ((v & 0x0F0F0F0F0F0F0F0Full) * 2561) >> 8;
+         v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
+         v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
+         QSINT64 value = negative ? -(QSINT64)v : (QSINT64)v;
+         if (value < lo || value > hi) return 0;
+         b.byteIndex = (QSSIZE)(p + n - b.data);
+         *pvalue = value;
+         return 1;
+      }
+   }
+#endif
+   if (lo > hi) return 0;
+   QSSIZE start = b.byteIndex;
+   QSUINT64 mag;
+   bool neg;
+   QSUINT64 posLimit = (hi < 0) ? 0 : (QSUINT64)hi;
+   QSUINT64 negLimit = (lo < 0) ? (QSUINT64)0 - (QSUINT64)lo : 0;
+   if (!readIntegerFast(ctxt, posLimit, negLimit, &mag, &neg)) return 0;
+   QSINT64 v = neg ? (QSINT64)((QSUINT64)0 - mag) : (QSINT64)mag;
+   if (v < lo || v > hi) {
+      b.byteIndex = start;
+      return 0;
+   }
+   *pvalue = v;
+   return 1;
+}
 
 int rtxTxtReadInt8(QSCTXT* ctxt, QSINT8* pvalue)
 {

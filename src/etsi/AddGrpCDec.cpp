@@ -919,7 +919,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -982,7 +982,13 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -997,7 +1003,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1071,7 +1077,7 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1130,7 +1136,13 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                break;
             }
             (*pvalue).m.maxVehicleHeightPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).maxVehicleHeight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1143,7 +1155,13 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                break;
             }
             (*pvalue).m.maxVehicleWeightPresent = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1024LL, &iv)) (*pvalue).maxVehicleWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1158,7 +1176,7 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1230,7 +1248,7 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1302,7 +1320,7 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1408,7 +1426,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1474,7 +1492,7 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1549,7 +1567,13 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                break;
             }
             (*pvalue).m.fuelPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).fuel = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1564,7 +1588,7 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1625,7 +1649,13 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                break;
             }
             (*pvalue).m.fuelPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).fuel = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1653,7 +1683,7 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1714,7 +1744,13 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                break;
             }
             (*pvalue).m.synchToSchedulePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -122LL, 121LL, &iv)) (*pvalue).synchToSchedule = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1742,7 +1778,7 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1804,7 +1840,13 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1817,7 +1859,13 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                break;
             }
             (*pvalue).m.laneIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).laneID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1843,7 +1891,13 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                break;
             }
             (*pvalue).m.timeReferencePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 60000LL, &iv)) (*pvalue).timeReference = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1858,7 +1912,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1943,7 +1997,13 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).id = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1956,7 +2016,13 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                break;
             }
             (*pvalue).m.lanePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).lane = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1969,7 +2035,13 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                break;
             }
             (*pvalue).m.connectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1982,7 +2054,13 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                break;
             }
             (*pvalue).m.intersectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).intersectionID = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1997,7 +2075,7 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2077,7 +2155,13 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2093,7 +2177,13 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -2108,7 +2198,7 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2198,7 +2288,13 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -12700LL, 12800LL, &iv)) (*pvalue).nodeZ = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2206,7 +2302,13 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroupID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -2221,7 +2323,7 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

@@ -594,9 +594,12 @@ int asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -633,14 +636,20 @@ int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.maxVehicleHeightPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleHeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxVehicleHeight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleHeight\":", 19, (QSUINT64)(*pvalue).maxVehicleHeight)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleHeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxVehicleWeightPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleWeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleWeight\":", 19, (QSUINT64)(*pvalue).maxVehicleWeight)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleWeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -751,9 +760,12 @@ int asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       if ((stat = asn1JsonEnc_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -771,9 +783,12 @@ int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.batteryStatusPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"batteryStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
@@ -796,9 +811,12 @@ int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.synchToSchedulePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"synchToSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"synchToSchedule\":", 18, (QSINT64)(*pvalue).synchToSchedule)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"synchToSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rejectedReasonPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rejectedReason\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
@@ -820,13 +838,19 @@ int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneIDPresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.nodeXYPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
@@ -834,9 +858,12 @@ int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeReferencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeReference\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeReference > 60000 || !rtJsonEncMemberUInt(ctxt, first, "\"timeReference\":", 16, (QSUINT64)(*pvalue).timeReference)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeReference\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -867,23 +894,35 @@ int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.lanePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"id\":", 5, (QSINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.lanePresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersectionID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"intersectionID\":", 17, (QSUINT64)(*pvalue).intersectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersectionID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -914,15 +953,21 @@ int asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priorState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -955,12 +1000,18 @@ int asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeZ\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"nodeZ\":", 8, (QSINT64)(*pvalue).nodeZ)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeZ\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroupID\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroupID\":", 16, (QSUINT64)(*pvalue).signalGroupID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroupID\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;

@@ -652,7 +652,7 @@ int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -708,7 +708,13 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).generationDeltaTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -724,7 +730,7 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -839,7 +845,7 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -911,7 +917,7 @@ int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContaine
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -965,7 +971,7 @@ int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer*
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1093,7 +1099,7 @@ int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1145,7 +1151,13 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).stationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1168,7 +1180,7 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1303,7 +1315,13 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 62LL, &iv)) (*pvalue).vehicleWidth = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -1361,7 +1379,13 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                break;
             }
             (*pvalue).m.lanePositionPresent = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).lanePosition = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 11:
             if (seen[11]) {
@@ -1413,7 +1437,13 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                break;
             }
             (*pvalue).m.performanceClassPresent = 1;
-            if ((stat = asn1JsonDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).performanceClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 15:
             if (seen[15]) {
@@ -1434,7 +1464,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1523,7 +1553,7 @@ int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehic
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1602,7 +1632,7 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1673,7 +1703,7 @@ int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportCo
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1733,7 +1763,7 @@ int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContai
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1798,7 +1828,13 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
                break;
             }
             (*pvalue).m.roadworksSubCauseCodePresent = 1;
-            if ((stat = asn1JsonDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).roadworksSubCauseCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1827,7 +1863,7 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1886,7 +1922,7 @@ int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1978,7 +2014,7 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2079,7 +2115,13 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
                break;
             }
             (*pvalue).m.speedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).speedLimit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2087,7 +2129,7 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2160,7 +2202,7 @@ int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

@@ -479,9 +479,12 @@ int asn1JsonEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"generationDeltaTime\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"generationDeltaTime\":", 22, (QSUINT64)(*pvalue).generationDeltaTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"generationDeltaTime\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"camParameters\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
@@ -649,9 +652,12 @@ int asn1JsonEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
@@ -682,9 +688,12 @@ int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vehicleWidth < 1 || (*pvalue).vehicleWidth > 62 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleWidth\":", 15, (QSUINT64)(*pvalue).vehicleWidth)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAcceleration\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
@@ -703,9 +712,12 @@ int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
       if ((stat = asn1JsonEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.steeringWheelAnglePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngle\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
@@ -723,9 +735,12 @@ int asn1JsonEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
       if ((stat = asn1JsonEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.performanceClassPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"performanceClass\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).performanceClass > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"performanceClass\":", 19, (QSUINT64)(*pvalue).performanceClass)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"performanceClass\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.cenDsrcTollingZonePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZone\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
@@ -809,9 +824,12 @@ int asn1JsonEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadworksSubCauseCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"roadworksSubCauseCode\":", 24, (QSUINT64)(*pvalue).roadworksSubCauseCode)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadworksSubCauseCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -881,9 +899,12 @@ int asn1JsonEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
       if ((stat = asn1JsonEnc_ITS_TrafficRule(ctxt, &(*pvalue).trafficRule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimit < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);

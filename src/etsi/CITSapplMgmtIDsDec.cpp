@@ -216,7 +216,7 @@ int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -287,7 +287,7 @@ int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -358,7 +358,7 @@ int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

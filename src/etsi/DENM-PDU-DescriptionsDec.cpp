@@ -577,7 +577,7 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -687,7 +687,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -778,7 +778,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).detectionTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -786,7 +792,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).referenceTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -846,7 +858,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                break;
             }
             (*pvalue).m.validityDurationPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 86400LL, &iv)) (*pvalue).validityDuration = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -859,7 +877,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                break;
             }
             (*pvalue).m.transmissionIntervalPresent = 1;
-            if ((stat = asn1JsonDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 10000LL, &iv)) (*pvalue).transmissionInterval = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 9:
             if (seen[9]) {
@@ -867,7 +891,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).stationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -882,7 +912,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -951,7 +981,13 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).informationQuality = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1000,7 +1036,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1120,7 +1156,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1211,7 +1247,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 100LL, &iv)) (*pvalue).heightLonCarrLeft = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1219,7 +1261,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 100LL, &iv)) (*pvalue).heightLonCarrRight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1227,7 +1275,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).posLonCarrLeft = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1235,7 +1289,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).posLonCarrRight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1251,7 +1311,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 63LL, &iv)) (*pvalue).posCentMass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -1259,7 +1325,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).wheelBaseVehicle = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -1267,7 +1339,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).turningRadius = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -1275,7 +1353,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if ((stat = asn1JsonDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 20LL, &iv)) (*pvalue).posFrontAx = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 9:
             if (seen[9]) {
@@ -1291,7 +1375,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[10] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1024LL, &iv)) (*pvalue).vehicleMass = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 11:
             if (seen[11]) {
@@ -1307,7 +1397,7 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1440,7 +1530,13 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                break;
             }
             (*pvalue).m.speedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).speedLimit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1513,7 +1609,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1624,7 +1720,13 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                break;
             }
             (*pvalue).m.numberOfOccupantsPresent = 1;
-            if ((stat = asn1JsonDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).numberOfOccupants = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1658,7 +1760,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1733,7 +1835,13 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                break;
             }
             (*pvalue).m.lanePositionPresent = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).lanePosition = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1759,7 +1867,13 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                break;
             }
             (*pvalue).m.externalTemperaturePresent = 1;
-            if ((stat = asn1JsonDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -60LL, 67LL, &iv)) (*pvalue).externalTemperature = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1813,7 +1927,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

@@ -465,12 +465,18 @@ int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"actionID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).detectionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"detectionTime\":", 16, (QSUINT64)(*pvalue).detectionTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).referenceTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referenceTime\":", 16, (QSUINT64)(*pvalue).referenceTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.terminationPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"termination\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -490,18 +496,27 @@ int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
       if ((stat = asn1JsonEnc_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validityDurationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validityDuration\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validityDuration > 86400 || !rtJsonEncMemberUInt(ctxt, first, "\"validityDuration\":", 19, (QSUINT64)(*pvalue).validityDuration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validityDuration\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transmissionIntervalPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmissionInterval\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"transmissionInterval\":", 23, (QSUINT64)(*pvalue).transmissionInterval)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmissionInterval\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -517,9 +532,12 @@ int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
@@ -581,39 +599,66 @@ int asn1JsonEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrLeft\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrLeft\":", 20, (QSUINT64)(*pvalue).heightLonCarrLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrLeft\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrRight\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrRight\":", 21, (QSUINT64)(*pvalue).heightLonCarrRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrRight\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrLeft\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrLeft\":", 17, (QSUINT64)(*pvalue).posLonCarrLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrLeft\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrRight\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posLonCarrRight < 1 || (*pvalue).posLonCarrRight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrRight\":", 18, (QSUINT64)(*pvalue).posLonCarrRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrRight\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfPillars\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posCentMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posCentMass < 1 || (*pvalue).posCentMass > 63 || !rtJsonEncMemberUInt(ctxt, first, "\"posCentMass\":", 14, (QSUINT64)(*pvalue).posCentMass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posCentMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wheelBaseVehicle\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"wheelBaseVehicle\":", 19, (QSUINT64)(*pvalue).wheelBaseVehicle)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wheelBaseVehicle\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"turningRadius\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).turningRadius < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"turningRadius\":", 16, (QSUINT64)(*pvalue).turningRadius)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"turningRadius\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posFrontAx\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || !rtJsonEncMemberUInt(ctxt, first, "\"posFrontAx\":", 13, (QSUINT64)(*pvalue).posFrontAx)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posFrontAx\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfOccupants\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleMass\":", 14, (QSUINT64)(*pvalue).vehicleMass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestResponseIndication\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
@@ -643,9 +688,12 @@ int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
       if ((stat = asn1JsonEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimit < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.incidentIndicationPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
@@ -698,9 +746,12 @@ int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
       if ((stat = asn1JsonEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.numberOfOccupantsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfOccupants\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).numberOfOccupants > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"numberOfOccupants\":", 20, (QSUINT64)(*pvalue).numberOfOccupants)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfOccupants\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleIdentificationPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleIdentification\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
@@ -723,9 +774,12 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.impactReductionPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"impactReduction\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
@@ -733,9 +787,12 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       if ((stat = asn1JsonEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.externalTemperaturePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"externalTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || !rtJsonEncMemberInt(ctxt, first, "\"externalTemperature\":", 22, (QSINT64)(*pvalue).externalTemperature)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"externalTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadWorksPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadWorks\":", 12)) != 0) return LOG_RTERR(ctxt, stat);

@@ -5817,7 +5817,13 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5825,7 +5831,13 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).msgIssueRevision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5851,7 +5863,13 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                break;
             }
             (*pvalue).m.layerIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 100LL, &iv)) (*pvalue).layerID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -5931,7 +5949,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6006,7 +6024,13 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6023,7 +6047,7 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6120,7 +6144,13 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).msgCnt = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6141,7 +6171,13 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6203,7 +6239,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6280,7 +6316,13 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6297,7 +6339,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6368,7 +6410,13 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6417,7 +6465,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6492,7 +6540,13 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6509,7 +6563,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6584,7 +6638,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6592,7 +6652,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6605,7 +6671,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                break;
             }
             (*pvalue).m.sequenceNumberPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6654,7 +6726,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6730,7 +6802,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6747,7 +6825,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6820,7 +6898,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6828,7 +6912,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6841,7 +6931,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                break;
             }
             (*pvalue).m.sequenceNumberPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6877,7 +6973,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6953,7 +7049,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6970,7 +7072,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7053,7 +7155,13 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                break;
             }
             (*pvalue).m.speedPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 500LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7079,7 +7187,13 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                break;
             }
             (*pvalue).m.distancePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).distance = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7092,7 +7206,13 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                break;
             }
             (*pvalue).m.class_Present = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).class_ = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -7120,7 +7240,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7195,7 +7315,13 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7212,7 +7338,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7288,7 +7414,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).antOffsetX = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7296,7 +7428,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -256LL, 255LL, &iv)) (*pvalue).antOffsetY = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7304,7 +7442,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).antOffsetZ = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7312,7 +7456,7 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7385,7 +7529,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).referenceLaneId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7414,7 +7564,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                break;
             }
             (*pvalue).m.rotateXYPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).rotateXY = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7427,7 +7583,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                break;
             }
             (*pvalue).m.scaleXaxisPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).scaleXaxis = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -7440,7 +7602,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                break;
             }
             (*pvalue).m.scaleYaxisPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).scaleYaxis = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -7468,7 +7636,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7538,7 +7706,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7602,7 +7770,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7673,7 +7841,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7690,7 +7864,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7767,7 +7941,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).lane = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7788,7 +7968,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7882,7 +8062,13 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                break;
             }
             (*pvalue).m.signalGroupPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7895,7 +8081,13 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                break;
             }
             (*pvalue).m.userClassPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).userClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7908,7 +8100,13 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                break;
             }
             (*pvalue).m.connectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7916,7 +8114,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7989,7 +8187,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8002,7 +8206,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                break;
             }
             (*pvalue).m.queueLengthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).queueLength = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8015,7 +8225,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                break;
             }
             (*pvalue).m.availableStorageLengthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).availableStorageLength = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8069,7 +8285,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8144,7 +8360,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8161,7 +8383,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8335,7 +8557,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8409,7 +8631,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.yearPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).year = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8422,7 +8650,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.monthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8435,7 +8669,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.dayPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8448,7 +8688,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.hourPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).hour = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8461,7 +8707,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 60LL, &iv)) (*pvalue).minute = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8474,7 +8726,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -8487,7 +8745,13 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                break;
             }
             (*pvalue).m.offsetPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -840LL, 840LL, &iv)) (*pvalue).offset = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8495,7 +8759,7 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8614,7 +8878,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).long_ = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8622,7 +8892,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8635,7 +8911,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                break;
             }
             (*pvalue).m.elevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 61439LL, &iv)) (*pvalue).elevation = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8648,7 +8930,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                break;
             }
             (*pvalue).m.headingPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).heading = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8728,7 +9016,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8812,7 +9100,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).laneID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8838,7 +9132,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                break;
             }
             (*pvalue).m.ingressApproachPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).ingressApproach = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8851,7 +9151,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                break;
             }
             (*pvalue).m.egressApproachPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).egressApproach = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8934,7 +9240,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9011,7 +9317,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9028,7 +9340,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9132,7 +9444,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9230,7 +9542,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -9251,7 +9569,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -9313,7 +9637,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9391,7 +9715,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9408,7 +9738,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9490,7 +9820,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                break;
             }
             (*pvalue).m.regionPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).region = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9498,7 +9834,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).id = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -9506,7 +9848,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9612,7 +9954,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -9633,7 +9981,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                break;
             }
             (*pvalue).m.moyPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).moy = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -9646,7 +10000,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).timeStamp = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -9708,7 +10068,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9786,7 +10146,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9803,7 +10169,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9942,7 +10308,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9999,7 +10365,13 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10016,7 +10388,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -10172,7 +10544,7 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10243,7 +10615,13 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10260,7 +10638,7 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -10452,7 +10830,7 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10585,7 +10963,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -10660,7 +11038,13 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10677,7 +11061,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -10819,7 +11203,13 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -10868,7 +11258,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -10944,7 +11334,13 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10961,7 +11357,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11094,7 +11490,13 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                break;
             }
             (*pvalue).m.dWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).dWidth = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -11107,7 +11509,13 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                break;
             }
             (*pvalue).m.dElevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).dElevation = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -11135,7 +11543,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11209,7 +11617,13 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11226,7 +11640,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11347,7 +11761,13 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).lon = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11355,7 +11775,13 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11363,7 +11789,7 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11417,7 +11843,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11425,7 +11857,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11433,7 +11871,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11487,7 +11925,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1024LL, 1023LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11495,7 +11939,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1024LL, 1023LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11503,7 +11953,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11557,7 +12007,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11565,7 +12021,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11573,7 +12035,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11627,7 +12089,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 4095LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11635,7 +12103,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 4095LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11643,7 +12117,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11697,7 +12171,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -8192LL, 8191LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11705,7 +12185,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -8192LL, 8191LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11713,7 +12199,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11767,7 +12253,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32768LL, 32767LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11775,7 +12267,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32768LL, 32767LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11783,7 +12281,7 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -11855,7 +12353,7 @@ int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11987,7 +12485,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12038,7 +12536,13 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12055,7 +12559,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12141,7 +12645,7 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12238,7 +12742,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).semiMajor = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12246,7 +12756,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).semiMinor = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -12254,7 +12770,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).orientation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -12262,7 +12784,7 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12335,7 +12857,7 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12401,7 +12923,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12409,7 +12937,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).long_ = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -12422,7 +12956,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                break;
             }
             (*pvalue).m.elevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 61439LL, &iv)) (*pvalue).elevation = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -12450,7 +12990,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12526,7 +13066,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12543,7 +13089,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12646,7 +13192,13 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 8191LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -12654,7 +13206,7 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12827,7 +13379,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                break;
             }
             (*pvalue).m.transitSchedulePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -122LL, 121LL, &iv)) (*pvalue).transitSchedule = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -12855,7 +13413,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -12930,7 +13488,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12947,7 +13511,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13041,7 +13605,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                break;
             }
             (*pvalue).m.headingPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).heading = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -13069,7 +13639,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13175,7 +13745,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                break;
             }
             (*pvalue).m.iso3883Present = 1;
-            if ((stat = asn1JsonDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).iso3883 = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -13216,7 +13792,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13271,7 +13847,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13288,7 +13870,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13344,7 +13926,13 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).id = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13360,7 +13948,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13452,7 +14040,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -13523,7 +14111,13 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13540,7 +14134,7 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13661,7 +14255,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                break;
             }
             (*pvalue).m.regionPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).region = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13669,7 +14269,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).id = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -13677,7 +14283,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13773,7 +14379,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -13794,7 +14406,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -13843,7 +14461,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -13921,7 +14539,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13938,7 +14562,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14030,7 +14654,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14138,7 +14762,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14193,7 +14817,13 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -14210,7 +14840,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14288,7 +14918,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).request = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -14296,7 +14932,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -14337,7 +14979,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14418,7 +15060,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).requestID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -14475,7 +15123,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14553,7 +15201,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -14570,7 +15224,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14669,7 +15323,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).minute = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -14682,7 +15342,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -14695,7 +15361,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                break;
             }
             (*pvalue).m.durationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).duration = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -14723,7 +15395,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14798,7 +15470,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -14815,7 +15493,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -14881,7 +15559,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -14925,7 +15609,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15002,7 +15686,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -15019,7 +15709,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15172,7 +15862,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).minute = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -15185,7 +15881,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -15198,7 +15900,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                break;
             }
             (*pvalue).m.durationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).duration = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -15234,7 +15942,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15310,7 +16018,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -15327,7 +16041,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15430,7 +16144,7 @@ int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15551,7 +16265,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                break;
             }
             (*pvalue).m.startTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).startTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -15559,7 +16279,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).minEndTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -15572,7 +16298,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                break;
             }
             (*pvalue).m.maxEndTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).maxEndTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -15585,7 +16317,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                break;
             }
             (*pvalue).m.likelyTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).likelyTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -15598,7 +16336,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                break;
             }
             (*pvalue).m.confidencePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).confidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -15611,7 +16355,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                break;
             }
             (*pvalue).m.nextTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).nextTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -15619,7 +16369,7 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15694,7 +16444,13 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 8191LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -15702,7 +16458,7 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -15773,7 +16529,7 @@ int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -4426,22 +4426,31 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgIssueRevision\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgIssueRevision\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layerTypePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layerIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerID\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).layerID > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerID\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4497,9 +4506,12 @@ int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4524,16 +4536,22 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgCnt\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).msgCnt > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgCnt\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.anchorPointPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4582,9 +4600,12 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4607,9 +4628,12 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4653,9 +4677,12 @@ int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4678,17 +4705,26 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.requestsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4732,9 +4768,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4757,17 +4796,26 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -4806,9 +4854,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4834,9 +4885,12 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speed > 500 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4844,14 +4898,20 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distance\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).distance > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distance\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.class_Present) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"class\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"class\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4887,9 +4947,12 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -4925,15 +4988,24 @@ int asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetX\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetX\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetY\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetY\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetZ\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetZ\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4944,9 +5016,12 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceLaneId\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceLaneId\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4954,19 +5029,28 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rotateXY\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).rotateXY > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rotateXY\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleXaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleXaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleYaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleYaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5056,9 +5140,12 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5094,9 +5181,12 @@ int asn1JsonEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -5121,19 +5211,28 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"userClass\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"userClass\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5145,18 +5244,27 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.queueLengthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"queueLength\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.queueLengthPresent) {
+      if ((*pvalue).queueLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"queueLength\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"availableStorageLength\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"availableStorageLength\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5202,9 +5310,12 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5281,39 +5392,60 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).year > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hour\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).hour > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hour\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 60 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offset\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offset\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5344,21 +5476,33 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.elevationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.elevationPresent) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.headingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5400,23 +5544,32 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ingressApproach\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).ingressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ingressApproach\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"egressApproach\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).egressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"egressApproach\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -5473,9 +5626,12 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5547,16 +5703,22 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5605,9 +5767,12 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5644,13 +5809,19 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -5669,21 +5840,30 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"moy\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).moy > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"moy\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5732,9 +5912,12 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5797,9 +5980,12 @@ int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -5901,9 +6087,12 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6091,9 +6280,12 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6151,9 +6343,12 @@ int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
       first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6196,9 +6391,12 @@ int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6241,14 +6439,20 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dWidth\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dWidth\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dElevation\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dElevation\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6284,9 +6488,12 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6351,12 +6558,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lon\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lon\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6367,12 +6580,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6383,12 +6602,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6399,12 +6624,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6415,12 +6646,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6431,12 +6668,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6447,12 +6690,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6559,9 +6808,12 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6634,15 +6886,24 @@ int asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"orientation\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"orientation\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6669,16 +6930,25 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.elevationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.elevationPresent) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6714,9 +6984,12 @@ int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6758,9 +7031,12 @@ int asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6805,9 +7081,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6843,9 +7122,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6874,9 +7156,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6912,9 +7197,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3883\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3883\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6941,9 +7229,12 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -6965,9 +7256,12 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7042,9 +7336,12 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7098,13 +7395,19 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -7123,16 +7426,22 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7176,9 +7485,12 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7276,9 +7588,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7303,12 +7618,18 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rolePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -7337,9 +7658,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7385,9 +7709,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7427,19 +7754,28 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7475,9 +7811,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7499,9 +7838,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7542,9 +7884,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7608,19 +7953,28 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -7659,9 +8013,12 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    switch ((*pvalue).regExtValue.t) {
@@ -7747,32 +8104,50 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startTime\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).startTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startTime\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.maxEndTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).minEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.maxEndTimePresent) {
+      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"likelyTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).likelyTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"likelyTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).confidence > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nextTime\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).nextTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nextTime\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -7795,9 +8170,12 @@ int asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

@@ -1583,7 +1583,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle1 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1591,7 +1597,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle2 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1599,7 +1611,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle3 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1607,7 +1625,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle4 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1615,7 +1639,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle5 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1623,7 +1653,7 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1682,7 +1712,13 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).attributeId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1690,7 +1726,13 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).value = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1698,7 +1740,7 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1761,7 +1803,13 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).channelId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1777,7 +1825,7 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1833,7 +1881,13 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).channelId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1849,7 +1903,7 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1905,7 +1959,13 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).destinationEID = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1921,7 +1981,7 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1997,7 +2057,13 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).key = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2005,7 +2071,7 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2078,7 +2144,7 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2154,7 +2220,13 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).keyRef = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2162,7 +2234,7 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2235,7 +2307,7 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2295,7 +2367,13 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).posOfFirstInstance = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2303,7 +2381,13 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).posOfLastInstance = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2319,7 +2403,7 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2396,7 +2480,13 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).keyRef = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2404,7 +2494,7 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2468,7 +2558,13 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).attributeId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2476,7 +2572,13 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).value = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2484,7 +2586,7 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2583,7 +2685,7 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2667,7 +2769,7 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2728,11 +2830,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1990LL, 2117LL, &iv)) (*pvalue).year = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2741,11 +2849,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).month > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).month > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2754,11 +2868,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).day > 31) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).day > 31) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2767,7 +2887,7 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2839,7 +2959,13 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).absorptionCoeff = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2847,7 +2973,7 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2911,11 +3037,17 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value > 32767) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value > 32767) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2924,7 +3056,7 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2978,7 +3110,13 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).driverClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2986,7 +3124,13 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).tripPurpose = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2994,7 +3138,7 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3074,7 +3218,13 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).contextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3082,7 +3232,7 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3155,7 +3305,7 @@ int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCh
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3274,7 +3424,13 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).engineCapacity = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3282,7 +3438,13 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).enginePower = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3290,7 +3452,7 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3379,11 +3541,17 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).emissionCO > 32767) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).emissionCO = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).emissionCO > 32767) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -3392,7 +3560,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionHC = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -3400,7 +3574,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionNOX = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -3408,7 +3588,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionHCNOX = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3416,7 +3602,7 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3550,7 +3736,7 @@ int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3635,7 +3821,13 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).numberOfSeats = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3643,7 +3835,13 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).numberOfStandingPlaces = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3651,7 +3849,7 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3707,7 +3905,13 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).paymentFeeAmount = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3723,7 +3927,7 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3813,7 +4017,7 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3893,7 +4097,7 @@ int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3967,7 +4171,7 @@ int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4072,7 +4276,13 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).providerIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4080,7 +4290,7 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4152,7 +4362,7 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4234,7 +4444,13 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContractSerialNumber = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4242,7 +4458,7 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4355,7 +4571,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4371,7 +4593,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4379,7 +4607,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4387,7 +4621,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -4395,7 +4635,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -4433,7 +4679,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -4455,7 +4707,7 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4578,7 +4830,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4594,7 +4852,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4602,7 +4866,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4610,7 +4880,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -4618,7 +4894,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -4656,7 +4938,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -4678,7 +4966,7 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4801,7 +5089,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4817,7 +5111,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4825,7 +5125,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4833,7 +5139,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -4841,7 +5153,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -4879,7 +5197,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -4901,7 +5225,7 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5010,7 +5334,13 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).receiptFinancialSerialNumber = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5018,7 +5348,7 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5122,11 +5452,17 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).stationLocation > 1048575) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1048575LL, &iv)) (*pvalue).stationLocation = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).stationLocation > 1048575) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -5152,7 +5488,13 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResultOperational = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -5168,7 +5510,7 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5275,7 +5617,13 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5283,7 +5631,13 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5291,7 +5645,7 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5355,11 +5709,17 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).laneCodeNumber > 127) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).laneCodeNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).laneCodeNumber > 127) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -5368,7 +5728,7 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5468,7 +5828,7 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5528,11 +5888,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).hours > 23) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 23LL, &iv)) (*pvalue).hours = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).hours > 23) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -5541,11 +5907,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).mins > 59) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 59LL, &iv)) (*pvalue).mins = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).mins > 59) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -5554,11 +5926,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).double_secs > 30) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 30LL, &iv)) (*pvalue).double_secs = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).double_secs > 30) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -5567,7 +5945,7 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5624,7 +6002,13 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).soundstationary = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5632,7 +6016,13 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sounddriveby = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5640,7 +6030,7 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5708,7 +6098,13 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).trailerMaxLadenWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5716,7 +6112,13 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).trailerWeightUnladen = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5724,7 +6126,7 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5781,7 +6183,13 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).trailerType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5789,7 +6197,13 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).trailerAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5797,7 +6211,7 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5893,7 +6307,7 @@ int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5998,7 +6412,7 @@ int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6061,7 +6475,13 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleFirstAxleHeight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6077,7 +6497,7 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6149,7 +6569,7 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6231,7 +6651,13 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).trailerAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6239,7 +6665,13 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).tractorAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -6247,7 +6679,7 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6336,7 +6768,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleLengthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6344,7 +6782,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleHeigthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6352,7 +6796,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleWidthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -6360,7 +6810,7 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6445,7 +6895,7 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6519,7 +6969,7 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6589,7 +7039,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).engineCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6597,7 +7053,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).descriptiveCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6605,7 +7067,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).futureCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -6613,7 +7081,7 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6696,7 +7164,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleMaxLadenWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6704,7 +7178,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleTrainMaximumWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6712,7 +7192,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleWeightUnladen = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -6720,7 +7206,7 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

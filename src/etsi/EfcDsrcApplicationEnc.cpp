@@ -1317,21 +1317,36 @@ int asn1JsonEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle1\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle1\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle1)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle1\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle2\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle2\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle2)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle2\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle3\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle3\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle3)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle3\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle4\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle4\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle4)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle4\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle5\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle5\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle5)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle5\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1342,12 +1357,18 @@ int asn1JsonEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1365,9 +1386,12 @@ int asn1JsonEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1381,9 +1405,12 @@ int asn1JsonEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1397,9 +1424,12 @@ int asn1JsonEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destinationEID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"destinationEID\":", 17, (QSUINT64)(*pvalue).destinationEID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destinationEID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1419,9 +1449,12 @@ int asn1JsonEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"key\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"key\":", 6, (QSUINT64)(*pvalue).key)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"key\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1454,9 +1487,12 @@ int asn1JsonEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1483,12 +1519,18 @@ int asn1JsonEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfFirstInstance\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfFirstInstance\":", 21, (QSUINT64)(*pvalue).posOfFirstInstance)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfFirstInstance\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfLastInstance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfLastInstance\":", 20, (QSUINT64)(*pvalue).posOfLastInstance)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfLastInstance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1508,9 +1550,12 @@ int asn1JsonEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1528,12 +1573,18 @@ int asn1JsonEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1601,18 +1652,27 @@ int asn1JsonEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1633,9 +1693,12 @@ int asn1JsonEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"particulate\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absorptionCoeff\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"absorptionCoeff\":", 18, (QSUINT64)(*pvalue).absorptionCoeff)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absorptionCoeff\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1649,10 +1712,13 @@ int asn1JsonEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1663,12 +1729,18 @@ int asn1JsonEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverClass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"driverClass\":", 14, (QSUINT64)(*pvalue).driverClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverClass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tripPurpose\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"tripPurpose\":", 14, (QSUINT64)(*pvalue).tripPurpose)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tripPurpose\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1686,9 +1758,12 @@ int asn1JsonEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
    first = 0;
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contextVersion\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"contextVersion\":", 17, (QSUINT64)(*pvalue).contextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contextVersion\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1775,12 +1850,18 @@ int asn1JsonEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCapacity\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCapacity\":", 17, (QSUINT64)(*pvalue).engineCapacity)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCapacity\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enginePower\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"enginePower\":", 14, (QSUINT64)(*pvalue).enginePower)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enginePower\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1809,19 +1890,31 @@ int asn1JsonEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionCO\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).emissionCO > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"emissionCO\":", 13, (QSUINT64)(*pvalue).emissionCO)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionCO\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHC\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHC\":", 13, (QSUINT64)(*pvalue).emissionHC)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHC\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionNOX\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionNOX\":", 14, (QSUINT64)(*pvalue).emissionNOX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionNOX\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHCNOX\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHCNOX\":", 16, (QSUINT64)(*pvalue).emissionHCNOX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHCNOX\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1942,12 +2035,18 @@ int asn1JsonEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfSeats\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfSeats\":", 16, (QSUINT64)(*pvalue).numberOfSeats)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfSeats\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfStandingPlaces\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfStandingPlaces\":", 25, (QSUINT64)(*pvalue).numberOfStandingPlaces)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfStandingPlaces\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1958,9 +2057,12 @@ int asn1JsonEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeAmount\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"paymentFeeAmount\":", 19, (QSUINT64)(*pvalue).paymentFeeAmount)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeAmount\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeUnit\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2086,9 +2188,12 @@ int asn1JsonEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"providerIdentifier\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).providerIdentifier > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"providerIdentifier\":", 21, (QSUINT64)(*pvalue).providerIdentifier)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"providerIdentifier\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2122,9 +2227,12 @@ int asn1JsonEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractSerialNumber\":", 30)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContractSerialNumber\":", 30, (QSUINT64)(*pvalue).sessionContractSerialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractSerialNumber\":", 30)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2141,24 +2249,39 @@ int asn1JsonEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2169,9 +2292,12 @@ int asn1JsonEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2192,24 +2318,39 @@ int asn1JsonEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2220,9 +2361,12 @@ int asn1JsonEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2243,24 +2387,39 @@ int asn1JsonEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2271,9 +2430,12 @@ int asn1JsonEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
    first = 0;
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2305,9 +2467,12 @@ int asn1JsonEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionCurrentBalance\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptFinancialSerialNumber\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"receiptFinancialSerialNumber\":", 31, (QSUINT64)(*pvalue).receiptFinancialSerialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptFinancialSerialNumber\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2338,10 +2503,13 @@ int asn1JsonEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).stationLocation > 1048575 || !rtJsonEncMemberUInt(ctxt, first, "\"stationLocation\":", 18, (QSUINT64)(*pvalue).stationLocation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2349,9 +2517,12 @@ int asn1JsonEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeOfSession\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultOperational\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResultOperational\":", 27, (QSUINT64)(*pvalue).sessionResultOperational)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultOperational\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultFinancial\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2402,12 +2573,18 @@ int asn1JsonEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2421,10 +2598,13 @@ int asn1JsonEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ascendingKilometrage\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCodeNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneCodeNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"laneCodeNumber\":", 17, (QSUINT64)(*pvalue).laneCodeNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCodeNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2481,18 +2661,27 @@ int asn1JsonEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"double-secs\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).double_secs > 30 || !rtJsonEncMemberUInt(ctxt, first, "\"double-secs\":", 14, (QSUINT64)(*pvalue).double_secs)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"double-secs\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2503,12 +2692,18 @@ int asn1JsonEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundstationary\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"soundstationary\":", 18, (QSUINT64)(*pvalue).soundstationary)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundstationary\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sounddriveby\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sounddriveby\":", 15, (QSUINT64)(*pvalue).sounddriveby)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sounddriveby\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2522,12 +2717,18 @@ int asn1JsonEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerDetails\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).trailerMaxLadenWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerWeightUnladen\":", 23, (QSUINT64)(*pvalue).trailerWeightUnladen)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2538,12 +2739,18 @@ int asn1JsonEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerType\":", 14, (QSUINT64)(*pvalue).trailerType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2621,9 +2828,12 @@ int asn1JsonEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleFirstAxleHeight\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleFirstAxleHeight\":", 25, (QSUINT64)(*pvalue).vehicleFirstAxleHeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleFirstAxleHeight\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleAxlesNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2671,12 +2881,18 @@ int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractorAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).tractorAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"tractorAxles\":", 15, (QSUINT64)(*pvalue).tractorAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractorAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2710,15 +2926,24 @@ int asn1JsonEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthOverall\":", 23, (QSUINT64)(*pvalue).vehicleLengthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeigthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleHeigthOverall\":", 23, (QSUINT64)(*pvalue).vehicleHeigthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeigthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidthOverall\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWidthOverall\":", 22, (QSUINT64)(*pvalue).vehicleWidthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidthOverall\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2768,15 +2993,24 @@ int asn1JsonEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"environmentalCharacteristics\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCharacteristics\":", 24, (QSUINT64)(*pvalue).engineCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"descriptiveCharacteristics\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"descriptiveCharacteristics\":", 29, (QSUINT64)(*pvalue).descriptiveCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"descriptiveCharacteristics\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"futureCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"futureCharacteristics\":", 24, (QSUINT64)(*pvalue).futureCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"futureCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2808,15 +3042,24 @@ int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).vehicleMaxLadenWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWeightUnladen\":", 23, (QSUINT64)(*pvalue).vehicleWeightUnladen)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

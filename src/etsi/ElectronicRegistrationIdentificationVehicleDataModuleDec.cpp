@@ -219,7 +219,7 @@ int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

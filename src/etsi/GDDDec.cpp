@@ -1161,7 +1161,7 @@ int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1256,7 +1256,7 @@ int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1341,7 +1341,7 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1476,11 +1476,17 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 9LL, &iv)) (*pvalue).nature = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -1489,11 +1495,17 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).serialNumber > 99) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 99LL, &iv)) (*pvalue).serialNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).serialNumber > 99) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -1502,7 +1514,7 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1679,7 +1691,7 @@ int asn1JsonDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1825,7 +1837,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1879,7 +1891,13 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).yearRangeStartYear = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1887,7 +1905,13 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).yearRangeEndYear = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1895,7 +1919,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -1967,7 +1991,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2039,7 +2063,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2190,7 +2214,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2313,7 +2337,7 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2375,11 +2399,17 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                break;
             }
             (*pvalue).m.speedLimitMaxPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).speedLimitMax > 250) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 250LL, &iv)) (*pvalue).speedLimitMax = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).speedLimitMax > 250) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2393,11 +2423,17 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                break;
             }
             (*pvalue).m.speedLimitMinPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).speedLimitMin > 250) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 250LL, &iv)) (*pvalue).speedLimitMin = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).speedLimitMin > 250) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2406,11 +2442,17 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit > 1) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit > 1) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2419,7 +2461,7 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2486,11 +2528,17 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2499,11 +2547,17 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 8LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2512,7 +2566,7 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2582,11 +2636,17 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                break;
             }
             (*pvalue).m.junctionDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).junctionDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2600,11 +2660,17 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                break;
             }
             (*pvalue).m.roundaboutCwDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).roundaboutCwDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2618,11 +2684,17 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                break;
             }
             (*pvalue).m.roundaboutCcwDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).roundaboutCcwDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -2639,7 +2711,7 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2721,7 +2793,7 @@ int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2850,11 +2922,17 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).arrowDirection > 7) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).arrowDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).arrowDirection > 7) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2894,11 +2972,17 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                break;
             }
             (*pvalue).m.roadNumberIdentifierPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).roadNumberIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 4:
@@ -2912,11 +2996,17 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                break;
             }
             (*pvalue).m.streetNamePresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).streetName = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 5:
@@ -2964,7 +3054,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3030,7 +3120,13 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).destType = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3069,11 +3165,17 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                break;
             }
             (*pvalue).m.placeNameIdentificationPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).placeNameIdentification = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 4:
@@ -3095,7 +3197,7 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3175,7 +3277,13 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).derType = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3188,11 +3296,17 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
                break;
             }
             (*pvalue).m.roadNumberIdentifierPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).roadNumberIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -3214,7 +3328,7 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3303,11 +3417,17 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3316,11 +3436,17 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 8LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3329,7 +3455,7 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3385,11 +3511,17 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3398,11 +3530,17 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 9LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3411,7 +3549,7 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3467,11 +3605,17 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).hours > 23) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 23LL, &iv)) (*pvalue).hours = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).hours > 23) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3480,11 +3624,17 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).mins > 59) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 59LL, &iv)) (*pvalue).mins = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).mins > 59) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3493,7 +3643,7 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3549,11 +3699,17 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).month < 1 || (*pvalue).month > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).month < 1 || (*pvalue).month > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3562,11 +3718,17 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).day < 1 || (*pvalue).day > 31) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).day < 1 || (*pvalue).day > 31) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3575,7 +3737,7 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3639,11 +3801,17 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3652,11 +3820,17 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 12LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3665,7 +3839,7 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

@@ -956,14 +956,20 @@ int asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1103,12 +1109,18 @@ int asn1JsonEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeStartYear\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeStartYear\":", 21, (QSUINT64)(*pvalue).yearRangeStartYear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeStartYear\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeEndYear\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeEndYear\":", 19, (QSUINT64)(*pvalue).yearRangeEndYear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeEndYear\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1230,21 +1242,30 @@ int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.speedLimitMaxPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMax\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMax > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMax\":", 16, (QSUINT64)(*pvalue).speedLimitMax)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMax\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMin\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMin > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMin\":", 16, (QSUINT64)(*pvalue).speedLimitMin)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMin\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1263,14 +1284,20 @@ int asn1JsonEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1282,22 +1309,31 @@ int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.junctionDirectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"junctionDirection\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"junctionDirection\":", 20, (QSUINT64)(*pvalue).junctionDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"junctionDirection\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCwDirection\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCwDirection\":", 24, (QSUINT64)(*pvalue).roundaboutCwDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCwDirection\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCcwDirection\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCcwDirection\":", 25, (QSUINT64)(*pvalue).roundaboutCcwDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCcwDirection\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ioList\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -1370,10 +1406,13 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"arrowDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).arrowDirection > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"arrowDirection\":", 17, (QSUINT64)(*pvalue).arrowDirection)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"arrowDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destPlace\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -1385,16 +1424,22 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
       if ((stat = asn1JsonEnc_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetName\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"streetName\":", 13, (QSUINT64)(*pvalue).streetName)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetName\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetNameText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1421,9 +1466,12 @@ int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"destType\":", 11, (QSUINT64)(*pvalue).destType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destRSCode\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -1435,10 +1483,13 @@ int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameIdentification\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"placeNameIdentification\":", 26, (QSUINT64)(*pvalue).placeNameIdentification)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameIdentification\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameText\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1469,14 +1520,20 @@ int asn1JsonEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"derType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"derType\":", 10, (QSUINT64)(*pvalue).derType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"derType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.roadNumberTextPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1521,14 +1578,20 @@ int asn1JsonEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1539,14 +1602,20 @@ int asn1JsonEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1557,14 +1626,20 @@ int asn1JsonEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1575,14 +1650,20 @@ int asn1JsonEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month < 1 || (*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day < 1 || (*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1601,14 +1682,20 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

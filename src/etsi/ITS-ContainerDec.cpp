@@ -2023,7 +2023,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).protocolVersion = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2031,7 +2037,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).messageID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2039,7 +2051,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2047,7 +2065,7 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2124,7 +2142,13 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).latitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2132,7 +2156,13 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).longitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2156,7 +2186,7 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2216,7 +2246,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2224,7 +2260,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2232,7 +2274,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -12700LL, 12800LL, &iv)) (*pvalue).deltaAltitude = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2240,7 +2288,7 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2321,7 +2369,13 @@ int asn1JsonDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -100000LL, 800001LL, &iv)) (*pvalue).altitudeValue = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2337,7 +2391,7 @@ int asn1JsonDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2471,7 +2525,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).semiMajorConfidence = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2479,7 +2539,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).semiMinorConfidence = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2487,7 +2553,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3601LL, &iv)) (*pvalue).semiMajorOrientation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2495,7 +2567,7 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2566,7 +2638,13 @@ int asn1JsonDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
                break;
             }
             (*pvalue).m.pathDeltaTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).pathDeltaTime = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2574,7 +2652,7 @@ int asn1JsonDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2634,7 +2712,13 @@ int asn1JsonDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).ptActivationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2650,7 +2734,7 @@ int asn1JsonDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -2747,7 +2831,13 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).causeCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2755,7 +2845,13 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).subCauseCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -2770,7 +2866,7 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3008,7 +3104,13 @@ int asn1JsonDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1023LL, 1023LL, &iv)) (*pvalue).curvatureValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3024,7 +3126,7 @@ int asn1JsonDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3148,7 +3250,13 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3601LL, &iv)) (*pvalue).headingValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3156,7 +3264,13 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).headingConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3164,7 +3278,7 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3306,7 +3420,7 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3443,7 +3557,13 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).speedValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3451,7 +3571,13 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).speedConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3459,7 +3585,7 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3550,7 +3676,13 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).longitudinalAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3558,7 +3690,13 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).longitudinalAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3566,7 +3704,7 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3646,7 +3784,13 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).lateralAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3654,7 +3798,13 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).lateralAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3662,7 +3812,7 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3730,7 +3880,13 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).verticalAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3738,7 +3894,13 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).verticalAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3746,7 +3908,7 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -3887,11 +4049,17 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unNumber > 9999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 9999LL, &iv)) (*pvalue).unNumber = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unNumber > 9999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -3986,7 +4154,7 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4324,7 +4492,7 @@ int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4416,7 +4584,13 @@ int asn1JsonDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1023LL, &iv)) (*pvalue).vehicleLengthValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4432,7 +4606,7 @@ int asn1JsonDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4608,7 +4782,13 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -511LL, 512LL, &iv)) (*pvalue).steeringWheelAngleValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4616,7 +4796,13 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).steeringWheelAngleConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4624,7 +4810,7 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4744,7 +4930,13 @@ int asn1JsonDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32766LL, 32767LL, &iv)) (*pvalue).yawRateValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4760,7 +4952,7 @@ int asn1JsonDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4964,7 +5156,13 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).originatingStationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4972,7 +5170,13 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).sequenceNumber = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4980,7 +5184,7 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5087,7 +5291,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                break;
             }
             (*pvalue).m.expiryTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).expiryTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5095,7 +5305,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).protectedZoneLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -5103,7 +5319,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).protectedZoneLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -5116,7 +5338,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                break;
             }
             (*pvalue).m.protectedZoneRadiusPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).protectedZoneRadius = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -5129,7 +5357,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                break;
             }
             (*pvalue).m.protectedZoneIDPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 134217727LL, &iv)) (*pvalue).protectedZoneID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -5144,7 +5378,7 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5318,7 +5552,13 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
                break;
             }
             (*pvalue).m.eventDeltaTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).eventDeltaTime = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5326,7 +5566,13 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).informationQuality = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5334,7 +5580,7 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5416,7 +5662,13 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).protectedZoneLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5424,7 +5676,13 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).protectedZoneLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5437,7 +5695,13 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                break;
             }
             (*pvalue).m.cenDsrcTollingZoneIDPresent = 1;
-            if ((stat = asn1JsonDec_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 134217727LL, &iv)) (*pvalue).cenDsrcTollingZoneID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -5452,7 +5716,7 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }

@@ -1510,15 +1510,24 @@ int asn1JsonEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protocolVersion\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protocolVersion\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"messageID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"messageID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1543,12 +1552,18 @@ int asn1JsonEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1565,15 +1580,24 @@ int asn1JsonEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaAltitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaAltitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1600,9 +1624,12 @@ int asn1JsonEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeValue\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeValue\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1678,15 +1705,24 @@ int asn1JsonEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorOrientation\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorOrientation\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1701,9 +1737,12 @@ int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.pathDeltaTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathDeltaTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathDeltaTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1722,9 +1761,12 @@ int asn1JsonEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationType\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationType\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1769,12 +1811,18 @@ int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"causeCode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"causeCode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subCauseCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subCauseCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -1972,9 +2020,12 @@ int asn1JsonEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureValue\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureValue\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2035,12 +2086,18 @@ int asn1JsonEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).headingValue > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2162,12 +2219,18 @@ int asn1JsonEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speedValue > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2202,12 +2265,18 @@ int asn1JsonEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationValue\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationValue\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2234,12 +2303,18 @@ int asn1JsonEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationValue\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationValue\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationConfidence\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationConfidence\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2258,12 +2333,18 @@ int asn1JsonEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationValue\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationValue\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationConfidence\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationConfidence\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2334,10 +2415,13 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unNumber\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unNumber > 9999 || !rtJsonEncMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unNumber\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2608,9 +2692,12 @@ int asn1JsonEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthValue\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthValue\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2707,12 +2794,18 @@ int asn1JsonEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleValue\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleValue\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleConfidence\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleConfidence\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2777,9 +2870,12 @@ int asn1JsonEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2895,12 +2991,18 @@ int asn1JsonEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"originatingStationID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"originatingStationID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2929,25 +3031,40 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"expiryTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"expiryTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneRadius\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.protectedZoneRadiusPresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneRadius\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneID\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneID\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3039,13 +3156,19 @@ int asn1JsonEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventDeltaTime\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventDeltaTime\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3070,16 +3193,25 @@ int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZoneID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
+      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZoneID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);

@@ -3860,7 +3860,7 @@ int asn1JsonDec_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4017,7 +4017,7 @@ int asn1JsonDec_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4098,7 +4098,13 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).iviIdentificationNumber = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4111,7 +4117,13 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).timeStamp = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4124,7 +4136,13 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
                break;
             }
             (*pvalue).m.validFromPresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).validFrom = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -4137,7 +4155,13 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
                break;
             }
             (*pvalue).m.validToPresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).validTo = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4158,7 +4182,13 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).iviStatus = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -4186,7 +4216,7 @@ int asn1JsonDec_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4270,7 +4300,13 @@ int asn1JsonDec_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
                break;
             }
             (*pvalue).m.referencePositionTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).referencePositionTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4319,7 +4355,7 @@ int asn1JsonDec_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4409,7 +4445,13 @@ int asn1JsonDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).zoneId = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4422,7 +4464,13 @@ int asn1JsonDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
                break;
             }
             (*pvalue).m.laneNumberPresent = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).laneNumber = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4435,7 +4483,13 @@ int asn1JsonDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
                break;
             }
             (*pvalue).m.zoneExtensionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).zoneExtension = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4448,7 +4502,13 @@ int asn1JsonDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
                break;
             }
             (*pvalue).m.zoneHeadingPresent = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3601LL, &iv)) (*pvalue).zoneHeading = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -4476,7 +4536,7 @@ int asn1JsonDec_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4643,7 +4703,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.directionPresent = 1;
-            if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).direction = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -4669,7 +4735,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.minimumAwarenessTimePresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).minimumAwarenessTime = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4690,7 +4762,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).iviType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -4703,7 +4781,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.iviPurposePresent = 1;
-            if ((stat = asn1JsonDec_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).iviPurpose = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 9:
             if (seen[9]) {
@@ -4716,7 +4800,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.laneStatusPresent = 1;
-            if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).laneStatus = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 10:
             if (seen[10]) {
@@ -4742,7 +4832,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.driverCharacteristicsPresent = 1;
-            if ((stat = asn1JsonDec_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).driverCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -4755,7 +4851,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.layoutIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 13:
             if (seen[13]) {
@@ -4768,7 +4870,13 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
                break;
             }
             (*pvalue).m.preStoredlayoutIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).preStoredlayoutId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 14:
             if (seen[14]) {
@@ -4804,7 +4912,7 @@ int asn1JsonDec_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -4916,7 +5024,7 @@ int asn1JsonDec_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5030,7 +5138,13 @@ int asn1JsonDec_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
                break;
             }
             (*pvalue).m.directionPresent = 1;
-            if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).direction = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -5064,7 +5178,7 @@ int asn1JsonDec_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5205,7 +5319,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.directionPresent = 1;
-            if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).direction = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -5231,7 +5351,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.minimumAwarenessTimePresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).minimumAwarenessTime = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -5257,7 +5383,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.layoutIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -5270,7 +5402,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.preStoredlayoutIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).preStoredlayoutId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -5304,7 +5442,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.iviTypePresent = 1;
-            if ((stat = asn1JsonDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).iviType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 11:
             if (seen[11]) {
@@ -5317,7 +5461,13 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
                break;
             }
             (*pvalue).m.laneStatusPresent = 1;
-            if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).laneStatus = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -5345,7 +5495,7 @@ int asn1JsonDec_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5411,7 +5561,13 @@ int asn1JsonDec_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5424,11 +5580,17 @@ int asn1JsonDec_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
                break;
             }
             (*pvalue).m.heightPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).height < 10 || (*pvalue).height > 73) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 73LL, &iv)) (*pvalue).height = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).height < 10 || (*pvalue).height > 73) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -5442,11 +5604,17 @@ int asn1JsonDec_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
                break;
             }
             (*pvalue).m.widthPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).width < 10 || (*pvalue).width > 265) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 265LL, &iv)) (*pvalue).width = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).width < 10 || (*pvalue).width > 265) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -5470,7 +5638,7 @@ int asn1JsonDec_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5590,7 +5758,13 @@ int asn1JsonDec_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
                break;
             }
             (*pvalue).m.directionPresent = 1;
-            if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).direction = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -5657,7 +5831,7 @@ int asn1JsonDec_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5728,7 +5902,7 @@ int asn1JsonDec_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationCont
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -5805,7 +5979,13 @@ int asn1JsonDec_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).zoneId = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5826,7 +6006,7 @@ int asn1JsonDec_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6401,7 +6581,13 @@ int asn1JsonDec_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).latitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6409,7 +6595,13 @@ int asn1JsonDec_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).longitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -6417,7 +6609,7 @@ int asn1JsonDec_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6475,7 +6667,13 @@ int asn1JsonDec_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePo
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).latitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6483,7 +6681,13 @@ int asn1JsonDec_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePo
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).longitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6499,7 +6703,7 @@ int asn1JsonDec_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePo
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6579,7 +6783,13 @@ int asn1JsonDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).version = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6587,7 +6797,13 @@ int asn1JsonDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).pictogramCode = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6600,7 +6816,13 @@ int asn1JsonDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
                break;
             }
             (*pvalue).m.valuePresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -6613,7 +6835,13 @@ int asn1JsonDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
                break;
             }
             (*pvalue).m.unitPresent = 1;
-            if ((stat = asn1JsonDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -6634,7 +6862,7 @@ int asn1JsonDec_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6717,7 +6945,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 2LL, &iv)) (*pvalue).priority = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6738,7 +6972,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                break;
             }
             (*pvalue).m.minGapBetweenVehiclesPresent = 1;
-            if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).minGapBetweenVehicles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6751,7 +6991,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                break;
             }
             (*pvalue).m.recGapBetweenVehiclesPresent = 1;
-            if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).recGapBetweenVehicles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -6764,7 +7010,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                break;
             }
             (*pvalue).m.automatedVehicleMaxSpeedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).automatedVehicleMaxSpeedLimit = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -6777,7 +7029,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                break;
             }
             (*pvalue).m.automatedVehicleMinSpeedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).automatedVehicleMinSpeedLimit = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -6790,7 +7048,13 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
                break;
             }
             (*pvalue).m.automatedVehicleSpeedRecommendationPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).automatedVehicleSpeedRecommendation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -6831,7 +7095,7 @@ int asn1JsonDec_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6929,7 +7193,7 @@ int asn1JsonDec_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Compl
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -6994,7 +7258,13 @@ int asn1JsonDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).zoneId = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7002,7 +7272,13 @@ int asn1JsonDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).laneNumber = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7010,7 +7286,13 @@ int asn1JsonDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1023LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7023,7 +7305,13 @@ int asn1JsonDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
                break;
             }
             (*pvalue).m.offsetDistancePresent = 1;
-            if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32768LL, 32767LL, &iv)) (*pvalue).offsetDistance = (QSINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadInt16(ctxt, &(*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7044,7 +7332,7 @@ int asn1JsonDec_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7101,7 +7389,13 @@ int asn1JsonDec_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7109,7 +7403,13 @@ int asn1JsonDec_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7117,7 +7417,7 @@ int asn1JsonDec_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7252,7 +7552,7 @@ int asn1JsonDec_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7325,7 +7625,7 @@ int asn1JsonDec_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7420,7 +7720,7 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823C
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7505,7 +7805,7 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt,
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7640,11 +7940,17 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 9LL, &iv)) (*pvalue).nature = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -7653,11 +7959,17 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).serialNumber > 99) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 99LL, &iv)) (*pvalue).serialNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).serialNumber > 99) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -7666,7 +7978,7 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7756,7 +8068,13 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).laneNumber = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7764,7 +8082,13 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).direction = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7785,7 +8109,13 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).laneType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7806,7 +8136,13 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).laneStatus = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -7819,7 +8155,13 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1023LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -7899,7 +8241,7 @@ int asn1JsonDec_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -7971,7 +8313,13 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).zoneDefinitionAccuracy = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7987,7 +8335,13 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).newlaneMarkingColour = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7995,7 +8349,13 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).laneDelimitationLeft = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8003,7 +8363,13 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).laneDelimitationRight = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8011,7 +8377,13 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).mergingWith = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8019,7 +8391,7 @@ int asn1JsonDec_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8093,7 +8465,13 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutComponentId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8101,11 +8479,17 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).height < 10 || (*pvalue).height > 73) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 73LL, &iv)) (*pvalue).height = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).height < 10 || (*pvalue).height > 73) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).height);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -8114,11 +8498,17 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).width < 10 || (*pvalue).width > 265) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 265LL, &iv)) (*pvalue).width = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).width < 10 || (*pvalue).width > 265) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).width);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -8127,11 +8517,17 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).x < 10 || (*pvalue).x > 265) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).x);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 265LL, &iv)) (*pvalue).x = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).x < 10 || (*pvalue).x > 265) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).x);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 4:
@@ -8140,11 +8536,17 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).y < 10 || (*pvalue).y > 73) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).y);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 73LL, &iv)) (*pvalue).y = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).y < 10 || (*pvalue).y > 73) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).y);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 5:
@@ -8153,7 +8555,13 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1LL, &iv)) (*pvalue).textScripting = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8161,7 +8569,7 @@ int asn1JsonDec_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8237,7 +8645,13 @@ int asn1JsonDec_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).goodsType = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8261,7 +8675,7 @@ int asn1JsonDec_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8333,7 +8747,7 @@ int asn1JsonDec_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -8414,7 +8828,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 2LL, &iv)) (*pvalue).priority = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8435,7 +8855,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.maxNoOfVehiclesPresent = 1;
-            if ((stat = asn1JsonDec_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 64LL, &iv)) (*pvalue).maxNoOfVehicles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8448,7 +8874,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.maxLenghtOfPlatoonPresent = 1;
-            if ((stat = asn1JsonDec_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 64LL, &iv)) (*pvalue).maxLenghtOfPlatoon = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8461,7 +8893,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.minGapBetweenVehiclesPresent = 1;
-            if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).minGapBetweenVehicles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8474,7 +8912,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.platoonMaxSpeedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).platoonMaxSpeedLimit = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -8487,7 +8931,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.platoonMinSpeedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).platoonMinSpeedLimit = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -8500,7 +8950,13 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
                break;
             }
             (*pvalue).m.platoonSpeedRecommendationPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).platoonSpeedRecommendation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -8541,7 +8997,7 @@ int asn1JsonDec_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8639,7 +9095,7 @@ int asn1JsonDec_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -8696,7 +9152,13 @@ int asn1JsonDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).condition = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8704,7 +9166,13 @@ int asn1JsonDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -100LL, 151LL, &iv)) (*pvalue).temperature = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8712,7 +9180,13 @@ int asn1JsonDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).iceOrWaterDepth = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8720,7 +9194,13 @@ int asn1JsonDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).treatment = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8728,7 +9208,7 @@ int asn1JsonDec_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8794,7 +9274,13 @@ int asn1JsonDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 101LL, &iv)) (*pvalue).frictionCoefficient = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8802,7 +9288,13 @@ int asn1JsonDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).material = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8810,7 +9302,13 @@ int asn1JsonDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).wear = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8818,7 +9316,13 @@ int asn1JsonDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -20LL, 21LL, &iv)) (*pvalue).avBankingAngle = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8826,7 +9330,7 @@ int asn1JsonDec_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -8890,7 +9394,13 @@ int asn1JsonDec_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
                break;
             }
             (*pvalue).m.layoutComponentIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutComponentId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8906,7 +9416,7 @@ int asn1JsonDec_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9003,7 +9513,7 @@ int asn1JsonDec_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9068,7 +9578,13 @@ int asn1JsonDec_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1023LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -9076,7 +9592,7 @@ int asn1JsonDec_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9141,7 +9657,13 @@ int asn1JsonDec_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
                break;
             }
             (*pvalue).m.layoutComponentIdPresent = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).layoutComponentId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9166,7 +9688,7 @@ int asn1JsonDec_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9266,7 +9788,7 @@ int asn1JsonDec_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharac
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9364,7 +9886,7 @@ int asn1JsonDec_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharac
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9462,7 +9984,7 @@ int asn1JsonDec_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteri
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9531,7 +10053,13 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).roadSignClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9539,11 +10067,17 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadSignCode);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 64LL, &iv)) (*pvalue).roadSignCode = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadSignCode);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -9552,7 +10086,13 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).vcOption = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -9578,7 +10118,13 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
                break;
             }
             (*pvalue).m.valuePresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -9591,7 +10137,13 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
                break;
             }
             (*pvalue).m.unitPresent = 1;
-            if ((stat = asn1JsonDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -9599,7 +10151,7 @@ int asn1JsonDec_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9735,7 +10287,7 @@ int asn1JsonDec_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_Vehi
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9786,7 +10338,13 @@ int asn1JsonDec_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_Vehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3LL, &iv)) (*pvalue).comparisonOperator = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9802,7 +10360,7 @@ int asn1JsonDec_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_Vehicle
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
          if (!rtJsonDecMore(ctxt)) break;
       }
    }
@@ -9955,7 +10513,7 @@ int asn1JsonDec_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10035,7 +10593,7 @@ int asn1JsonDec_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
    if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -3047,32 +3047,47 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceProviderId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).serviceProviderId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviIdentificationNumber\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"iviIdentificationNumber\":", 26, (QSUINT64)(*pvalue).iviIdentificationNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviIdentificationNumber\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((*pvalue).timeStamp > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.validFromPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validFrom\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validFrom > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validFrom\":", 12, (QSUINT64)(*pvalue).validFrom)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validFrom\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validToPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validTo > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validTo\":", 10, (QSUINT64)(*pvalue).validTo)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectedIviStructuresPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedIviStructures\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).iviStatus > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviStatus\":", 12, (QSUINT64)(*pvalue).iviStatus)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectedDenmsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -3097,9 +3112,12 @@ int asn1JsonEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
    first = 0;
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.referencePositionTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionTime\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).referencePositionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referencePositionTime\":", 24, (QSUINT64)(*pvalue).referencePositionTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionTime\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionHeadingPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionHeading\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3143,23 +3161,35 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneNumberPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneNumberPresent) {
+      if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.zoneExtensionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneExtension\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneExtension\":", 16, (QSUINT64)(*pvalue).zoneExtension)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneExtension\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneHeadingPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneHeading\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).zoneHeading > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"zoneHeading\":", 14, (QSUINT64)(*pvalue).zoneHeading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneHeading\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zonePresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3211,9 +3241,12 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3221,27 +3254,39 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.iviPurposePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviPurpose\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.iviPurposePresent) {
+      if ((*pvalue).iviPurpose > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"iviPurpose\":", 13, (QSUINT64)(*pvalue).iviPurpose)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviPurpose\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3249,19 +3294,28 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverCharacteristicsPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).driverCharacteristics > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"driverCharacteristics\":", 24, (QSUINT64)(*pvalue).driverCharacteristics)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -3347,9 +3401,12 @@ int asn1JsonEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3394,9 +3451,12 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3404,9 +3464,12 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3414,14 +3477,20 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.textPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"text\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3432,14 +3501,20 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
    first = 0;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).data.numocts, (*pvalue).data.data)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviTypePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3461,20 +3536,29 @@ int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.heightPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.heightPresent) {
+      if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.widthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponents\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -3517,9 +3601,12 @@ int asn1JsonEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3586,9 +3673,12 @@ int asn1JsonEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIdsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneIds\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -3968,12 +4058,18 @@ int asn1JsonEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3984,12 +4080,18 @@ int asn1JsonEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePo
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4006,21 +4108,33 @@ int asn1JsonEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"owner\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).owner)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"version\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.valuePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"version\":", 10, (QSUINT64)(*pvalue).version)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"version\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"pictogramCode\":", 16, (QSUINT64)(*pvalue).pictogramCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.valuePresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.attributesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4037,36 +4151,54 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"recGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).recGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4118,19 +4250,31 @@ int asn1JsonEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.offsetDistancePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetDistance\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtxTxtWriteInt(ctxt, (*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.offsetDistancePresent) {
+      if (!rtJsonEncMemberInt(ctxt, first, "\"offsetDistance\":", 17, (QSINT64)(*pvalue).offsetDistance)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetDistance\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteInt(ctxt, (*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.offsetPositionPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetPosition\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4147,12 +4291,18 @@ int asn1JsonEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4353,14 +4503,20 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4371,32 +4527,47 @@ int asn1JsonEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"laneType\":", 11, (QSUINT64)(*pvalue).laneType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneTypeQualifierPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneTypeQualifier\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4438,24 +4609,39 @@ int asn1JsonEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneDefinitionAccuracy\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneDefinitionAccuracy\":", 25, (QSUINT64)(*pvalue).zoneDefinitionAccuracy)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneDefinitionAccuracy\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"existinglaneMarkingStatus\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_LaneMarkingStatus(ctxt, &(*pvalue).existinglaneMarkingStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"newlaneMarkingColour\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"newlaneMarkingColour\":", 23, (QSUINT64)(*pvalue).newlaneMarkingColour)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"newlaneMarkingColour\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationLeft\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationLeft\":", 23, (QSUINT64)(*pvalue).laneDelimitationLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationLeft\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationRight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationRight\":", 24, (QSUINT64)(*pvalue).laneDelimitationRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationRight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mergingWith\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"mergingWith\":", 14, (QSUINT64)(*pvalue).mergingWith)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mergingWith\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4466,28 +4652,46 @@ int asn1JsonEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < 10 || (*pvalue).x > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"x\":", 4, (QSUINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < 10 || (*pvalue).y > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"y\":", 4, (QSUINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textScripting\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).textScripting > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"textScripting\":", 16, (QSUINT64)(*pvalue).textScripting)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textScripting\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4506,9 +4710,12 @@ int asn1JsonEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"goodsType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"goodsType\":", 12, (QSUINT64)(*pvalue).goodsType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"goodsType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4552,41 +4759,62 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxNoOfVehicles\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxNoOfVehicles\":", 18, (QSUINT64)(*pvalue).maxNoOfVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxNoOfVehicles\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLenghtOfPlatoon\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxLenghtOfPlatoon\":", 21, (QSUINT64)(*pvalue).maxLenghtOfPlatoon)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLenghtOfPlatoon\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMaxSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMaxSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMaxSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMaxSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMinSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMinSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMinSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMinSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonSpeedRecommendation\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonSpeedRecommendation\":", 29, (QSUINT64)(*pvalue).platoonSpeedRecommendation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonSpeedRecommendation\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4658,18 +4886,30 @@ int asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"condition\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"condition\":", 12, (QSUINT64)(*pvalue).condition)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"condition\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"temperature\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || !rtJsonEncMemberInt(ctxt, first, "\"temperature\":", 14, (QSINT64)(*pvalue).temperature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"temperature\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iceOrWaterDepth\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"iceOrWaterDepth\":", 18, (QSUINT64)(*pvalue).iceOrWaterDepth)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iceOrWaterDepth\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"treatment\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).treatment > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"treatment\":", 12, (QSUINT64)(*pvalue).treatment)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"treatment\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4680,18 +4920,30 @@ int asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"frictionCoefficient\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).frictionCoefficient > 101 || !rtJsonEncMemberUInt(ctxt, first, "\"frictionCoefficient\":", 22, (QSUINT64)(*pvalue).frictionCoefficient)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"frictionCoefficient\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"material\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"material\":", 11, (QSUINT64)(*pvalue).material)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"material\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wear\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"wear\":", 7, (QSUINT64)(*pvalue).wear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wear\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avBankingAngle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || !rtJsonEncMemberInt(ctxt, first, "\"avBankingAngle\":", 17, (QSINT64)(*pvalue).avBankingAngle)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avBankingAngle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4703,9 +4955,12 @@ int asn1JsonEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"code\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -4769,9 +5024,12 @@ int asn1JsonEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
    first = 0;
    if ((stat = asn1JsonEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4784,9 +5042,12 @@ int asn1JsonEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"language\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
@@ -4880,30 +5141,45 @@ int asn1JsonEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignClass\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).roadSignClass > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignClass\":", 16, (QSUINT64)(*pvalue).roadSignClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignClass\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignCode\":", 15, (QSUINT64)(*pvalue).roadSignCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vcOption\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vcOption > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"vcOption\":", 11, (QSUINT64)(*pvalue).vcOption)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vcOption\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
       if ((stat = asn1JsonEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4978,9 +5254,12 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_Vehicle
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"comparisonOperator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).comparisonOperator > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"comparisonOperator\":", 21, (QSUINT64)(*pvalue).comparisonOperator)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"comparisonOperator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = asn1JsonEnc_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limits\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
    if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits)) != 0) return LOG_RTERR(ctxt, stat);

@@ -3,7 +3,7 @@
 defined, members in definition order, CHOICEs as objects with one member."""
 
 from .ctypes import ctype, int_ctype, is_small_bitstring
-from .emit_text import TextEmitter
+from .emit_text import TextEmitter, ctype_limits, range_conds
 from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import c_ident
@@ -119,6 +119,28 @@ class JsonEmitter(TextEmitter):
                    % (name, len(name.encode("utf-8")) + 3))
         w.line("first = 0;")
 
+    def enc_int_member(self, w, c, expr):
+        """An INTEGER member within its range is written whole by one call when the buffer has
+        room; otherwise (and for a value out of range) the general code writes it."""
+        rt = c.type
+        cons = rt.cons
+        ct = int_ctype(cons)
+        conds = []
+        if cons.has_range() and not cons.ext:
+            conds = range_conds(ct, cons.lo, cons.hi, expr)
+        key = '"\\"%s\\":", %d' % (c.name, len(c.name.encode("utf-8")) + 3)
+        if ct.startswith("QSU"):
+            fast = "rtJsonEncMemberUInt(ctxt, first, %s, (QSUINT64)%s)" % (key, expr)
+        else:
+            fast = "rtJsonEncMemberInt(ctxt, first, %s, (QSINT64)%s)" % (key, expr)
+        w.line("if (%s!%s) {" % ("".join(x + " || " for x in conds), fast))
+        w.indent()
+        self.member(w, c.name)
+        self.enc_value(w, rt, expr)
+        w.dedent()
+        w.line("}")
+        w.line("first = 0;")
+
     def enc_sequence(self, w, rt, expr):
         self.check(w, "rtJsonEncOpen(ctxt, '{')")
         w.line("QSBOOL first = 1;")
@@ -126,11 +148,14 @@ class JsonEmitter(TextEmitter):
             if c.has_present_bit:
                 w.line("if (%s.m.%sPresent) {" % (expr, c.cname))
                 w.indent()
-            self.member(w, c.name)
-            if rt.regional and c.type.kind == "OPEN":
-                self.enc_regional_value(w, c, expr)
+            if c.type.kind == "INTEGER" and not (rt.regional and c.type.kind == "OPEN"):
+                self.enc_int_member(w, c, "%s.%s" % (expr, c.cname))
             else:
-                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname))
+                self.member(w, c.name)
+                if rt.regional and c.type.kind == "OPEN":
+                    self.enc_regional_value(w, c, expr)
+                else:
+                    self.enc_value(w, c.type, "%s.%s" % (expr, c.cname))
             if c.has_present_bit:
                 w.dedent()
                 w.line("}")
@@ -368,6 +393,31 @@ class JsonEmitter(TextEmitter):
         w.line("}")
         w.line("else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);")
 
+    def dec_int_member(self, w, rt, expr):
+        """An INTEGER member in its plain form and within the values its decoder accepts is
+        read in place by one call; anything else is left, from the same position, to the
+        member's decoder."""
+        c = rt.cons
+        ct = int_ctype(c)
+        lo, hi = ctype_limits(ct)
+        if c.has_range() and not c.ext:
+            lo, hi = max(lo, c.lo), min(hi, c.hi)
+        hi = min(hi, (1 << 63) - 1)
+
+        def lit64(v):
+            return "(-9223372036854775807LL - 1)" if v == -(1 << 63) else "%dLL" % v
+        w.line("{")
+        w.indent()
+        w.line("QSINT64 iv;")
+        w.line("if (rtJsonDecIntFast(ctxt, %s, %s, &iv)) %s = (%s)iv;" % (lit64(lo), lit64(hi), expr, ct))
+        w.line("else {")
+        w.indent()
+        self.dec_value(w, rt, expr)
+        w.dedent()
+        w.line("}")
+        w.dedent()
+        w.line("}")
+
     def dec_sequence(self, w, rt, expr):
         comps = rt.components
         names = [c.name for c in comps]
@@ -403,6 +453,8 @@ class JsonEmitter(TextEmitter):
             if rt.regional and c.type.kind == "OPEN":
                 w.line("%s.%s.t = 0;" % (expr, c.cname))
                 self.check(w, "rtJsonDecCaptureOpenType(ctxt, &%s.%s.u.extElem1)" % (expr, c.cname))
+            elif c.type.kind == "INTEGER":
+                self.dec_int_member(w, c.type, "%s.%s" % (expr, c.cname))
             else:
                 self.dec_value(w, c.type, "%s.%s" % (expr, c.cname))
             w.line("break;")
@@ -428,7 +480,7 @@ class JsonEmitter(TextEmitter):
         w.dedent()
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("rtxMemHeapFreePtr(ctxt, key);")
+        w.line("if (key != 0) rtxMemHeapFreePtr(ctxt, key);")
         w.line("if (!rtJsonDecMore(ctxt)) break;")
         w.dedent()
         w.line("}")
@@ -503,7 +555,7 @@ class JsonEmitter(TextEmitter):
         w.dedent()
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("rtxMemHeapFreePtr(ctxt, key);")
+        w.line("if (key != 0) rtxMemHeapFreePtr(ctxt, key);")
         self.match_char(w, "}")
 
     def dec_seqof(self, w, rt, expr):
