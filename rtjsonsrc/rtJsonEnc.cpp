@@ -75,6 +75,72 @@ inline QSOCTET topBitsMask(QSSIZE r)
 
 /* Writes nbits bits held in (data, dataSize) followed by extData as quoted
  * hex (extData may be null when dataSize covers the bits). */
+/* Line feed and indentation of nspaces at p (room checked by the caller); the new cursor. */
+inline QSOCTET* putNewLine(QSOCTET* p, QSSIZE nspaces)
+{
+   static const char kSpaces[] = "                                                                ";
+   *p++ = '\n';
+   if (nspaces <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, nspaces);
+   else std::memset(p, ' ', nspaces);
+   return p + nspaces;
+}
+
+/* True when the plain indented layout applies and need bytes fit without growing. */
+inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
+          b.byteIndex + need < b.size;
+}
+
+/* Room beyond what the fast writers below need, so that they may store whole 16-byte blocks
+ * past the end of their text (the bytes there are overwritten later or lie behind the NUL). */
+const QSSIZE kSlack = 80;
+
+/* As roomForLayout, with kSlack bytes to spare. */
+inline bool roomWithSlack(QSCTXT* ctxt, QSSIZE need)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
+          b.byteIndex + need + kSlack <= b.size;
+}
+
+/* Line feed and nspaces spaces at p, the spaces stored in whole blocks: 64 at once, then 16
+ * at a time (up to 63 bytes beyond them are overwritten); the new cursor. */
+inline QSOCTET* putNewLineFast(QSOCTET* p, QSSIZE nspaces)
+{
+   static const char kSpaces16[16] = { ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+                                       ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ' };
+   *p++ = '\n';
+   std::memcpy(p, kSpaces16, 16);
+   std::memcpy(p + 16, kSpaces16, 16);
+   std::memcpy(p + 32, kSpaces16, 16);
+   std::memcpy(p + 48, kSpaces16, 16);
+   for (QSSIZE i = 64; i < nspaces; i += 16) std::memcpy(p + i, kSpaces16, 16);
+   return p + nspaces;
+}
+
+/* Copies n bytes (n >= 1) with a few overlapping fixed-size moves. */
+inline void copyShort(QSOCTET* p, const char* s, QSSIZE n)
+{
+   if (n >= 16) {
+      QSSIZE i = 0;
+      for (; i + 16 < n; i += 16) std::memcpy(p + i, s + i, 16);
+      std::memcpy(p + n - 16, s + n - 16, 16);
+   }
+   else if (n >= 8) {
+      std::memcpy(p, s, 8);
+      std::memcpy(p + n - 8, s + n - 8, 8);
+   }
+   else if (n >= 4) {
+      std::memcpy(p, s, 4);
+      std::memcpy(p + n - 4, s + n - 4, 4);
+   }
+   else {
+      for (QSSIZE i = 0; i < n; i++) p[i] = (QSOCTET)s[i];
+   }
+}
+
 /* True when n bytes fit in the buffer as it is. */
 inline bool roomFor(QSCTXT* ctxt, QSSIZE n)
 {
@@ -135,6 +201,39 @@ int writeBitsHex(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSiz
 int writeBitStrObject(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize,
                       const QSOCTET* extData)
 {
+   {
+      /* the common case in one piece, when the buffer has room */
+      QSSIZE nbytes = (nbits + 7) / 8;
+      QSSIZE ind = ctxt->indent;
+      if (!(ctxt->flags & QSJSONATTRNAME) && (nbytes <= dataSize || extData == nullptr) &&
+          nbytes < ((QSSIZE)1 << 40) && ind < 60000 && roomWithSlack(ctxt, 3 * ind + 2 * nbytes + 64)) {
+         QSRTBuffer& b = ctxt->buffer;
+         QSOCTET* p = b.data + b.byteIndex;
+         *p++ = '{';
+         p = putNewLineFast(p, ind + QSINDENTSPACES);
+         std::memcpy(p, "\"value\":\"", 9);
+         p += 9;
+         QSOCTET mask = topBitsMask(nbits % 8);
+         for (QSSIZE i = 0; i < nbytes; i++) {
+            QSOCTET ub = data[i];
+            if (i + 1 == nbytes) ub &= mask;
+            p[0] = (QSOCTET)kHexLower[ub >> 4];
+            p[1] = (QSOCTET)kHexLower[ub & 0x0F];
+            p += 2;
+         }
+         p[0] = '"';
+         p[1] = ',';
+         p = putNewLineFast(p + 2, ind + QSINDENTSPACES);
+         std::memcpy(p, "\"length\":", 9);
+         p = putDecimalDigits(p + 9, (QSUINT64)nbits);
+         p = putNewLineFast(p, ind);
+         p[0] = '}';
+         p[1] = 0;
+         b.byteIndex = (QSSIZE)(p + 1 - b.data);
+         ctxt->lastChar = '}';
+         return 0;
+      }
+   }
    int stat = putChar(ctxt, '{');
    if (stat != 0) return JSON_LOG(ctxt, stat);
    rtxIndentIncr(ctxt);
@@ -608,83 +707,13 @@ int rtJsonEncOpen(QSCTXT* ctxt, char openChar)
 
 namespace {
 
-/* Line feed and indentation of nspaces at p (room checked by the caller); the new cursor. */
-inline QSOCTET* putNewLine(QSOCTET* p, QSSIZE nspaces)
-{
-   static const char kSpaces[] = "                                                                ";
-   *p++ = '\n';
-   if (nspaces <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, nspaces);
-   else std::memset(p, ' ', nspaces);
-   return p + nspaces;
-}
-
-/* True when the plain indented layout applies and need bytes fit without growing. */
-inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
-{
-   const QSRTBuffer& b = ctxt->buffer;
-   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
-          b.byteIndex + need < b.size;
-}
-
-/* Room beyond what the fast writers below need, so that they may store whole 16-byte blocks
- * past the end of their text (the bytes there are overwritten later or lie behind the NUL). */
-const QSSIZE kSlack = 80;
-
-/* As roomForLayout, with kSlack bytes to spare. */
-inline bool roomWithSlack(QSCTXT* ctxt, QSSIZE need)
-{
-   const QSRTBuffer& b = ctxt->buffer;
-   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
-          b.byteIndex + need + kSlack <= b.size;
-}
-
-/* Line feed and nspaces spaces at p, the spaces stored in whole blocks: 64 at once, then 16
- * at a time (up to 63 bytes beyond them are overwritten); the new cursor. */
-inline QSOCTET* putNewLineFast(QSOCTET* p, QSSIZE nspaces)
-{
-   static const char kSpaces16[16] = { ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
-                                       ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ' };
-   *p++ = '\n';
-   std::memcpy(p, kSpaces16, 16);
-   std::memcpy(p + 16, kSpaces16, 16);
-   std::memcpy(p + 32, kSpaces16, 16);
-   std::memcpy(p + 48, kSpaces16, 16);
-   for (QSSIZE i = 64; i < nspaces; i += 16) std::memcpy(p + i, kSpaces16, 16);
-   return p + nspaces;
-}
-
-/* Copies n bytes (n >= 1) with a few overlapping fixed-size moves. */
-inline void copyShort(QSOCTET* p, const char* s, QSSIZE n)
-{
-   if (n >= 16) {
-      QSSIZE i = 0;
-      for (; i + 16 < n; i += 16) std::memcpy(p + i, s + i, 16);
-      std::memcpy(p + n - 16, s + n - 16, 16);
-   }
-   else if (n >= 8) {
-      std::memcpy(p, s, 8);
-      std::memcpy(p + n - 8, s + n - 8, 8);
-   }
-   else if (n >= 4) {
-      std::memcpy(p, s, 4);
-      std::memcpy(p + n - 4, s + n - 4, 4);
-   }
-   else {
-      for (QSSIZE i = 0; i < n; i++) p[i] = (QSOCTET)s[i];
-   }
-}
-
-} // namespace
-
-namespace {
-
 /* Decimal digits of the magnitude (and a leading '-') at p; the new cursor. Room for 21 bytes
  * is the caller's. */
 inline QSOCTET* putDecimal(QSOCTET* p, QSUINT64 magnitude, bool negative)
 {
    *p = '-';
    p += negative ? 1 : 0;
-   return rtxTxtPutUInt64(p, magnitude);
+   return putDecimalDigits(p, magnitude);
 }
 
 /* [","] line feed, indentation and key at the cursor (room checked by the caller); the new

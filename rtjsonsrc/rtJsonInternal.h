@@ -30,10 +30,65 @@
 #define JSON_ALWAYS_INLINE inline
 #endif
 
-/* The decimal digits of v stored at p (room for 20 bytes is the caller's); the end. */
-QSOCTET* rtxTxtPutUInt64(QSOCTET* p, QSUINT64 v);
-
 namespace jsonimpl {
+
+/* ---- decimal digits --------------------------------------------------------------------------- */
+
+/* "00" .. "99": two digits per division. */
+struct DigitPairTable {
+   char d[200];
+   constexpr DigitPairTable() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+inline constexpr DigitPairTable kDigitPairs{};
+
+/* Number of decimal digits of value. */
+inline unsigned decimalDigitCount(QSUINT64 value)
+{
+   unsigned n = 1;
+   for (;;) {
+      if (value < 10) return n;
+      if (value < 100) return n + 1;
+      if (value < 1000) return n + 2;
+      if (value < 10000) return n + 3;
+      value /= 10000;
+      n += 4;
+   }
+}
+
+/* The decimal digits of v stored at p (room for 20 bytes is the caller's); the end. */
+inline QSOCTET* putDecimalDigits(QSOCTET* p, QSUINT64 v)
+{
+   if (v < 10) {
+      *p = (QSOCTET)('0' + v);
+      return p + 1;
+   }
+   if (v < 100) {
+      std::memcpy(p, kDigitPairs.d + 2 * v, 2);
+      return p + 2;
+   }
+   p += decimalDigitCount(v);
+   QSOCTET* q = p;
+   while (v >= 100) {
+      unsigned pair = (unsigned)(v % 100);
+      v /= 100;
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * pair, 2);
+   }
+   if (v >= 10) {
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * v, 2);
+   }
+   else {
+      *--q = (QSOCTET)('0' + v);
+   }
+   return p;
+}
 
 /* ---- writer state ----------------------------------------------------------------------------- */
 

@@ -53,18 +53,7 @@ QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt)
 
 namespace {
 
-/* "00" .. "99": two digits per division. */
-struct DigitPairs {
-   char d[200];
-   constexpr DigitPairs() : d()
-   {
-      for (int i = 0; i < 100; i++) {
-         d[2 * i] = (char)('0' + i / 10);
-         d[2 * i + 1] = (char)('0' + i % 10);
-      }
-   }
-};
-constexpr DigitPairs kPairs;
+const DigitPairTable& kPairs = kDigitPairs;
 
 }  // namespace
 
@@ -89,52 +78,6 @@ char* rtxTxtFormatUInt64(char* end, QSUINT64 value)
 
 namespace {
 
-/* Number of decimal digits of value. */
-inline unsigned digitCount(QSUINT64 value)
-{
-   unsigned n = 1;
-   for (;;) {
-      if (value < 10) return n;
-      if (value < 100) return n + 1;
-      if (value < 1000) return n + 2;
-      if (value < 10000) return n + 3;
-      value /= 10000;
-      n += 4;
-   }
-}
-
-} // namespace
-
-QSOCTET* rtxTxtPutUInt64(QSOCTET* p, QSUINT64 v)
-{
-   if (v < 10) {
-      *p++ = (QSOCTET)('0' + v);
-      return p;
-   }
-   if (v < 100) {
-      std::memcpy(p, kPairs.d + 2 * v, 2);
-      return p + 2;
-   }
-   p += digitCount(v);
-   QSOCTET* q = p;
-   while (v >= 100) {
-      unsigned pair = (unsigned)(v % 100);
-      v /= 100;
-      q -= 2;
-      std::memcpy(q, kPairs.d + 2 * pair, 2);
-   }
-   if (v >= 10) {
-      q -= 2;
-      std::memcpy(q, kPairs.d + 2 * v, 2);
-   }
-   else {
-      *--q = (QSOCTET)('0' + v);
-   }
-   return p;
-}
-
-namespace {
-
 inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
 {
    {
@@ -144,7 +87,7 @@ inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
          QSOCTET* p = b.data + b.byteIndex;
          *p = '-';
          p += negative ? 1 : 0;
-         p = rtxTxtPutUInt64(p, magnitude);
+         p = putDecimalDigits(p, magnitude);
          ctxt->lastChar = p[-1];
          *p = 0;
          b.byteIndex = (QSSIZE)(p - b.data);
