@@ -719,11 +719,60 @@ inline bool unusedBitsClear(QSSIZE nbits, const QSOCTET* data, QSSIZE nocts)
    return (data[nocts - 1] & (QSOCTET)(0xFFu >> r)) == 0;
 }
 
+/* The object {"value":"<hex>","length":<n>} in the form the writer gives it: the two members
+ * in that order, whitespace only between the tokens and not around the colons, an even
+ * number of hex digits within the capacity, a length of up to 18 digits that agrees with
+ * them, unused bits clear, all in the buffer. Then the bytes are in data, the cursor is
+ * behind the object and true is returned; otherwise false and the cursor has not moved (the
+ * bytes in data may have been written). */
+bool bitStrObjectFast(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSUINT64* pnbits)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSJSONATTRNAME) || b.data == nullptr || b.byteIndex >= b.size) return false;
+   const QSOCTET* d = b.data;
+   const QSSIZE n = b.size;
+   QSSIZE i = skipWs(d, b.byteIndex, n);
+   if (i >= n || d[i] != '{') return false;
+   i = skipWs(d, i + 1, n);
+   if (n - i < 9 || std::memcmp(d + i, "\"value\":\"", 9) != 0) return false;
+   i += 9;
+   QSSIZE ndigits = 0;
+   for (; i < n; i++) {
+      int v = kHex.v[d[i]];
+      if (v < 0) break;
+      if (ndigits >= 2 * bufsize) return false;
+      if (ndigits & 1) data[ndigits >> 1] |= (QSOCTET)v;
+      else data[ndigits >> 1] = (QSOCTET)(v << 4);
+      ndigits++;
+   }
+   if ((ndigits & 1) || i >= n || d[i] != '"') return false;
+   i = skipWs(d, i + 1, n);
+   if (i >= n || d[i] != ',') return false;
+   i = skipWs(d, i + 1, n);
+   if (n - i < 9 || std::memcmp(d + i, "\"length\":", 9) != 0) return false;
+   i += 9;
+   const QSSIZE start = i;
+   QSUINT64 nbits = 0;
+   while (i < n && i - start < 18 && (QSOCTET)(d[i] - '0') <= 9) {
+      nbits = nbits * 10 + (QSUINT64)(d[i] - '0');
+      i++;
+   }
+   if (i == start || (i < n && (QSOCTET)(d[i] - '0') <= 9)) return false;
+   i = skipWs(d, i, n);
+   if (i >= n || d[i] != '}') return false;
+   QSSIZE nocts = ndigits / 2;
+   if ((QSUINT64)nocts != (nbits + 7) / 8 || !unusedBitsClear((QSSIZE)nbits, data, nocts)) return false;
+   ctxt->buffer.byteIndex = i + 1;
+   *pnbits = nbits;
+   return true;
+}
+
 /* The object {"value":"<hex>","length":<n>}. With data null the bytes are
  * allocated on the heap (*pdyn). */
 int decValueAndLength(QSCTXT* ctxt, QSUINT64* pnbits, QSOCTET* data, QSSIZE bufsize,
                       QSOCTET** pdyn)
 {
+   if (data != nullptr && bitStrObjectFast(ctxt, data, bufsize, pnbits)) return 0;
    QSOCTET* dyn = nullptr;
    QSSIZE nocts = 0;
    QSUINT64 nbits = 0;
