@@ -837,6 +837,28 @@ int decValueAndLength(QSCTXT* ctxt, QSUINT64* pnbits, QSOCTET* data, QSSIZE bufs
 
 int rtJsonDecFixedBitStrValue(QSCTXT* ctxt, QSSIZE nbits, QSOCTET* data, QSSIZE bufsize)
 {
+   {
+      /* the common case, right at the cursor: '"', exactly the digits of the bit count, '"',
+       * unused bits clear; anything else is read by the general code below */
+      QSRTBuffer& b = ctxt->buffer;
+      QSSIZE nocts = (nbits + 7) / 8;
+      if (nocts <= bufsize && nocts < ((QSSIZE)1 << 40) && b.byteIndex < b.size &&
+          b.size - b.byteIndex >= 2 * nocts + 2 && b.data[b.byteIndex] == '"' &&
+          b.data[b.byteIndex + 2 * nocts + 1] == '"') {
+         const QSOCTET* p = b.data + b.byteIndex + 1;
+         QSSIZE i = 0;
+         for (; i < nocts; i++) {
+            int hi = kHex.v[p[2 * i]], lo = kHex.v[p[2 * i + 1]];
+            if ((hi | lo) < 0) break;
+            data[i] = (QSOCTET)((hi << 4) | lo);
+         }
+         if (i == nocts && unusedBitsClear(nbits, data, nocts)) {
+            b.byteIndex += 2 * nocts + 2;
+            return 0;
+         }
+      }
+   }
+
    QSSIZE nocts = 0;
    int stat = rtJsonDecHexStr64(ctxt, data, &nocts, bufsize);
    if (stat != 0) return JSON_LOG(ctxt, stat);

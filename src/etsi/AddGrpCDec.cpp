@@ -2361,9 +2361,26 @@ int asn1JsonDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatterySta
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "low", 3) == 0) fv = 2;
+            break;
+         case 4:
+            if (memcmp(s, "good", 4) == 0) fv = 3;
+            break;
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "critical", 8) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -2389,9 +2406,22 @@ int asn1JsonDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionTyp
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[fidx].value <= 5) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "euro1", 5) == 0) fv = 0;
+            else if (memcmp(s, "euro2", 5) == 0) fv = 1;
+            else if (memcmp(s, "euro3", 5) == 0) fv = 2;
+            else if (memcmp(s, "euro4", 5) == 0) fv = 3;
+            else if (memcmp(s, "euro5", 5) == 0) fv = 4;
+            else if (memcmp(s, "euro6", 5) == 0) fv = 5;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -2417,9 +2447,41 @@ int asn1JsonDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exc
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[fidx].value <= 12) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            else if (memcmp(s, "weather", 7) == 0) fv = 6;
+            break;
+         case 10:
+            if (memcmp(s, "bridgeOpen", 10) == 0) fv = 4;
+            else if (memcmp(s, "trafficJam", 10) == 0) fv = 7;
+            break;
+         case 13:
+            if (memcmp(s, "trainPriority", 13) == 0) fv = 3;
+            else if (memcmp(s, "vehicleHeight", 13) == 0) fv = 5;
+            else if (memcmp(s, "tunnelClosure", 13) == 0) fv = 8;
+            else if (memcmp(s, "truckPriority", 13) == 0) fv = 10;
+            break;
+         case 14:
+            if (memcmp(s, "meteringActive", 14) == 0) fv = 9;
+            break;
+         case 22:
+            if (memcmp(s, "bicyclePlatoonPriority", 22) == 0) fv = 11;
+            else if (memcmp(s, "vehiclePlatoonPriority", 22) == 0) fv = 12;
+            break;
+         case 23:
+            if (memcmp(s, "publicTransportPriority", 23) == 0) fv = 1;
+            break;
+         case 24:
+            if (memcmp(s, "emergencyVehiclePriority", 24) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -2445,9 +2507,27 @@ int asn1JsonDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvReques
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[fidx].value <= 4) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "preRequest", 10) == 0) fv = 0;
+            break;
+         case 11:
+            if (memcmp(s, "mainRequest", 11) == 0) fv = 1;
+            break;
+         case 13:
+            if (memcmp(s, "cancelRequest", 13) == 0) fv = 3;
+            break;
+         case 16:
+            if (memcmp(s, "doorCloseRequest", 16) == 0) fv = 2;
+            else if (memcmp(s, "emergencyRequest", 16) == 0) fv = 4;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -2473,9 +2553,30 @@ int asn1JsonDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedR
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[fidx].value <= 5) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 18:
+            if (memcmp(s, "ptPriorityDisabled", 18) == 0) fv = 3;
+            break;
+         case 20:
+            if (memcmp(s, "exceptionalCondition", 20) == 0) fv = 1;
+            break;
+         case 22:
+            if (memcmp(s, "maxWaitingTimeExceeded", 22) == 0) fv = 2;
+            else if (memcmp(s, "vehicleTrackingUnknown", 22) == 0) fv = 5;
+            break;
+         case 23:
+            if (memcmp(s, "higherPTPriorityGranted", 23) == 0) fv = 4;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

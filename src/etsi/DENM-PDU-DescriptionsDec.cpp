@@ -1942,9 +1942,20 @@ int asn1JsonDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_Termination_ENUMTAB, 2) : -1;
-      if (fidx >= 0 && ASN1T_Termination_ENUMTAB[fidx].value <= 1) {
-         (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "isNegation", 10) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "isCancellation", 14) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

@@ -11676,9 +11676,44 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[fidx].value <= 11) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "reserved", 8) == 0) fv = 0;
+            else if (memcmp(s, "stopLine", 8) == 0) fv = 1;
+            break;
+         case 10:
+            if (memcmp(s, "mergePoint", 10) == 0) fv = 4;
+            else if (memcmp(s, "safeIsland", 10) == 0) fv = 9;
+            break;
+         case 12:
+            if (memcmp(s, "divergePoint", 12) == 0) fv = 5;
+            break;
+         case 14:
+            if (memcmp(s, "hydrantPresent", 14) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "closedToTraffic", 15) == 0) fv = 8;
+            break;
+         case 16:
+            if (memcmp(s, "roundedCapStyleA", 16) == 0) fv = 2;
+            else if (memcmp(s, "roundedCapStyleB", 16) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "downstreamStopLine", 18) == 0) fv = 6;
+            break;
+         case 19:
+            if (memcmp(s, "downstreamStartNode", 19) == 0) fv = 7;
+            break;
+         case 20:
+            if (memcmp(s, "curbPresentAtStepOff", 20) == 0) fv = 10;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16182,9 +16217,45 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[fidx].value <= 12) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 13:
+            if (memcmp(s, "truckMinSpeed", 13) == 0) fv = 7;
+            else if (memcmp(s, "truckMaxSpeed", 13) == 0) fv = 8;
+            break;
+         case 15:
+            if (memcmp(s, "vehicleMinSpeed", 15) == 0) fv = 4;
+            else if (memcmp(s, "vehicleMaxSpeed", 15) == 0) fv = 5;
+            break;
+         case 18:
+            if (memcmp(s, "truckNightMaxSpeed", 18) == 0) fv = 9;
+            break;
+         case 20:
+            if (memcmp(s, "maxSpeedInSchoolZone", 20) == 0) fv = 1;
+            else if (memcmp(s, "vehicleNightMaxSpeed", 20) == 0) fv = 6;
+            break;
+         case 26:
+            if (memcmp(s, "maxSpeedInConstructionZone", 26) == 0) fv = 3;
+            break;
+         case 28:
+            if (memcmp(s, "vehiclesWithTrailersMinSpeed", 28) == 0) fv = 10;
+            else if (memcmp(s, "vehiclesWithTrailersMaxSpeed", 28) == 0) fv = 11;
+            break;
+         case 33:
+            if (memcmp(s, "vehiclesWithTrailersNightMaxSpeed", 33) == 0) fv = 12;
+            break;
+         case 42:
+            if (memcmp(s, "maxSpeedInSchoolZoneWhenChildrenArePresent", 42) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16541,9 +16612,26 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Adviso
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 7:
+            if (memcmp(s, "transit", 7) == 0) fv = 3;
+            break;
+         case 8:
+            if (memcmp(s, "ecoDrive", 8) == 0) fv = 2;
+            break;
+         case 9:
+            if (memcmp(s, "greenwave", 9) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16601,9 +16689,61 @@ int asn1JsonDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVe
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[fidx].value <= 22) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "dot", 3) == 0) fv = 15;
+            break;
+         case 4:
+            if (memcmp(s, "fire", 4) == 0) fv = 13;
+            break;
+         case 5:
+            if (memcmp(s, "truck", 5) == 0) fv = 9;
+            break;
+         case 6:
+            if (memcmp(s, "police", 6) == 0) fv = 12;
+            break;
+         case 7:
+            if (memcmp(s, "transit", 7) == 0) fv = 16;
+            else if (memcmp(s, "stopNgo", 7) == 0) fv = 18;
+            else if (memcmp(s, "cyclist", 7) == 0) fv = 19;
+            break;
+         case 8:
+            if (memcmp(s, "roadWork", 8) == 0) fv = 4;
+            else if (memcmp(s, "military", 8) == 0) fv = 22;
+            break;
+         case 9:
+            if (memcmp(s, "emergency", 9) == 0) fv = 6;
+            else if (memcmp(s, "safetyCar", 9) == 0) fv = 7;
+            else if (memcmp(s, "ambulance", 9) == 0) fv = 14;
+            break;
+         case 10:
+            if (memcmp(s, "roadRescue", 10) == 0) fv = 5;
+            else if (memcmp(s, "motorcycle", 10) == 0) fv = 10;
+            else if (memcmp(s, "slowMoving", 10) == 0) fv = 17;
+            else if (memcmp(s, "pedestrian", 10) == 0) fv = 20;
+            break;
+         case 12:
+            if (memcmp(s, "basicVehicle", 12) == 0) fv = 0;
+            else if (memcmp(s, "none-unknown", 12) == 0) fv = 8;
+            else if (memcmp(s, "nonMotorized", 12) == 0) fv = 21;
+            break;
+         case 14:
+            if (memcmp(s, "dangerousGoods", 14) == 0) fv = 3;
+            else if (memcmp(s, "roadSideSource", 14) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "publicTransport", 15) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "specialTransport", 16) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16795,9 +16935,32 @@ int asn1JsonDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elev
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            else if (memcmp(s, "elev-500-00", 11) == 0) fv = 1;
+            else if (memcmp(s, "elev-200-00", 11) == 0) fv = 2;
+            else if (memcmp(s, "elev-100-00", 11) == 0) fv = 3;
+            else if (memcmp(s, "elev-050-00", 11) == 0) fv = 4;
+            else if (memcmp(s, "elev-020-00", 11) == 0) fv = 5;
+            else if (memcmp(s, "elev-010-00", 11) == 0) fv = 6;
+            else if (memcmp(s, "elev-005-00", 11) == 0) fv = 7;
+            else if (memcmp(s, "elev-002-00", 11) == 0) fv = 8;
+            else if (memcmp(s, "elev-001-00", 11) == 0) fv = 9;
+            else if (memcmp(s, "elev-000-50", 11) == 0) fv = 10;
+            else if (memcmp(s, "elev-000-20", 11) == 0) fv = 11;
+            else if (memcmp(s, "elev-000-10", 11) == 0) fv = 12;
+            else if (memcmp(s, "elev-000-05", 11) == 0) fv = 13;
+            else if (memcmp(s, "elev-000-02", 11) == 0) fv = 14;
+            else if (memcmp(s, "elev-000-01", 11) == 0) fv = 15;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16843,9 +17006,30 @@ int asn1JsonDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Headin
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "prec10deg", 9) == 0) fv = 1;
+            else if (memcmp(s, "prec05deg", 9) == 0) fv = 2;
+            else if (memcmp(s, "prec01deg", 9) == 0) fv = 3;
+            break;
+         case 10:
+            if (memcmp(s, "prec0-1deg", 10) == 0) fv = 4;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            else if (memcmp(s, "prec0-05deg", 11) == 0) fv = 5;
+            else if (memcmp(s, "prec0-01deg", 11) == 0) fv = 6;
+            break;
+         case 13:
+            if (memcmp(s, "prec0-0125deg", 13) == 0) fv = 7;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -16995,9 +17179,36 @@ int asn1JsonDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pva
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_LayerType_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "curveData", 9) == 0) fv = 4;
+            break;
+         case 12:
+            if (memcmp(s, "mixedContent", 12) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "generalMapData", 14) == 0) fv = 2;
+            else if (memcmp(s, "sharedLaneData", 14) == 0) fv = 7;
+            break;
+         case 15:
+            if (memcmp(s, "parkingAreaData", 15) == 0) fv = 6;
+            break;
+         case 16:
+            if (memcmp(s, "intersectionData", 16) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "roadwaySectionData", 18) == 0) fv = 5;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17059,9 +17270,42 @@ int asn1JsonDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Movem
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[fidx].value <= 9) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "dark", 4) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "pre-Movement", 12) == 0) fv = 4;
+            break;
+         case 15:
+            if (memcmp(s, "stop-And-Remain", 15) == 0) fv = 3;
+            break;
+         case 17:
+            if (memcmp(s, "stop-Then-Proceed", 17) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "protected-clearance", 19) == 0) fv = 8;
+            break;
+         case 20:
+            if (memcmp(s, "permissive-clearance", 20) == 0) fv = 7;
+            break;
+         case 26:
+            if (memcmp(s, "protected-Movement-Allowed", 26) == 0) fv = 6;
+            break;
+         case 27:
+            if (memcmp(s, "permissive-Movement-Allowed", 27) == 0) fv = 5;
+            else if (memcmp(s, "caution-Conflicting-Traffic", 27) == 0) fv = 9;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17185,9 +17429,38 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "a5m", 3) == 0) fv = 7;
+            else if (memcmp(s, "a2m", 3) == 0) fv = 8;
+            else if (memcmp(s, "a1m", 3) == 0) fv = 9;
+            break;
+         case 4:
+            if (memcmp(s, "a50m", 4) == 0) fv = 4;
+            else if (memcmp(s, "a20m", 4) == 0) fv = 5;
+            else if (memcmp(s, "a10m", 4) == 0) fv = 6;
+            else if (memcmp(s, "a5cm", 4) == 0) fv = 13;
+            else if (memcmp(s, "a2cm", 4) == 0) fv = 14;
+            else if (memcmp(s, "a1cm", 4) == 0) fv = 15;
+            break;
+         case 5:
+            if (memcmp(s, "a500m", 5) == 0) fv = 1;
+            else if (memcmp(s, "a200m", 5) == 0) fv = 2;
+            else if (memcmp(s, "a100m", 5) == 0) fv = 3;
+            else if (memcmp(s, "a50cm", 5) == 0) fv = 10;
+            else if (memcmp(s, "a20cm", 5) == 0) fv = 11;
+            else if (memcmp(s, "a10cm", 5) == 0) fv = 12;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17213,9 +17486,36 @@ int asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            else if (memcmp(s, "granted", 7) == 0) fv = 4;
+            break;
+         case 8:
+            if (memcmp(s, "rejected", 8) == 0) fv = 5;
+            break;
+         case 9:
+            if (memcmp(s, "requested", 9) == 0) fv = 1;
+            break;
+         case 10:
+            if (memcmp(s, "processing", 10) == 0) fv = 2;
+            break;
+         case 11:
+            if (memcmp(s, "maxPresence", 11) == 0) fv = 6;
+            break;
+         case 15:
+            if (memcmp(s, "reserviceLocked", 15) == 0) fv = 7;
+            break;
+         case 17:
+            if (memcmp(s, "watchOtherTraffic", 17) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17241,9 +17541,26 @@ int asn1JsonDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Prio
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "priorityRequest", 15) == 0) fv = 1;
+            break;
+         case 20:
+            if (memcmp(s, "priorityCancellation", 20) == 0) fv = 3;
+            break;
+         case 21:
+            if (memcmp(s, "priorityRequestUpdate", 21) == 0) fv = 2;
+            break;
+         case 27:
+            if (memcmp(s, "priorityRequestTypeReserved", 27) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17283,9 +17600,38 @@ int asn1JsonDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 23:
+            if (memcmp(s, "requestImportanceLevel1", 23) == 0) fv = 1;
+            else if (memcmp(s, "requestImportanceLevel2", 23) == 0) fv = 2;
+            else if (memcmp(s, "requestImportanceLevel3", 23) == 0) fv = 3;
+            else if (memcmp(s, "requestImportanceLevel4", 23) == 0) fv = 4;
+            else if (memcmp(s, "requestImportanceLevel5", 23) == 0) fv = 5;
+            else if (memcmp(s, "requestImportanceLevel6", 23) == 0) fv = 6;
+            else if (memcmp(s, "requestImportanceLevel7", 23) == 0) fv = 7;
+            else if (memcmp(s, "requestImportanceLevel8", 23) == 0) fv = 8;
+            else if (memcmp(s, "requestImportanceLevel9", 23) == 0) fv = 9;
+            break;
+         case 24:
+            if (memcmp(s, "requestImportanceLevel10", 24) == 0) fv = 10;
+            else if (memcmp(s, "requestImportanceLevel11", 24) == 0) fv = 11;
+            else if (memcmp(s, "requestImportanceLevel12", 24) == 0) fv = 12;
+            else if (memcmp(s, "requestImportanceLevel13", 24) == 0) fv = 13;
+            else if (memcmp(s, "requestImportanceLevel14", 24) == 0) fv = 14;
+            break;
+         case 25:
+            if (memcmp(s, "requestImportanceReserved", 25) == 0) fv = 15;
+            break;
+         case 29:
+            if (memcmp(s, "requestImportanceLevelUnKnown", 29) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17311,9 +17657,38 @@ int asn1JsonDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "requestSubRole1", 15) == 0) fv = 1;
+            else if (memcmp(s, "requestSubRole2", 15) == 0) fv = 2;
+            else if (memcmp(s, "requestSubRole3", 15) == 0) fv = 3;
+            else if (memcmp(s, "requestSubRole4", 15) == 0) fv = 4;
+            else if (memcmp(s, "requestSubRole5", 15) == 0) fv = 5;
+            else if (memcmp(s, "requestSubRole6", 15) == 0) fv = 6;
+            else if (memcmp(s, "requestSubRole7", 15) == 0) fv = 7;
+            else if (memcmp(s, "requestSubRole8", 15) == 0) fv = 8;
+            else if (memcmp(s, "requestSubRole9", 15) == 0) fv = 9;
+            break;
+         case 16:
+            if (memcmp(s, "requestSubRole10", 16) == 0) fv = 10;
+            else if (memcmp(s, "requestSubRole11", 16) == 0) fv = 11;
+            else if (memcmp(s, "requestSubRole12", 16) == 0) fv = 12;
+            else if (memcmp(s, "requestSubRole13", 16) == 0) fv = 13;
+            else if (memcmp(s, "requestSubRole14", 16) == 0) fv = 14;
+            break;
+         case 21:
+            if (memcmp(s, "requestSubRoleUnKnown", 21) == 0) fv = 0;
+            break;
+         case 22:
+            if (memcmp(s, "requestSubRoleReserved", 22) == 0) fv = 15;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17339,9 +17714,42 @@ int asn1JsonDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Res
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[fidx].value <= 13) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 11:
+            if (memcmp(s, "pedestrians", 11) == 0) fv = 8;
+            break;
+         case 13:
+            if (memcmp(s, "equippedTaxis", 13) == 0) fv = 2;
+            else if (memcmp(s, "equippedOther", 13) == 0) fv = 3;
+            break;
+         case 15:
+            if (memcmp(s, "equippedTransit", 15) == 0) fv = 1;
+            else if (memcmp(s, "equippedBicycle", 15) == 0) fv = 5;
+            else if (memcmp(s, "weightCompliant", 15) == 0) fv = 6;
+            else if (memcmp(s, "heightCompliant", 15) == 0) fv = 7;
+            else if (memcmp(s, "wheelchairUsers", 15) == 0) fv = 10;
+            break;
+         case 17:
+            if (memcmp(s, "emissionCompliant", 17) == 0) fv = 4;
+            else if (memcmp(s, "slowMovingPersons", 17) == 0) fv = 9;
+            else if (memcmp(s, "audioDisabilities", 17) == 0) fv = 12;
+            break;
+         case 18:
+            if (memcmp(s, "visualDisabilities", 18) == 0) fv = 11;
+            break;
+         case 24:
+            if (memcmp(s, "otherUnknownDisabilities", 24) == 0) fv = 13;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17408,9 +17816,22 @@ int asn1JsonDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revis
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "rtcmRev2", 8) == 0) fv = 1;
+            else if (memcmp(s, "rtcmRev3", 8) == 0) fv = 2;
+            else if (memcmp(s, "reserved", 8) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17455,9 +17876,88 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Segme
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[fidx].value <= 37) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "reserved", 8) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "whiteLine", 9) == 0) fv = 2;
+            break;
+         case 10:
+            if (memcmp(s, "doNotBlock", 10) == 0) fv = 1;
+            else if (memcmp(s, "curbOnLeft", 10) == 0) fv = 5;
+            else if (memcmp(s, "safeIsland", 10) == 0) fv = 21;
+            else if (memcmp(s, "costToPark", 10) == 0) fv = 35;
+            break;
+         case 11:
+            if (memcmp(s, "curbOnRight", 11) == 0) fv = 6;
+            else if (memcmp(s, "taperToLeft", 11) == 0) fv = 28;
+            else if (memcmp(s, "freeParking", 11) == 0) fv = 33;
+            break;
+         case 12:
+            if (memcmp(s, "taperToRight", 12) == 0) fv = 29;
+            break;
+         case 13:
+            if (memcmp(s, "headInParking", 13) == 0) fv = 32;
+            break;
+         case 14:
+            if (memcmp(s, "sharedBikeLane", 14) == 0) fv = 15;
+            else if (memcmp(s, "bikeBoxInFront", 14) == 0) fv = 16;
+            break;
+         case 15:
+            if (memcmp(s, "mergingLaneLeft", 15) == 0) fv = 3;
+            else if (memcmp(s, "lowCurbsPresent", 15) == 0) fv = 22;
+            else if (memcmp(s, "parallelParking", 15) == 0) fv = 31;
+            break;
+         case 16:
+            if (memcmp(s, "mergingLaneRight", 16) == 0) fv = 4;
+            break;
+         case 17:
+            if (memcmp(s, "loadingzoneOnLeft", 17) == 0) fv = 7;
+            else if (memcmp(s, "transitStopOnLeft", 17) == 0) fv = 17;
+            else if (memcmp(s, "transitStopInLane", 17) == 0) fv = 19;
+            else if (memcmp(s, "taperToCenterLine", 17) == 0) fv = 30;
+            break;
+         case 18:
+            if (memcmp(s, "loadingzoneOnRight", 18) == 0) fv = 8;
+            else if (memcmp(s, "turnOutPointOnLeft", 18) == 0) fv = 9;
+            else if (memcmp(s, "transitStopOnRight", 18) == 0) fv = 18;
+            else if (memcmp(s, "rumbleStripPresent", 18) == 0) fv = 23;
+            break;
+         case 19:
+            if (memcmp(s, "turnOutPointOnRight", 19) == 0) fv = 10;
+            else if (memcmp(s, "midBlockCurbPresent", 19) == 0) fv = 36;
+            break;
+         case 20:
+            if (memcmp(s, "partialCurbIntrusion", 20) == 0) fv = 27;
+            break;
+         case 21:
+            if (memcmp(s, "adjacentParkingOnLeft", 21) == 0) fv = 11;
+            else if (memcmp(s, "adaptiveTimingPresent", 21) == 0) fv = 25;
+            else if (memcmp(s, "unEvenPavementPresent", 21) == 0) fv = 37;
+            break;
+         case 22:
+            if (memcmp(s, "adjacentParkingOnRight", 22) == 0) fv = 12;
+            else if (memcmp(s, "adjacentBikeLaneOnLeft", 22) == 0) fv = 13;
+            else if (memcmp(s, "rfSignalRequestPresent", 22) == 0) fv = 26;
+            break;
+         case 23:
+            if (memcmp(s, "adjacentBikeLaneOnRight", 23) == 0) fv = 14;
+            else if (memcmp(s, "audibleSignalingPresent", 23) == 0) fv = 24;
+            break;
+         case 24:
+            if (memcmp(s, "sharedWithTrackedVehicle", 24) == 0) fv = 20;
+            break;
+         case 25:
+            if (memcmp(s, "timeRestrictionsOnParking", 25) == 0) fv = 34;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17516,9 +18016,32 @@ int asn1JsonDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedCon
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "prec5ms", 7) == 0) fv = 3;
+            else if (memcmp(s, "prec1ms", 7) == 0) fv = 4;
+            break;
+         case 8:
+            if (memcmp(s, "prec10ms", 8) == 0) fv = 2;
+            break;
+         case 9:
+            if (memcmp(s, "prec100ms", 9) == 0) fv = 1;
+            else if (memcmp(s, "prec0-1ms", 9) == 0) fv = 5;
+            break;
+         case 10:
+            if (memcmp(s, "prec0-05ms", 10) == 0) fv = 6;
+            else if (memcmp(s, "prec0-01ms", 10) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17557,9 +18080,26 @@ int asn1JsonDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Throt
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "prec1percent", 12) == 0) fv = 2;
+            break;
+         case 13:
+            if (memcmp(s, "prec10percent", 13) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "prec0-5percent", 14) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17585,9 +18125,74 @@ int asn1JsonDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfi
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[fidx].value <= 39) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "time-100-000", 12) == 0) fv = 1;
+            else if (memcmp(s, "time-050-000", 12) == 0) fv = 2;
+            else if (memcmp(s, "time-020-000", 12) == 0) fv = 3;
+            else if (memcmp(s, "time-010-000", 12) == 0) fv = 4;
+            else if (memcmp(s, "time-002-000", 12) == 0) fv = 5;
+            else if (memcmp(s, "time-001-000", 12) == 0) fv = 6;
+            else if (memcmp(s, "time-000-500", 12) == 0) fv = 7;
+            else if (memcmp(s, "time-000-200", 12) == 0) fv = 8;
+            else if (memcmp(s, "time-000-100", 12) == 0) fv = 9;
+            else if (memcmp(s, "time-000-050", 12) == 0) fv = 10;
+            else if (memcmp(s, "time-000-020", 12) == 0) fv = 11;
+            else if (memcmp(s, "time-000-010", 12) == 0) fv = 12;
+            else if (memcmp(s, "time-000-005", 12) == 0) fv = 13;
+            else if (memcmp(s, "time-000-002", 12) == 0) fv = 14;
+            else if (memcmp(s, "time-000-001", 12) == 0) fv = 15;
+            break;
+         case 14:
+            if (memcmp(s, "time-000-000-5", 14) == 0) fv = 16;
+            else if (memcmp(s, "time-000-000-2", 14) == 0) fv = 17;
+            else if (memcmp(s, "time-000-000-1", 14) == 0) fv = 18;
+            break;
+         case 15:
+            if (memcmp(s, "time-000-000-05", 15) == 0) fv = 19;
+            else if (memcmp(s, "time-000-000-02", 15) == 0) fv = 20;
+            else if (memcmp(s, "time-000-000-01", 15) == 0) fv = 21;
+            break;
+         case 16:
+            if (memcmp(s, "time-000-000-005", 16) == 0) fv = 22;
+            else if (memcmp(s, "time-000-000-002", 16) == 0) fv = 23;
+            else if (memcmp(s, "time-000-000-001", 16) == 0) fv = 24;
+            break;
+         case 18:
+            if (memcmp(s, "time-000-000-000-5", 18) == 0) fv = 25;
+            else if (memcmp(s, "time-000-000-000-2", 18) == 0) fv = 26;
+            else if (memcmp(s, "time-000-000-000-1", 18) == 0) fv = 27;
+            break;
+         case 19:
+            if (memcmp(s, "time-000-000-000-05", 19) == 0) fv = 28;
+            else if (memcmp(s, "time-000-000-000-02", 19) == 0) fv = 29;
+            else if (memcmp(s, "time-000-000-000-01", 19) == 0) fv = 30;
+            break;
+         case 20:
+            if (memcmp(s, "time-000-000-000-005", 20) == 0) fv = 31;
+            else if (memcmp(s, "time-000-000-000-002", 20) == 0) fv = 32;
+            else if (memcmp(s, "time-000-000-000-001", 20) == 0) fv = 33;
+            break;
+         case 22:
+            if (memcmp(s, "time-000-000-000-000-5", 22) == 0) fv = 34;
+            else if (memcmp(s, "time-000-000-000-000-2", 22) == 0) fv = 35;
+            else if (memcmp(s, "time-000-000-000-000-1", 22) == 0) fv = 36;
+            break;
+         case 23:
+            if (memcmp(s, "time-000-000-000-000-05", 23) == 0) fv = 37;
+            else if (memcmp(s, "time-000-000-000-000-02", 23) == 0) fv = 38;
+            else if (memcmp(s, "time-000-000-000-000-01", 23) == 0) fv = 39;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17625,9 +18230,32 @@ int asn1JsonDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 12:
+            if (memcmp(s, "occupancyLow", 12) == 0) fv = 3;
+            else if (memcmp(s, "occupancyMed", 12) == 0) fv = 4;
+            break;
+         case 13:
+            if (memcmp(s, "occupancyHigh", 13) == 0) fv = 5;
+            else if (memcmp(s, "occupancyFull", 13) == 0) fv = 7;
+            break;
+         case 14:
+            if (memcmp(s, "occupancyEmpty", 14) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "occupancyUnknown", 16) == 0) fv = 0;
+            else if (memcmp(s, "occupancyVeryLow", 16) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "occupancyNearlyFull", 19) == 0) fv = 6;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17661,9 +18289,32 @@ int asn1JsonDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transm
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "park", 4) == 0) fv = 1;
+            break;
+         case 7:
+            if (memcmp(s, "neutral", 7) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "reserved1", 9) == 0) fv = 4;
+            else if (memcmp(s, "reserved2", 9) == 0) fv = 5;
+            else if (memcmp(s, "reserved3", 9) == 0) fv = 6;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 7;
+            break;
+         case 12:
+            if (memcmp(s, "forwardGears", 12) == 0) fv = 2;
+            else if (memcmp(s, "reverseGears", 12) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -17701,9 +18352,42 @@ int asn1JsonDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType*
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "car", 3) == 0) fv = 4;
+            else if (memcmp(s, "bus", 3) == 0) fv = 6;
+            break;
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            else if (memcmp(s, "moto", 4) == 0) fv = 3;
+            break;
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 1;
+            else if (memcmp(s, "special", 7) == 0) fv = 2;
+            break;
+         case 8:
+            if (memcmp(s, "carOther", 8) == 0) fv = 5;
+            else if (memcmp(s, "axleCnt2", 8) == 0) fv = 7;
+            else if (memcmp(s, "axleCnt3", 8) == 0) fv = 8;
+            else if (memcmp(s, "axleCnt4", 8) == 0) fv = 9;
+            break;
+         case 15:
+            if (memcmp(s, "axleCnt4Trailer", 15) == 0) fv = 10;
+            else if (memcmp(s, "axleCnt5Trailer", 15) == 0) fv = 11;
+            else if (memcmp(s, "axleCnt6Trailer", 15) == 0) fv = 12;
+            break;
+         case 20:
+            if (memcmp(s, "axleCnt5MultiTrailer", 20) == 0) fv = 13;
+            else if (memcmp(s, "axleCnt6MultiTrailer", 20) == 0) fv = 14;
+            else if (memcmp(s, "axleCnt7MultiTrailer", 20) == 0) fv = 15;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

@@ -3322,9 +3322,38 @@ int asn1JsonDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuroValue_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_EuroValue_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "eev", 3) == 0) fv = 15;
+            break;
+         case 6:
+            if (memcmp(s, "euro-1", 6) == 0) fv = 1;
+            else if (memcmp(s, "euro-2", 6) == 0) fv = 2;
+            else if (memcmp(s, "euro-3", 6) == 0) fv = 3;
+            else if (memcmp(s, "euro-4", 6) == 0) fv = 4;
+            else if (memcmp(s, "euro-5", 6) == 0) fv = 5;
+            else if (memcmp(s, "euro-6", 6) == 0) fv = 6;
+            break;
+         case 7:
+            if (memcmp(s, "noEntry", 7) == 0) fv = 0;
+            break;
+         case 15:
+            if (memcmp(s, "reservedForUse1", 15) == 0) fv = 7;
+            else if (memcmp(s, "reservedForUse2", 15) == 0) fv = 8;
+            else if (memcmp(s, "reservedForUse3", 15) == 0) fv = 9;
+            else if (memcmp(s, "reservedForUse4", 15) == 0) fv = 10;
+            else if (memcmp(s, "reservedForUse5", 15) == 0) fv = 11;
+            else if (memcmp(s, "reservedForUse6", 15) == 0) fv = 12;
+            else if (memcmp(s, "reservedForUse7", 15) == 0) fv = 13;
+            else if (memcmp(s, "reservedForUse8", 15) == 0) fv = 14;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3350,9 +3379,29 @@ int asn1JsonDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_CopValue_ENUMTAB, 9) : -1;
-      if (fidx >= 0 && ASN1T_CopValue_ENUMTAB[fidx].value <= 8) {
-         (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "noEntry", 7) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "co2class1", 9) == 0) fv = 1;
+            else if (memcmp(s, "co2class2", 9) == 0) fv = 2;
+            else if (memcmp(s, "co2class3", 9) == 0) fv = 3;
+            else if (memcmp(s, "co2class4", 9) == 0) fv = 4;
+            else if (memcmp(s, "co2class5", 9) == 0) fv = 5;
+            else if (memcmp(s, "co2class6", 9) == 0) fv = 6;
+            else if (memcmp(s, "co2class7", 9) == 0) fv = 7;
+            break;
+         case 14:
+            if (memcmp(s, "reservedforUse", 14) == 0) fv = 8;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3754,9 +3803,59 @@ int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33) : -1;
-      if (fidx >= 0 && ASN1T_LPN_alphabetIndicator_ENUMTAB[fidx].value <= 33) {
-         (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "twoOctetBMP", 11) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "reservedForUse1", 15) == 0) fv = 13;
+            else if (memcmp(s, "reservedForUse2", 15) == 0) fv = 14;
+            else if (memcmp(s, "reservedForUse3", 15) == 0) fv = 15;
+            else if (memcmp(s, "reservedForUse4", 15) == 0) fv = 16;
+            else if (memcmp(s, "reservedForUse5", 15) == 0) fv = 17;
+            else if (memcmp(s, "reservedForUse6", 15) == 0) fv = 18;
+            else if (memcmp(s, "reservedForUse7", 15) == 0) fv = 19;
+            else if (memcmp(s, "reservedForUse8", 15) == 0) fv = 20;
+            else if (memcmp(s, "reservedForUse9", 15) == 0) fv = 21;
+            break;
+         case 16:
+            if (memcmp(s, "latinAlphabetNo1", 16) == 0) fv = 1;
+            else if (memcmp(s, "latinAlphabetNo2", 16) == 0) fv = 2;
+            else if (memcmp(s, "latinAlphabetNo3", 16) == 0) fv = 3;
+            else if (memcmp(s, "latinAlphabetNo4", 16) == 0) fv = 4;
+            else if (memcmp(s, "latinAlphabetNo5", 16) == 0) fv = 9;
+            else if (memcmp(s, "latinAlphabetNo6", 16) == 0) fv = 10;
+            else if (memcmp(s, "reservedForUse10", 16) == 0) fv = 22;
+            else if (memcmp(s, "reservedForUse11", 16) == 0) fv = 23;
+            else if (memcmp(s, "reservedForUse12", 16) == 0) fv = 24;
+            else if (memcmp(s, "reservedForUse13", 16) == 0) fv = 25;
+            else if (memcmp(s, "reservedForUse14", 16) == 0) fv = 26;
+            else if (memcmp(s, "reservedForUse15", 16) == 0) fv = 27;
+            else if (memcmp(s, "reservedForUse16", 16) == 0) fv = 28;
+            else if (memcmp(s, "reservedForUse17", 16) == 0) fv = 29;
+            else if (memcmp(s, "reservedForUse18", 16) == 0) fv = 30;
+            else if (memcmp(s, "reservedForUse19", 16) == 0) fv = 31;
+            else if (memcmp(s, "reservedForUse20", 16) == 0) fv = 32;
+            else if (memcmp(s, "reservedForUse21", 16) == 0) fv = 33;
+            break;
+         case 18:
+            if (memcmp(s, "latinGreekAlphabet", 18) == 0) fv = 7;
+            else if (memcmp(s, "fourOctetCanonical", 18) == 0) fv = 12;
+            break;
+         case 19:
+            if (memcmp(s, "latinArabicAlphabet", 19) == 0) fv = 6;
+            else if (memcmp(s, "latinHebrewAlphabet", 19) == 0) fv = 8;
+            break;
+         case 21:
+            if (memcmp(s, "latinCyrillicAlphabet", 21) == 0) fv = 5;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -5745,9 +5844,50 @@ int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_StationType_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_StationType_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "mixed", 5) == 0) fv = 6;
+            break;
+         case 6:
+            if (memcmp(s, "reload", 6) == 0) fv = 9;
+            break;
+         case 7:
+            if (memcmp(s, "passage", 7) == 0) fv = 7;
+            break;
+         case 10:
+            if (memcmp(s, "closedExit", 10) == 0) fv = 4;
+            else if (memcmp(s, "checkpoint", 10) == 0) fv = 8;
+            break;
+         case 11:
+            if (memcmp(s, "unspecified", 11) == 0) fv = 0;
+            else if (memcmp(s, "privateUse5", 11) == 0) fv = 14;
+            else if (memcmp(s, "privateUse6", 11) == 0) fv = 15;
+            break;
+         case 12:
+            if (memcmp(s, "closedCredit", 12) == 0) fv = 5;
+            break;
+         case 13:
+            if (memcmp(s, "closedTransit", 13) == 0) fv = 3;
+            break;
+         case 22:
+            if (memcmp(s, "closedEntryWithPayment", 22) == 0) fv = 1;
+            break;
+         case 24:
+            if (memcmp(s, "reservedForFutureCENUse1", 24) == 0) fv = 10;
+            else if (memcmp(s, "reservedForFutureCENUse2", 24) == 0) fv = 11;
+            else if (memcmp(s, "reservedForFutureCENUse3", 24) == 0) fv = 12;
+            else if (memcmp(s, "reservedForFutureCENUse4", 24) == 0) fv = 13;
+            break;
+         case 25:
+            if (memcmp(s, "closedEntryWithoutPayment", 25) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -6325,9 +6465,20 @@ int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_UnitType_ENUMTAB, 2) : -1;
-      if (fidx >= 0 && ASN1T_UnitType_ENUMTAB[fidx].value <= 1) {
-         (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "mg-km", 5) == 0) fv = 0;
+            break;
+         case 6:
+            if (memcmp(s, "mg-kWh", 6) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -6586,9 +6737,26 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "dualTyres", 9) == 0) fv = 2;
+            break;
+         case 10:
+            if (memcmp(s, "singleTyre", 10) == 0) fv = 1;
+            break;
+         case 12:
+            if (memcmp(s, "notSpecified", 12) == 0) fv = 0;
+            break;
+         case 14:
+            if (memcmp(s, "reservedForUse", 14) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

@@ -231,9 +231,23 @@ int asn1JsonDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuVehicleCategoryL_ENUMTAB, 7) : -1;
-      if (fidx >= 0 && ASN1T_EuVehicleCategoryL_ENUMTAB[fidx].value <= 6) {
-         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryL_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "l1", 2) == 0) fv = 0;
+            else if (memcmp(s, "l2", 2) == 0) fv = 1;
+            else if (memcmp(s, "l3", 2) == 0) fv = 2;
+            else if (memcmp(s, "l4", 2) == 0) fv = 3;
+            else if (memcmp(s, "l5", 2) == 0) fv = 4;
+            else if (memcmp(s, "l6", 2) == 0) fv = 5;
+            else if (memcmp(s, "l7", 2) == 0) fv = 6;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -259,9 +273,19 @@ int asn1JsonDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuVehicleCategoryM_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_EuVehicleCategoryM_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryM_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "m1", 2) == 0) fv = 0;
+            else if (memcmp(s, "m2", 2) == 0) fv = 1;
+            else if (memcmp(s, "m3", 2) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -287,9 +311,19 @@ int asn1JsonDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuVehicleCategoryN_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_EuVehicleCategoryN_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryN_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "n1", 2) == 0) fv = 0;
+            else if (memcmp(s, "n2", 2) == 0) fv = 1;
+            else if (memcmp(s, "n3", 2) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -315,9 +349,20 @@ int asn1JsonDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_EuVehicleCategoryO_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_EuVehicleCategoryO_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryO_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "o1", 2) == 0) fv = 0;
+            else if (memcmp(s, "o2", 2) == 0) fv = 1;
+            else if (memcmp(s, "o3", 2) == 0) fv = 2;
+            else if (memcmp(s, "o4", 2) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

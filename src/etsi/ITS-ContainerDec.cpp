@@ -2420,9 +2420,34 @@ int asn1JsonDec_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidenc
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ITS_AltitudeConfidence_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_AltitudeConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "alt-000-01", 10) == 0) fv = 0;
+            else if (memcmp(s, "alt-000-02", 10) == 0) fv = 1;
+            else if (memcmp(s, "alt-000-05", 10) == 0) fv = 2;
+            else if (memcmp(s, "alt-000-10", 10) == 0) fv = 3;
+            else if (memcmp(s, "alt-000-20", 10) == 0) fv = 4;
+            else if (memcmp(s, "alt-000-50", 10) == 0) fv = 5;
+            else if (memcmp(s, "alt-001-00", 10) == 0) fv = 6;
+            else if (memcmp(s, "alt-002-00", 10) == 0) fv = 7;
+            else if (memcmp(s, "alt-005-00", 10) == 0) fv = 8;
+            else if (memcmp(s, "alt-010-00", 10) == 0) fv = 9;
+            else if (memcmp(s, "alt-020-00", 10) == 0) fv = 10;
+            else if (memcmp(s, "alt-050-00", 10) == 0) fv = 11;
+            else if (memcmp(s, "alt-100-00", 10) == 0) fv = 12;
+            else if (memcmp(s, "alt-200-00", 10) == 0) fv = 13;
+            else if (memcmp(s, "outOfRange", 10) == 0) fv = 14;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 15;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3155,9 +3180,36 @@ int asn1JsonDec_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfide
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ITS_CurvatureConfidence_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "outOfRange", 10) == 0) fv = 6;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 7;
+            break;
+         case 15:
+            if (memcmp(s, "onePerMeter-0-1", 15) == 0) fv = 5;
+            break;
+         case 16:
+            if (memcmp(s, "onePerMeter-0-01", 16) == 0) fv = 4;
+            break;
+         case 17:
+            if (memcmp(s, "onePerMeter-0-002", 17) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "onePerMeter-0-0001", 18) == 0) fv = 1;
+            else if (memcmp(s, "onePerMeter-0-0005", 18) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "onePerMeter-0-00002", 19) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3183,9 +3235,21 @@ int asn1JsonDec_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "yawRateUsed", 11) == 0) fv = 0;
+            else if (memcmp(s, "unavailable", 11) == 0) fv = 2;
+            break;
+         case 14:
+            if (memcmp(s, "yawRateNotUsed", 14) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3435,9 +3499,23 @@ int asn1JsonDec_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_ITS_HardShoulderStatus_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_HardShoulderStatus_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 6:
+            if (memcmp(s, "closed", 6) == 0) fv = 1;
+            break;
+         case 19:
+            if (memcmp(s, "availableForDriving", 19) == 0) fv = 2;
+            break;
+         case 20:
+            if (memcmp(s, "availableForStopping", 20) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3602,9 +3680,23 @@ int asn1JsonDec_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalu
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_DriveDirection_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_ITS_DriveDirection_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_DriveDirection_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "forward", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "backward", 8) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -3952,9 +4044,56 @@ int asn1JsonDec_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20) : -1;
-      if (fidx >= 0 && ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[fidx].value <= 19) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "toxicGases", 10) == 0) fv = 8;
+            break;
+         case 11:
+            if (memcmp(s, "explosives1", 11) == 0) fv = 0;
+            else if (memcmp(s, "explosives2", 11) == 0) fv = 1;
+            else if (memcmp(s, "explosives3", 11) == 0) fv = 2;
+            else if (memcmp(s, "explosives4", 11) == 0) fv = 3;
+            else if (memcmp(s, "explosives5", 11) == 0) fv = 4;
+            else if (memcmp(s, "explosives6", 11) == 0) fv = 5;
+            break;
+         case 14:
+            if (memcmp(s, "flammableGases", 14) == 0) fv = 6;
+            break;
+         case 15:
+            if (memcmp(s, "flammableSolids", 15) == 0) fv = 10;
+            else if (memcmp(s, "toxicSubstances", 15) == 0) fv = 15;
+            break;
+         case 16:
+            if (memcmp(s, "flammableLiquids", 16) == 0) fv = 9;
+            else if (memcmp(s, "organicPeroxides", 16) == 0) fv = 14;
+            break;
+         case 17:
+            if (memcmp(s, "nonFlammableGases", 17) == 0) fv = 7;
+            break;
+         case 19:
+            if (memcmp(s, "oxidizingSubstances", 19) == 0) fv = 13;
+            else if (memcmp(s, "radioactiveMaterial", 19) == 0) fv = 17;
+            else if (memcmp(s, "corrosiveSubstances", 19) == 0) fv = 18;
+            break;
+         case 20:
+            if (memcmp(s, "infectiousSubstances", 20) == 0) fv = 16;
+            break;
+         case 32:
+            if (memcmp(s, "miscellaneousDangerousSubstances", 32) == 0) fv = 19;
+            break;
+         case 39:
+            if (memcmp(s, "substancesLiableToSpontaneousCombustion", 39) == 0) fv = 11;
+            break;
+         case 52:
+            if (memcmp(s, "substancesEmittingFlammableGasesUponContactWithWater", 52) == 0) fv = 12;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4238,9 +4377,20 @@ int asn1JsonDec_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestRes
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2) : -1;
-      if (fidx >= 0 && ASN1T_ITS_RequestResponseIndication_ENUMTAB[fidx].value <= 1) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_RequestResponseIndication_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "request", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "response", 8) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4278,9 +4428,26 @@ int asn1JsonDec_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pva
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_StationarySince_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ITS_StationarySince_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_StationarySince_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "lessThan1Minute", 15) == 0) fv = 0;
+            break;
+         case 16:
+            if (memcmp(s, "lessThan2Minutes", 16) == 0) fv = 1;
+            break;
+         case 17:
+            if (memcmp(s, "lessThan15Minutes", 17) == 0) fv = 2;
+            break;
+         case 23:
+            if (memcmp(s, "equalOrGreater15Minutes", 23) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4318,9 +4485,26 @@ int asn1JsonDec_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_TrafficRule_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ITS_TrafficRule_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_TrafficRule_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "noPassing", 9) == 0) fv = 0;
+            break;
+         case 10:
+            if (memcmp(s, "passToLeft", 10) == 0) fv = 3;
+            break;
+         case 11:
+            if (memcmp(s, "passToRight", 11) == 0) fv = 2;
+            break;
+         case 18:
+            if (memcmp(s, "noPassingForTrucks", 18) == 0) fv = 1;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4390,9 +4574,28 @@ int asn1JsonDec_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6) : -1;
-      if (fidx >= 0 && ASN1T_ITS_PositioningSolutionType_ENUMTAB[fidx].value <= 5) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_PositioningSolutionType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "dR", 2) == 0) fv = 5;
+            break;
+         case 5:
+            if (memcmp(s, "sGNSS", 5) == 0) fv = 1;
+            else if (memcmp(s, "dGNSS", 5) == 0) fv = 2;
+            break;
+         case 11:
+            if (memcmp(s, "sGNSSplusDR", 11) == 0) fv = 3;
+            else if (memcmp(s, "dGNSSplusDR", 11) == 0) fv = 4;
+            break;
+         case 21:
+            if (memcmp(s, "noPositioningSolution", 21) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4635,9 +4838,29 @@ int asn1JsonDec_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Ve
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5) : -1;
-      if (fidx >= 0 && ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[fidx].value <= 4) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 4;
+            break;
+         case 16:
+            if (memcmp(s, "noTrailerPresent", 16) == 0) fv = 0;
+            break;
+         case 24:
+            if (memcmp(s, "trailerPresenceIsUnknown", 24) == 0) fv = 3;
+            break;
+         case 29:
+            if (memcmp(s, "trailerPresentWithKnownLength", 29) == 0) fv = 1;
+            break;
+         case 31:
+            if (memcmp(s, "trailerPresentWithUnknownLength", 31) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4715,9 +4938,26 @@ int asn1JsonDec_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_RoadType_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ITS_RoadType_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_RoadType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 43:
+            if (memcmp(s, "urban-NoStructuralSeparationToOppositeLanes", 43) == 0) fv = 0;
+            break;
+         case 45:
+            if (memcmp(s, "urban-WithStructuralSeparationToOppositeLanes", 45) == 0) fv = 1;
+            break;
+         case 46:
+            if (memcmp(s, "nonUrban-NoStructuralSeparationToOppositeLanes", 46) == 0) fv = 2;
+            break;
+         case 48:
+            if (memcmp(s, "nonUrban-WithStructuralSeparationToOppositeLanes", 48) == 0) fv = 3;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4863,9 +5103,52 @@ int asn1JsonDec_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_VehicleRole_ENUMTAB, 16) : -1;
-      if (fidx >= 0 && ASN1T_ITS_VehicleRole_ENUMTAB[fidx].value <= 15) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleRole_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "taxi", 4) == 0) fv = 12;
+            break;
+         case 6:
+            if (memcmp(s, "rescue", 6) == 0) fv = 5;
+            break;
+         case 7:
+            if (memcmp(s, "default", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "roadWork", 8) == 0) fv = 4;
+            else if (memcmp(s, "military", 8) == 0) fv = 10;
+            break;
+         case 9:
+            if (memcmp(s, "emergency", 9) == 0) fv = 6;
+            else if (memcmp(s, "safetyCar", 9) == 0) fv = 7;
+            else if (memcmp(s, "reserved1", 9) == 0) fv = 13;
+            else if (memcmp(s, "reserved2", 9) == 0) fv = 14;
+            else if (memcmp(s, "reserved3", 9) == 0) fv = 15;
+            break;
+         case 10:
+            if (memcmp(s, "commercial", 10) == 0) fv = 9;
+            break;
+         case 11:
+            if (memcmp(s, "agriculture", 11) == 0) fv = 8;
+            break;
+         case 12:
+            if (memcmp(s, "roadOperator", 12) == 0) fv = 11;
+            break;
+         case 14:
+            if (memcmp(s, "dangerousGoods", 14) == 0) fv = 3;
+            break;
+         case 15:
+            if (memcmp(s, "publicTransport", 15) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "specialTransport", 16) == 0) fv = 2;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -4981,9 +5264,29 @@ int asn1JsonDec_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence*
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9) : -1;
-      if (fidx >= 0 && ASN1T_ITS_YawRateConfidence_ENUMTAB[fidx].value <= 8) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_YawRateConfidence_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "outOfRange", 10) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 8;
+            break;
+         case 13:
+            if (memcmp(s, "degSec-000-01", 13) == 0) fv = 0;
+            else if (memcmp(s, "degSec-000-05", 13) == 0) fv = 1;
+            else if (memcmp(s, "degSec-000-10", 13) == 0) fv = 2;
+            else if (memcmp(s, "degSec-001-00", 13) == 0) fv = 3;
+            else if (memcmp(s, "degSec-005-00", 13) == 0) fv = 4;
+            else if (memcmp(s, "degSec-010-00", 13) == 0) fv = 5;
+            else if (memcmp(s, "degSec-100-00", 13) == 0) fv = 6;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -5009,9 +5312,17 @@ int asn1JsonDec_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType*
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2) : -1;
-      if (fidx >= 0 && ASN1T_ITS_ProtectedZoneType_ENUMTAB[fidx].value <= 0) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_ProtectedZoneType_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 23:
+            if (memcmp(s, "permanentCenDsrcTolling", 23) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -5037,9 +5348,30 @@ int asn1JsonDec_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance*
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_RelevanceDistance_ENUMTAB, 8) : -1;
-      if (fidx >= 0 && ASN1T_ITS_RelevanceDistance_ENUMTAB[fidx].value <= 7) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceDistance_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "over10km", 8) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "lessThan50m", 11) == 0) fv = 0;
+            else if (memcmp(s, "lessThan5km", 11) == 0) fv = 5;
+            break;
+         case 12:
+            if (memcmp(s, "lessThan100m", 12) == 0) fv = 1;
+            else if (memcmp(s, "lessThan200m", 12) == 0) fv = 2;
+            else if (memcmp(s, "lessThan500m", 12) == 0) fv = 3;
+            else if (memcmp(s, "lessThan10km", 12) == 0) fv = 6;
+            break;
+         case 13:
+            if (memcmp(s, "lessThan1000m", 13) == 0) fv = 4;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -5065,9 +5397,24 @@ int asn1JsonDec_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceT
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4) : -1;
-      if (fidx >= 0 && ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[fidx].value <= 3) {
-         (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "upstreamTraffic", 15) == 0) fv = 1;
+            else if (memcmp(s, "oppositeTraffic", 15) == 0) fv = 3;
+            break;
+         case 17:
+            if (memcmp(s, "downstreamTraffic", 17) == 0) fv = 2;
+            break;
+         case 20:
+            if (memcmp(s, "allTrafficDirections", 20) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

@@ -7817,9 +7817,23 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPi
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3) : -1;
-      if (fidx >= 0 && ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[fidx].value <= 2) {
-         (*pvalue) = (QSUINT32)ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "regulatory", 10) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "informative", 11) == 0) fv = 2;
+            break;
+         case 13:
+            if (memcmp(s, "dangerWarning", 13) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -7845,9 +7859,17 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilit
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1) : -1;
-      if (fidx >= 0 && ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[fidx].value <= 0) {
-         (*pvalue) = (QSUINT32)ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 16:
+            if (memcmp(s, "publicFacilities", 16) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;
@@ -7873,9 +7895,20 @@ int asn1JsonDec_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoad
       QSSIZE start = ctxt->buffer.byteIndex;
       const QSOCTET* s = 0;
       int slen = rtJsonDecStringFast(ctxt, &s);
-      int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2) : -1;
-      if (fidx >= 0 && ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[fidx].value <= 1) {
-         (*pvalue) = (QSUINT32)ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[fidx].value;
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 13:
+            if (memcmp(s, "roadCondition", 13) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "ambientCondition", 16) == 0) fv = 0;
+            break;
+         default: break;
+         }
+      }
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
       }
       else {
          ctxt->buffer.byteIndex = start;

@@ -270,9 +270,15 @@ class JsonEmitter(TextEmitter):
             w.line("QSSIZE start = ctxt->buffer.byteIndex;")
             w.line("const QSOCTET* s = 0;")
             w.line("int slen = rtJsonDecStringFast(ctxt, &s);")
-            w.line("int fidx = (slen >= 0) ? rtxLookupEnum(ctxt, s, (size_t)slen, %s_ENUMTAB, %d) : -1;" % (t, n))
-            w.line("if (fidx >= 0 && %s_ENUMTAB[fidx].value <= %d) {" % (t, top))
-            w.line("   %s = (QSUINT32)%s_ENUMTAB[fidx].value;" % (expr, t))
+            items = [(name, v) for name, v in rt.root + (rt.ext_items or []) if v <= top]
+            w.line("QSINT64 fv = -1;")
+            w.line("if (slen >= 0) {")
+            w.indent()
+            self.enum_switch(w, items)
+            w.dedent()
+            w.line("}")
+            w.line("if (fv >= 0) {")
+            w.line("   %s = (QSUINT32)fv;" % expr)
             w.line("}")
             w.line("else {")
             w.indent()
@@ -359,6 +365,22 @@ class JsonEmitter(TextEmitter):
             w.line("case %d:" % length)
             for j, (i, n) in enumerate(by_len[length]):
                 w.line('   %sif (memcmp(k, "%s", %d) == 0) idx = %d;' % ("else " if j else "", n, length, i))
+            w.line("   break;")
+        w.line("default: break;")
+        w.line("}")
+
+    @staticmethod
+    def enum_switch(w, items):
+        """Sets `fv` to the value of the identifier `s` (slen bytes) among `items`, if any: a
+        switch on the length, then whole-identifier comparisons of that length."""
+        by_len = {}
+        for name, v in items:
+            by_len.setdefault(len(name.encode("utf-8")), []).append((name, v))
+        w.line("switch (slen) {")
+        for length in sorted(by_len):
+            w.line("case %d:" % length)
+            for j, (name, v) in enumerate(by_len[length]):
+                w.line('   %sif (memcmp(s, "%s", %d) == 0) fv = %d;' % ("else " if j else "", name, length, v))
             w.line("   break;")
         w.line("default: break;")
         w.line("}")
