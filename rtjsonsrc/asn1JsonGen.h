@@ -21,6 +21,45 @@ inline bool rtJsonHasExtElems(const QSRTDList* list)
    return false;
 }
 
+/* Inline forms of the commonest reader steps for the generated decoders: each does the
+ * step when the text at the cursor has the plain form, else leaves everything to the runtime
+ * call it stands for, which then sees the same position. */
+
+/* Consumes the character c when it stands right at the cursor: true. Otherwise false and
+ * nothing moved (then rtJsonDecMatchChar does the whole step). */
+inline bool rtJsonDecTakeChar(QSCTXT* ctxt, QSOCTET c)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size && b.data[b.byteIndex] == c) {
+      b.byteIndex++;
+      return true;
+   }
+   return false;
+}
+
+/* rtxTxtPeekChar2(ctxt, 1) == c. */
+inline bool rtJsonDecNextIs(QSCTXT* ctxt, QSOCTET c)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size && b.data[b.byteIndex] > 0x20) return b.data[b.byteIndex] == c;
+   return rtxTxtPeekChar2(ctxt, 1) == c;
+}
+
+/* rtJsonDecMoreItems. */
+inline int rtJsonDecMore(QSCTXT* ctxt)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex < b.size) {
+      QSOCTET x = b.data[b.byteIndex];
+      if (x == ',') {
+         b.byteIndex++;
+         return 1;
+      }
+      if (x > 0x20) return 0;
+   }
+   return rtJsonDecMoreItems(ctxt);
+}
+
 /* Reads again, as text in the heap, the key that starts at keyStart, and the colon after it:
  * for members that the name table did not know. */
 int rtJsonDecRereadKey(QSCTXT* ctxt, QSSIZE keyStart, char** pkey);

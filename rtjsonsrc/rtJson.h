@@ -137,6 +137,20 @@ int rtJsonEncOpen(QSCTXT* ctxt, char openChar);
  * line for every other. */
 int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first);
 
+/* Before a member, in one piece: as rtJsonEncMember, then the member's key text `key`
+ * of keyLen bytes ('"' name '"' ':', the name not escaped). */
+int rtJsonEncMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen);
+
+/* An already quoted string: text holds '"', the string's bytes, '"' (nbytes in all, the
+ * string needing no escapes); written as rtJsonEncStringValue writes the bytes between. */
+int rtJsonEncQuoted(QSCTXT* ctxt, const char* text, QSSIZE nbytes);
+
+/* A whole integer member, as rtJsonEncMemberKey followed by the value's decimal digits,
+ * when the buffer has room for it at once: 1. Otherwise 0 and nothing written (the caller
+ * then writes the member the general way). */
+int rtJsonEncMemberInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSINT64 value);
+int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSUINT64 value);
+
 /* Between two members or items: ',' then a new line
  * (rtJsonEncMember(ctxt, FALSE)). */
 int rtJsonEncNext(QSCTXT* ctxt);
@@ -169,6 +183,28 @@ int rtJsonDecMatchToken2(QSCTXT* ctxt, const char* token, QSSIZE tokenLen);
 /* Reads a key string and the colon after it; index of the first entry
  * with the same bytes, -1 when none (or a negative status). */
 int rtJsonGetElemIdx(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count);
+
+/* The common form of a member key, read in place: whitespace, '"', a key without
+ * backslashes, '"', whitespace, ':', all in the buffer (and no attribute-name flag). Then
+ * *pkey points at the key's bytes in the input, the cursor is behind the colon and the
+ * key's byte length is returned. Otherwise -1, and the cursor has not moved: the key is
+ * then for rtJsonGetElemIdx. */
+int rtJsonDecKeyFast(QSCTXT* ctxt, const QSOCTET** pkey);
+
+/* The common form of a string value, read in place: whitespace, '"', text without
+ * backslashes, '"', all in the buffer (and no attribute-name flag). Then *ptext points at
+ * the text in the input, the cursor is behind the closing quote and the text's byte length
+ * is returned. Otherwise -1, and the cursor has not moved. */
+int rtJsonDecStringFast(QSCTXT* ctxt, const QSOCTET** ptext);
+
+/* The common form of an integer, read in place: [-] digits right at the cursor, making a
+ * value in lo..hi: 1 with the value and the cursor behind the digits. Otherwise 0 and the
+ * cursor has not moved. */
+int rtJsonDecIntFast(QSCTXT* ctxt, QSINT64 lo, QSINT64 hi, QSINT64* pvalue);
+
+/* After a member or item: skips whitespace and consumes a ',' if one follows (1), or
+ * leaves the next character unread (0). */
+int rtJsonDecMoreItems(QSCTXT* ctxt);
 
 /* '{' then rtJsonGetElemIdx; no match is RTERR_UNEXPECTED_IDENTIFIER. */
 int rtJsonDecMatchObjectStart(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count);

@@ -330,6 +330,98 @@ int rtJsonGetElemIdx(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count)
    return idx;
 }
 
+namespace {
+
+/* The plain string at the cursor (see rtJsonDecStringFast): the index of its closing quote,
+ * with the start of its text in *ptext; -1 when the string has another form. Nothing moves. */
+inline long long scanPlainString(QSCTXT* ctxt, const QSOCTET** ptext)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSJSONATTRNAME) || b.data == nullptr || b.byteIndex >= b.size) return -1;
+   const QSOCTET* data = b.data;
+   QSSIZE i = skipWs(data, b.byteIndex, b.size);
+   if (i >= b.size || data[i] != '"') return -1;
+   const QSOCTET* text = data + i + 1;
+   const QSOCTET* end = data + b.size;
+   const QSOCTET* q = text;
+   /* sixteen (or eight) bytes at a time while they are there: the first quote or backslash */
+#if defined(__SSE2__)
+   const __m128i quotes = _mm_set1_epi8('"'), backslashes = _mm_set1_epi8('\\');
+   for (;;) {
+      if (end - q < 16) {
+         while (q < end && *q != '"' && *q != '\\') q++;
+         break;
+      }
+      __m128i v = _mm_loadu_si128((const __m128i*)q);
+      unsigned m = (unsigned)_mm_movemask_epi8(
+         _mm_or_si128(_mm_cmpeq_epi8(v, quotes), _mm_cmpeq_epi8(v, backslashes)));
+      if (m != 0) {
+         q += __builtin_ctz(m);
+         break;
+      }
+      q += 16;
+   }
+#else
+   const QSUINT64 ones = 0x0101010101010101ull, highs = 0x8080808080808080ull;
+   for (;;) {
+      if (end - q < 8) {
+         while (q < end && *q != '"' && *q != '\\') q++;
+         break;
+      }
+      QSUINT64 w;
+      std::memcpy(&w, q, 8);
+      QSUINT64 x1 = w ^ (ones * '"'), x2 = w ^ (ones * '\\');
+      QSUINT64 t = (((x1 - ones) & ~x1) | ((x2 - ones) & ~x2)) & highs;
+      if (t != 0) {
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+         q += __builtin_ctzll(t) >> 3;
+#else
+         while (*q != '"' && *q != '\\') q++;
+#endif
+         break;
+      }
+      q += 8;
+   }
+#endif
+   if (q >= end || *q != '"' || q - text > 0x7FFFFFFF) return -1;
+   *ptext = text;
+   return (long long)(q - data);
+}
+
+} // namespace
+
+int rtJsonDecKeyFast(QSCTXT* ctxt, const QSOCTET** pkey)
+{
+   const QSOCTET* key = nullptr;
+   long long q = scanPlainString(ctxt, &key);
+   if (q < 0) return -1;
+   const QSRTBuffer& b = ctxt->buffer;
+   const QSOCTET* data = b.data;
+   QSSIZE j = (QSSIZE)q + 1;
+   if (j < b.size && data[j] != ':') j = skipWs(data, j, b.size);
+   if (j >= b.size || data[j] != ':') return -1;
+   ctxt->buffer.byteIndex = j + 1;
+   *pkey = key;
+   return (int)(data + q - key);
+}
+
+int rtJsonDecStringFast(QSCTXT* ctxt, const QSOCTET** ptext)
+{
+   const QSOCTET* text = nullptr;
+   long long q = scanPlainString(ctxt, &text);
+   if (q < 0) return -1;
+   ctxt->buffer.byteIndex = (QSSIZE)q + 1;
+   *ptext = text;
+   return (int)(ctxt->buffer.data + q - text);
+}
+
+int rtJsonDecMoreItems(QSCTXT* ctxt)
+{
+   if (peekNonWs(ctxt) != ',') return 0;
+   ctxt->buffer.byteIndex++;
+   return 1;
+}
+
 int rtJsonDecMatchObjectStart(QSCTXT* ctxt, const QSJsonElemName* names, QSSIZE count)
 {
    int stat = rtJsonDecMatchChar(ctxt, '{');
@@ -627,11 +719,60 @@ inline bool unusedBitsClear(QSSIZE nbits, const QSOCTET* data, QSSIZE nocts)
    return (data[nocts - 1] & (QSOCTET)(0xFFu >> r)) == 0;
 }
 
+/* The object {"value":"<hex>","length":<n>} in the form the writer gives it: the two members
+ * in that order, whitespace only between the tokens and not around the colons, an even
+ * number of hex digits within the capacity, a length of up to 18 digits that agrees with
+ * them, unused bits clear, all in the buffer. Then the bytes are in data, the cursor is
+ * behind the object and true is returned; otherwise false and the cursor has not moved (the
+ * bytes in data may have been written). */
+bool bitStrObjectFast(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSUINT64* pnbits)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   if ((ctxt->flags & QSJSONATTRNAME) || b.data == nullptr || b.byteIndex >= b.size) return false;
+   const QSOCTET* d = b.data;
+   const QSSIZE n = b.size;
+   QSSIZE i = skipWs(d, b.byteIndex, n);
+   if (i >= n || d[i] != '{') return false;
+   i = skipWs(d, i + 1, n);
+   if (n - i < 9 || std::memcmp(d + i, "\"value\":\"", 9) != 0) return false;
+   i += 9;
+   QSSIZE ndigits = 0;
+   for (; i < n; i++) {
+      int v = kHex.v[d[i]];
+      if (v < 0) break;
+      if (ndigits >= 2 * bufsize) return false;
+      if (ndigits & 1) data[ndigits >> 1] |= (QSOCTET)v;
+      else data[ndigits >> 1] = (QSOCTET)(v << 4);
+      ndigits++;
+   }
+   if ((ndigits & 1) || i >= n || d[i] != '"') return false;
+   i = skipWs(d, i + 1, n);
+   if (i >= n || d[i] != ',') return false;
+   i = skipWs(d, i + 1, n);
+   if (n - i < 9 || std::memcmp(d + i, "\"length\":", 9) != 0) return false;
+   i += 9;
+   const QSSIZE start = i;
+   QSUINT64 nbits = 0;
+   while (i < n && i - start < 18 && (QSOCTET)(d[i] - '0') <= 9) {
+      nbits = nbits * 10 + (QSUINT64)(d[i] - '0');
+      i++;
+   }
+   if (i == start || (i < n && (QSOCTET)(d[i] - '0') <= 9)) return false;
+   i = skipWs(d, i, n);
+   if (i >= n || d[i] != '}') return false;
+   QSSIZE nocts = ndigits / 2;
+   if ((QSUINT64)nocts != (nbits + 7) / 8 || !unusedBitsClear((QSSIZE)nbits, data, nocts)) return false;
+   ctxt->buffer.byteIndex = i + 1;
+   *pnbits = nbits;
+   return true;
+}
+
 /* The object {"value":"<hex>","length":<n>}. With data null the bytes are
  * allocated on the heap (*pdyn). */
 int decValueAndLength(QSCTXT* ctxt, QSUINT64* pnbits, QSOCTET* data, QSSIZE bufsize,
                       QSOCTET** pdyn)
 {
+   if (data != nullptr && bitStrObjectFast(ctxt, data, bufsize, pnbits)) return 0;
    QSOCTET* dyn = nullptr;
    QSSIZE nocts = 0;
    QSUINT64 nbits = 0;
@@ -696,6 +837,28 @@ int decValueAndLength(QSCTXT* ctxt, QSUINT64* pnbits, QSOCTET* data, QSSIZE bufs
 
 int rtJsonDecFixedBitStrValue(QSCTXT* ctxt, QSSIZE nbits, QSOCTET* data, QSSIZE bufsize)
 {
+   {
+      /* the common case, right at the cursor: '"', exactly the digits of the bit count, '"',
+       * unused bits clear; anything else is read by the general code below */
+      QSRTBuffer& b = ctxt->buffer;
+      QSSIZE nocts = (nbits + 7) / 8;
+      if (nocts <= bufsize && nocts < ((QSSIZE)1 << 40) && b.byteIndex < b.size &&
+          b.size - b.byteIndex >= 2 * nocts + 2 && b.data[b.byteIndex] == '"' &&
+          b.data[b.byteIndex + 2 * nocts + 1] == '"') {
+         const QSOCTET* p = b.data + b.byteIndex + 1;
+         QSSIZE i = 0;
+         for (; i < nocts; i++) {
+            int hi = kHex.v[p[2 * i]], lo = kHex.v[p[2 * i + 1]];
+            if ((hi | lo) < 0) break;
+            data[i] = (QSOCTET)((hi << 4) | lo);
+         }
+         if (i == nocts && unusedBitsClear(nbits, data, nocts)) {
+            b.byteIndex += 2 * nocts + 2;
+            return 0;
+         }
+      }
+   }
+
    QSSIZE nocts = 0;
    int stat = rtJsonDecHexStr64(ctxt, data, &nocts, bufsize);
    if (stat != 0) return JSON_LOG(ctxt, stat);

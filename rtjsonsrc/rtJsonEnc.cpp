@@ -75,9 +75,110 @@ inline QSOCTET topBitsMask(QSSIZE r)
 
 /* Writes nbits bits held in (data, dataSize) followed by extData as quoted
  * hex (extData may be null when dataSize covers the bits). */
+/* Line feed and indentation of nspaces at p (room checked by the caller); the new cursor. */
+inline QSOCTET* putNewLine(QSOCTET* p, QSSIZE nspaces)
+{
+   static const char kSpaces[] = "                                                                ";
+   *p++ = '\n';
+   if (nspaces <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, nspaces);
+   else std::memset(p, ' ', nspaces);
+   return p + nspaces;
+}
+
+/* True when the plain indented layout applies and need bytes fit without growing. */
+inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
+          b.byteIndex + need < b.size;
+}
+
+/* Room beyond what the fast writers below need, so that they may store whole 16-byte blocks
+ * past the end of their text (the bytes there are overwritten later or lie behind the NUL). */
+const QSSIZE kSlack = 80;
+
+/* As roomForLayout, with kSlack bytes to spare. */
+inline bool roomWithSlack(QSCTXT* ctxt, QSSIZE need)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
+          b.byteIndex + need + kSlack <= b.size;
+}
+
+/* Line feed and nspaces spaces at p, the spaces stored in whole blocks: 64 at once, then 16
+ * at a time (up to 63 bytes beyond them are overwritten); the new cursor. */
+inline QSOCTET* putNewLineFast(QSOCTET* p, QSSIZE nspaces)
+{
+   static const char kSpaces16[16] = { ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ',
+                                       ' ', ' ', ' ', ' ', ' ', ' ', ' ', ' ' };
+   *p++ = '\n';
+   std::memcpy(p, kSpaces16, 16);
+   std::memcpy(p + 16, kSpaces16, 16);
+   std::memcpy(p + 32, kSpaces16, 16);
+   std::memcpy(p + 48, kSpaces16, 16);
+   for (QSSIZE i = 64; i < nspaces; i += 16) std::memcpy(p + i, kSpaces16, 16);
+   return p + nspaces;
+}
+
+/* Copies n bytes (n >= 1) with a few overlapping fixed-size moves. */
+inline void copyShort(QSOCTET* p, const char* s, QSSIZE n)
+{
+   if (n >= 16) {
+      QSSIZE i = 0;
+      for (; i + 16 < n; i += 16) std::memcpy(p + i, s + i, 16);
+      std::memcpy(p + n - 16, s + n - 16, 16);
+   }
+   else if (n >= 8) {
+      std::memcpy(p, s, 8);
+      std::memcpy(p + n - 8, s + n - 8, 8);
+   }
+   else if (n >= 4) {
+      std::memcpy(p, s, 4);
+      std::memcpy(p + n - 4, s + n - 4, 4);
+   }
+   else {
+      for (QSSIZE i = 0; i < n; i++) p[i] = (QSOCTET)s[i];
+   }
+}
+
+/* True when n bytes fit in the buffer as it is. */
+inline bool roomFor(QSCTXT* ctxt, QSSIZE n)
+{
+   const QSRTBuffer& b = ctxt->buffer;
+   return b.data != nullptr && b.byteIndex + n <= b.size;
+}
+
+/* '"', the hex digits of nocts bytes (the last one masked with lastMask), '"' and a NUL, all
+ * in room the caller has checked. */
+inline void putQuotedHex(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data, QSOCTET lastMask)
+{
+   const char* digits = (ctxt->flags & QSJSONHEXUPPER) ? kHexUpper : kHexLower;
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   *p++ = '"';
+   for (QSSIZE i = 0; i < nocts; i++) {
+      QSOCTET ub = data[i];
+      if (i + 1 == nocts) ub &= lastMask;
+      p[0] = (QSOCTET)digits[ub >> 4];
+      p[1] = (QSOCTET)digits[ub & 0x0F];
+      p += 2;
+   }
+   *p++ = '"';
+   *p = 0;
+   b.byteIndex = (QSSIZE)(p - b.data);
+   ctxt->lastChar = '"';
+}
+
 int writeBitsHex(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize,
                  const QSOCTET* extData)
 {
+   {
+      QSSIZE nbytes = (nbits + 7) / 8;
+      if ((nbytes <= dataSize || extData == nullptr) && roomFor(ctxt, 2 * nbytes + 3)) {
+         putQuotedHex(ctxt, nbytes, data, topBitsMask(nbits % 8));
+         return 0;
+      }
+   }
    int stat = putChar(ctxt, '"');
    if (stat != 0) return JSON_LOG(ctxt, stat);
    QSSIZE nbytes = (nbits + 7) / 8;
@@ -100,6 +201,39 @@ int writeBitsHex(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSiz
 int writeBitStrObject(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE dataSize,
                       const QSOCTET* extData)
 {
+   {
+      /* the common case in one piece, when the buffer has room */
+      QSSIZE nbytes = (nbits + 7) / 8;
+      QSSIZE ind = ctxt->indent;
+      if (!(ctxt->flags & QSJSONATTRNAME) && (nbytes <= dataSize || extData == nullptr) &&
+          nbytes < ((QSSIZE)1 << 40) && ind < 60000 && roomWithSlack(ctxt, 3 * ind + 2 * nbytes + 64)) {
+         QSRTBuffer& b = ctxt->buffer;
+         QSOCTET* p = b.data + b.byteIndex;
+         *p++ = '{';
+         p = putNewLineFast(p, ind + QSINDENTSPACES);
+         std::memcpy(p, "\"value\":\"", 9);
+         p += 9;
+         QSOCTET mask = topBitsMask(nbits % 8);
+         for (QSSIZE i = 0; i < nbytes; i++) {
+            QSOCTET ub = data[i];
+            if (i + 1 == nbytes) ub &= mask;
+            p[0] = (QSOCTET)kHexLower[ub >> 4];
+            p[1] = (QSOCTET)kHexLower[ub & 0x0F];
+            p += 2;
+         }
+         p[0] = '"';
+         p[1] = ',';
+         p = putNewLineFast(p + 2, ind + QSINDENTSPACES);
+         std::memcpy(p, "\"length\":", 9);
+         p = putDecimalDigits(p + 9, (QSUINT64)nbits);
+         p = putNewLineFast(p, ind);
+         p[0] = '}';
+         p[1] = 0;
+         b.byteIndex = (QSSIZE)(p + 1 - b.data);
+         ctxt->lastChar = '}';
+         return 0;
+      }
+   }
    int stat = putChar(ctxt, '{');
    if (stat != 0) return JSON_LOG(ctxt, stat);
    rtxIndentIncr(ctxt);
@@ -217,6 +351,20 @@ int rtJsonEncStringValue2(QSCTXT* ctxt, const char* value, QSSIZE nbytes)
    return 0;
 }
 
+int rtJsonEncQuoted(QSCTXT* ctxt, const char* text, QSSIZE nbytes)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (!(ctxt->flags & QSJSONATTRNAME) && b.data != nullptr && b.byteIndex + nbytes + 1 <= b.size) {
+      std::memcpy(b.data + b.byteIndex, text, nbytes);
+      b.byteIndex += nbytes;
+      b.data[b.byteIndex] = 0;
+      ctxt->lastChar = '"';
+      return 0;
+   }
+   int stat = rtJsonEncStringValue2(ctxt, text + 1, nbytes - 2);
+   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+}
+
 int rtJsonEncStringValue(QSCTXT* ctxt, const char* value)
 {
    QSSIZE n = (value != nullptr) ? std::strlen(value) : 0;
@@ -307,6 +455,10 @@ int rtJsonEncHexValue(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data)
 
 int rtJsonEncHexStr(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data)
 {
+   if ((long long)nocts >= 0 && nocts < ((QSSIZE)1 << 40) && (nocts == 0 || data != nullptr) && roomFor(ctxt, 2 * nocts + 3)) {
+      putQuotedHex(ctxt, nocts, data, 0xFF);
+      return 0;
+   }
    int stat = putChar(ctxt, '"');
    if (stat == 0) stat = rtJsonEncHexValue(ctxt, nocts, data);
    if (stat == 0) stat = putChar(ctxt, '"');
@@ -539,37 +691,82 @@ int rtJsonEncKey(QSCTXT* ctxt, const char* name, QSSIZE nameLen)
 
 int rtJsonEncOpen(QSCTXT* ctxt, char openChar)
 {
-   int stat = rtJsonEncPutChar(ctxt, openChar);
-   if (stat != 0) return JSON_LOG(ctxt, stat);
-   rtxIndentIncr(ctxt);
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data != nullptr && b.byteIndex + 2 <= b.size) {
+      b.data[b.byteIndex++] = (QSOCTET)openChar;
+      b.data[b.byteIndex] = 0;
+      ctxt->lastChar = (QSOCTET)openChar;
+   }
+   else {
+      int stat = rtJsonEncPutChar(ctxt, openChar);
+      if (stat != 0) return JSON_LOG(ctxt, stat);
+   }
+   ctxt->indent = (QSUINT16)(ctxt->indent + QSINDENTSPACES);
    return 0;
 }
 
 namespace {
 
-/* Line feed and indentation of nspaces at p (room checked by the caller); the new cursor. */
-inline QSOCTET* putNewLine(QSOCTET* p, QSSIZE nspaces)
+/* Decimal digits of the magnitude (and a leading '-') at p; the new cursor. Room for 21 bytes
+ * is the caller's. */
+inline QSOCTET* putDecimal(QSOCTET* p, QSUINT64 magnitude, bool negative)
 {
-   static const char kSpaces[] = "                                                                ";
-   *p++ = '\n';
-   if (nspaces <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, nspaces);
-   else std::memset(p, ' ', nspaces);
-   return p + nspaces;
+   *p = '-';
+   p += negative ? 1 : 0;
+   return putDecimalDigits(p, magnitude);
 }
 
-/* True when the plain indented layout applies and need bytes fit without growing. */
-inline bool roomForLayout(QSCTXT* ctxt, QSSIZE need)
+/* [","] line feed, indentation and key at the cursor (room checked by the caller); the new
+ * cursor. */
+inline QSOCTET* putMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
 {
-   const QSRTBuffer& b = ctxt->buffer;
-   return ctxt->jsonMode == 0 && !(ctxt->flags & QSJSONCOMPACT) && b.data != nullptr &&
-          b.byteIndex + need < b.size;
+   QSRTBuffer& b = ctxt->buffer;
+   QSOCTET* p = b.data + b.byteIndex;
+   *p = ',';
+   p += first ? 0 : 1;
+   p = putNewLineFast(p, ctxt->indent);
+   copyShort(p, key, keyLen);
+   return p + keyLen;
 }
 
 } // namespace
 
-int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
+int rtJsonEncMemberInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSINT64 value)
 {
-   /* the common case in one piece: [","] line feed, indentation */
+   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
+   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
+   p = (value < 0) ? putDecimal(p, (QSUINT64)0 - (QSUINT64)value, true)
+                   : putDecimal(p, (QSUINT64)value, false);
+   ctxt->lastChar = p[-1];
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   return 1;
+}
+
+int rtJsonEncMemberUInt(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen, QSUINT64 value)
+{
+   if (!roomWithSlack(ctxt, ctxt->indent + keyLen + 24)) return 0;
+   QSOCTET* p = putMemberKey(ctxt, first, key, keyLen);
+   p = putDecimal(p, value, false);
+   ctxt->lastChar = p[-1];
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   return 1;
+}
+
+namespace {
+
+/* The general paths of rtJsonEncMemberKey, rtJsonEncMember and rtJsonEncClose, kept apart
+ * from their common cases. */
+JSON_NOINLINE int memberKeySlow(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
+{
+   int stat = rtJsonEncMember(ctxt, first);
+   if (stat == 0) stat = rtJsonEncKey(ctxt, key + 1, keyLen - 3);
+   return stat;
+}
+
+JSON_NOINLINE int memberSlow(QSCTXT* ctxt, QSBOOL first)
+{
    QSSIZE nspaces = ctxt->indent;
    if (roomForLayout(ctxt, nspaces + 2)) {
       QSRTBuffer& b = ctxt->buffer;
@@ -586,17 +783,8 @@ int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
    return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
 }
 
-int rtJsonEncNext(QSCTXT* ctxt)
+JSON_NOINLINE int closeSlow(QSCTXT* ctxt, char closeChar)
 {
-   int stat = rtJsonEncPutChar(ctxt, ',');
-   if (stat == 0) stat = rtJsonEncIndent(ctxt);
-   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
-}
-
-int rtJsonEncClose(QSCTXT* ctxt, char closeChar)
-{
-   rtxIndentDecr(ctxt);
-   /* the common case in one piece: line feed, indentation, closing character */
    QSSIZE nspaces = ctxt->indent;
    if (roomForLayout(ctxt, nspaces + 3)) {
       QSRTBuffer& b = ctxt->buffer;
@@ -610,4 +798,68 @@ int rtJsonEncClose(QSCTXT* ctxt, char closeChar)
    int stat = rtJsonEncIndent(ctxt);
    if (stat == 0) stat = rtJsonEncPutChar(ctxt, closeChar);
    return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+}
+
+} // namespace
+
+int rtJsonEncMemberKey(QSCTXT* ctxt, QSBOOL first, const char* key, QSSIZE keyLen)
+{
+   /* the common case in one piece: [","] line feed, indentation, key */
+   QSSIZE nspaces = ctxt->indent;
+   if (roomWithSlack(ctxt, nspaces + keyLen + 3)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = b.data + b.byteIndex;
+      *p = ',';
+      p += first ? 0 : 1;
+      p = putNewLineFast(p, nspaces);
+      copyShort(p, key, keyLen);
+      p += keyLen;
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = ':';
+      return 0;
+   }
+   return memberKeySlow(ctxt, first, key, keyLen);
+}
+
+int rtJsonEncMember(QSCTXT* ctxt, QSBOOL first)
+{
+   /* the common case in one piece: [","] line feed, indentation */
+   QSSIZE nspaces = ctxt->indent;
+   if (roomWithSlack(ctxt, nspaces + 2)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = b.data + b.byteIndex;
+      *p = ',';
+      p += first ? 0 : 1;
+      p = putNewLineFast(p, nspaces);
+      *p = 0;
+      b.byteIndex = (QSSIZE)(p - b.data);
+      ctxt->lastChar = (nspaces != 0) ? ' ' : '\n';
+      return 0;
+   }
+   return memberSlow(ctxt, first);
+}
+
+int rtJsonEncNext(QSCTXT* ctxt)
+{
+   int stat = rtJsonEncPutChar(ctxt, ',');
+   if (stat == 0) stat = rtJsonEncIndent(ctxt);
+   return (stat != 0) ? JSON_LOG(ctxt, stat) : 0;
+}
+
+int rtJsonEncClose(QSCTXT* ctxt, char closeChar)
+{
+   ctxt->indent = (ctxt->indent >= QSINDENTSPACES) ? (QSUINT16)(ctxt->indent - QSINDENTSPACES) : 0;
+   /* the common case in one piece: line feed, indentation, closing character */
+   QSSIZE nspaces = ctxt->indent;
+   if (roomWithSlack(ctxt, nspaces + 3)) {
+      QSRTBuffer& b = ctxt->buffer;
+      QSOCTET* p = putNewLineFast(b.data + b.byteIndex, nspaces);
+      p[0] = (QSOCTET)closeChar;
+      p[1] = 0;
+      b.byteIndex = (QSSIZE)(p + 1 - b.data);
+      ctxt->lastChar = (QSOCTET)closeChar;
+      return 0;
+   }
+   return closeSlow(ctxt, closeChar);
 }

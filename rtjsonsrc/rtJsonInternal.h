@@ -7,6 +7,9 @@
 #define RTJSONINTERNAL_H
 
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "rtxsrc/qstypes.h"
 #include "rtxsrc/rtxContext.h"
@@ -18,7 +21,74 @@
  * which defines JSON_MODULE. */
 #define JSON_LOG(ctxt, stat) rtxErrSetData(ctxt, stat, JSON_MODULE, __LINE__)
 
+/* Keeps a general (slow) path out of the fast path that calls it. */
+#if defined(__GNUC__)
+#define JSON_NOINLINE __attribute__((noinline))
+#define JSON_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define JSON_NOINLINE
+#define JSON_ALWAYS_INLINE inline
+#endif
+
 namespace jsonimpl {
+
+/* ---- decimal digits --------------------------------------------------------------------------- */
+
+/* "00" .. "99": two digits per division. */
+struct DigitPairTable {
+   char d[200];
+   constexpr DigitPairTable() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+inline constexpr DigitPairTable kDigitPairs{};
+
+/* Number of decimal digits of value. */
+inline unsigned decimalDigitCount(QSUINT64 value)
+{
+   unsigned n = 1;
+   for (;;) {
+      if (value < 10) return n;
+      if (value < 100) return n + 1;
+      if (value < 1000) return n + 2;
+      if (value < 10000) return n + 3;
+      value /= 10000;
+      n += 4;
+   }
+}
+
+/* The decimal digits of v stored at p (room for 20 bytes is the caller's); the end. */
+inline QSOCTET* putDecimalDigits(QSOCTET* p, QSUINT64 v)
+{
+   if (v < 10) {
+      *p = (QSOCTET)('0' + v);
+      return p + 1;
+   }
+   if (v < 100) {
+      std::memcpy(p, kDigitPairs.d + 2 * v, 2);
+      return p + 2;
+   }
+   p += decimalDigitCount(v);
+   QSOCTET* q = p;
+   while (v >= 100) {
+      unsigned pair = (unsigned)(v % 100);
+      v /= 100;
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * pair, 2);
+   }
+   if (v >= 10) {
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * v, 2);
+   }
+   else {
+      *--q = (QSOCTET)('0' + v);
+   }
+   return p;
+}
 
 /* ---- writer state ----------------------------------------------------------------------------- */
 
@@ -95,9 +165,27 @@ inline int peekRaw(QSCTXT* ctxt)
 }
 
 /* Index of the first non-whitespace byte of data[i..n), or n. Indented text
- * is mostly runs of spaces after a line feed: those go eight at a time. */
+ * is mostly a line feed and a run of spaces: those go 16 (or 8) at a time. */
 inline QSSIZE skipWs(const QSOCTET* data, QSSIZE i, QSSIZE n)
 {
+   if (i < n && data[i] > 0x20) return i;
+#if defined(__SSE2__)
+   {
+      const __m128i spaces = _mm_set1_epi8(0x20), lineFeeds = _mm_set1_epi8(0x0A);
+      while (i + 16 <= n) {
+         __m128i v = _mm_loadu_si128((const __m128i*)(data + i));
+         unsigned m = (unsigned)_mm_movemask_epi8(
+            _mm_or_si128(_mm_cmpeq_epi8(v, spaces), _mm_cmpeq_epi8(v, lineFeeds))) ^ 0xFFFFu;
+         if (m == 0) {
+            i += 16;
+            continue;
+         }
+         i += (QSSIZE)__builtin_ctz(m);  /* the spaces and line feeds before the first other byte */
+         if (!isWhitespace(data[i])) return i;
+         i++;
+      }
+   }
+#endif
    while (i < n) {
       QSOCTET c = data[i];
       if (c == 0x20) {
@@ -123,7 +211,7 @@ inline QSSIZE skipWs(const QSOCTET* data, QSSIZE i, QSSIZE n)
 }
 
 /* Next non-whitespace character without consuming it, or -1 at the end. */
-inline int peekNonWs(QSCTXT* ctxt)
+JSON_ALWAYS_INLINE int peekNonWs(QSCTXT* ctxt)
 {
    QSRTBuffer& b = ctxt->buffer;
    for (;;) {

@@ -53,18 +53,7 @@ QSUINT32 rtxGetIndentLevels(QSCTXT* ctxt)
 
 namespace {
 
-/* "00" .. "99": two digits per division. */
-struct DigitPairs {
-   char d[200];
-   constexpr DigitPairs() : d()
-   {
-      for (int i = 0; i < 100; i++) {
-         d[2 * i] = (char)('0' + i / 10);
-         d[2 * i + 1] = (char)('0' + i % 10);
-      }
-   }
-};
-constexpr DigitPairs kPairs;
+const DigitPairTable& kPairs = kDigitPairs;
 
 }  // namespace
 
@@ -89,8 +78,22 @@ char* rtxTxtFormatUInt64(char* end, QSUINT64 value)
 
 namespace {
 
-int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
+inline int writeDigits(QSCTXT* ctxt, QSUINT64 magnitude, bool negative)
 {
+   {
+      /* the common case: formatted in place (room for the longest number and the NUL) */
+      QSRTBuffer& b = ctxt->buffer;
+      if (b.data != nullptr && b.byteIndex + 22 <= b.size) {
+         QSOCTET* p = b.data + b.byteIndex;
+         *p = '-';
+         p += negative ? 1 : 0;
+         p = putDecimalDigits(p, magnitude);
+         ctxt->lastChar = p[-1];
+         *p = 0;
+         b.byteIndex = (QSSIZE)(p - b.data);
+         return 0;
+      }
+   }
    char buf[24];
    char* end = buf + sizeof(buf);
    char* p = rtxTxtFormatUInt64(end, magnitude);
@@ -164,9 +167,35 @@ QSUTF8CHAR rtxTxtPeekChar2(QSCTXT* ctxt, QSBOOL skipWhitespace)
 
 namespace {
 
+/* The common case, right at the cursor: [-] up to 18 digits (no overflow of the accumulator)
+ * within the limit. False, with nothing moved, for anything else. */
+inline bool readIntegerFast(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
+                            QSUINT64* pmagnitude, bool* pnegative)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.byteIndex >= b.size) return false;
+   const QSOCTET* p = b.data + b.byteIndex;
+   const QSOCTET* end = b.data + b.size;
+   bool negative = (*p == '-');
+   p += negative ? 1 : 0;
+   if (p >= end || (QSOCTET)(*p - '0') > 9) return false;
+   const QSOCTET* stop = (end - p > 18) ? p + 18 : end;
+   QSUINT64 value = 0;
+   const QSOCTET* q = p;
+   do {
+      value = value * 10 + (QSUINT64)(*q - '0');
+      q++;
+   } while (q < stop && (QSOCTET)(*q - '0') <= 9);
+   if (value > (negative ? negLimit : posLimit) || (q != end && (QSOCTET)(*q - '0') <= 9)) return false;
+   b.byteIndex = (QSSIZE)(q - b.data);
+   *pmagnitude = value;
+   *pnegative = negative;
+   return true;
+}
+
 /* Reads [sign] digits with magnitude limits for the positive and the
  * negative side (negLimit 0: no negative values except -0). */
-int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
+JSON_NOINLINE int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
                 QSUINT64* pmagnitude, bool* pnegative)
 {
    int c = peekNonWs(ctxt);
@@ -181,6 +210,25 @@ int readInteger(QSCTXT* ctxt, QSUINT64 posLimit, QSUINT64 negLimit,
    }
    if (c < '0' || c > '9') return JSON_LOG(ctxt, RTERR_CHARACTER_NOT_IN_SET);
    QSUINT64 limit = negative ? negLimit : posLimit;
+   {
+      /* the common case: up to 18 digits (no overflow of the accumulator) within the limit;
+       * anything else is read again below */
+      const QSOCTET* p = b.data + b.byteIndex;
+      const QSOCTET* end = b.data + b.size;
+      const QSOCTET* stop = (end - p > 18) ? p + 18 : end;
+      QSUINT64 value = 0;
+      const QSOCTET* q = p;
+      while (q < stop && (QSOCTET)(*q - '0') <= 9) {
+         value = value * 10 + (QSUINT64)(*q - '0');
+         q++;
+      }
+      if (value <= limit && (q == end || (QSOCTET)(*q - '0') > 9)) {
+         b.byteIndex = (QSSIZE)(q - b.data);
+         *pmagnitude = value;
+         *pnegative = negative;
+         return 0;
+      }
+   }
    QSUINT64 value = 0;
    bool overflow = false;
    const QSOCTET* p = b.data + b.byteIndex;
@@ -203,8 +251,11 @@ int readSigned(QSCTXT* ctxt, T* pvalue, QSINT64 minValue, QSINT64 maxValue)
 {
    QSUINT64 mag;
    bool neg;
-   int stat = readInteger(ctxt, (QSUINT64)maxValue, (QSUINT64)0 - (QSUINT64)minValue, &mag, &neg);
-   if (stat != 0) return JSON_LOG(ctxt, stat);
+   const QSUINT64 posLimit = (QSUINT64)maxValue, negLimit = (QSUINT64)0 - (QSUINT64)minValue;
+   if (!readIntegerFast(ctxt, posLimit, negLimit, &mag, &neg)) {
+      int stat = readInteger(ctxt, posLimit, negLimit, &mag, &neg);
+      if (stat != 0) return JSON_LOG(ctxt, stat);
+   }
    if (pvalue != nullptr) {
       *pvalue = neg ? (T)((QSINT64)((QSUINT64)0 - mag)) : (T)(QSINT64)mag;
    }
@@ -216,13 +267,61 @@ int readUnsigned(QSCTXT* ctxt, T* pvalue, QSUINT64 maxValue)
 {
    QSUINT64 mag;
    bool neg;
-   int stat = readInteger(ctxt, maxValue, 0, &mag, &neg);
-   if (stat != 0) return JSON_LOG(ctxt, stat);
+   if (!readIntegerFast(ctxt, maxValue, 0, &mag, &neg)) {
+      int stat = readInteger(ctxt, maxValue, 0, &mag, &neg);
+      if (stat != 0) return JSON_LOG(ctxt, stat);
+   }
    if (pvalue != nullptr) *pvalue = (T)mag;
    return 0;
 }
 
 } // namespace
+
+int rtJsonDecIntFast(QSCTXT* ctxt, QSINT64 lo, QSINT64 hi, QSINT64* pvalue)
+{
+   QSRTBuffer& b = ctxt->buffer;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   if (b.byteIndex + 9 <= b.size) {
+      /* [-] and up to 7 digits, all in one 8-byte word after the sign (8 digits or more are
+       * left to the loop below) */
+      const QSOCTET* p = b.data + b.byteIndex;
+      bool negative = (*p == '-');
+      p += negative ? 1 : 0;
+      QSUINT64 w;
+      std::memcpy(&w, p, 8);
+      QSUINT64 x = w - 0x3030303030303030ull;
+      /* high bit of every byte that is not a digit (exact up to the first such byte) */
+      QSUINT64 nd = (x | (x + 0x7676767676767676ull)) & 0x8080808080808080ull;
+      unsigned n = (nd != 0) ? (unsigned)__builtin_ctzll(nd) >> 3 : 8;   /* leading digits */
+      if (n == 0) return 0;
+      if (n < 8) {
+         QSUINT64 v = x << (8 * (8 - n));                   /* the digits, leading zeros before */
+         v = ((v & 0x0F0F0F0F0F0F0F0Full) * 2561) >> 8;
+         v = ((v & 0x00FF00FF00FF00FFull) * 6553601) >> 16;
+         v = ((v & 0x0000FFFF0000FFFFull) * 42949672960001ull) >> 32;
+         QSINT64 value = negative ? -(QSINT64)v : (QSINT64)v;
+         if (value < lo || value > hi) return 0;
+         b.byteIndex = (QSSIZE)(p + n - b.data);
+         *pvalue = value;
+         return 1;
+      }
+   }
+#endif
+   if (lo > hi) return 0;
+   QSSIZE start = b.byteIndex;
+   QSUINT64 mag;
+   bool neg;
+   QSUINT64 posLimit = (hi < 0) ? 0 : (QSUINT64)hi;
+   QSUINT64 negLimit = (lo < 0) ? (QSUINT64)0 - (QSUINT64)lo : 0;
+   if (!readIntegerFast(ctxt, posLimit, negLimit, &mag, &neg)) return 0;
+   QSINT64 v = neg ? (QSINT64)((QSUINT64)0 - mag) : (QSINT64)mag;
+   if (v < lo || v > hi) {
+      b.byteIndex = start;
+      return 0;
+   }
+   *pvalue = v;
+   return 1;
+}
 
 int rtxTxtReadInt8(QSCTXT* ctxt, QSINT8* pvalue)
 {

@@ -48,17 +48,36 @@ int asn1PD_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vin", 3 },
       { "fill", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "vin", 3) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "fill", 4) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -89,12 +108,11 @@ int asn1JsonDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vin", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "fill", THIS_FILE, __LINE__);
    return 0;

@@ -858,18 +858,34 @@ int asn1PD_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeReference* 
 int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "itsStationPosition", 18 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "itsStationPosition", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -883,7 +899,7 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -903,30 +919,48 @@ int asn1JsonDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionTrajectory_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
       { "nodes", 5 },
       { "connectionID", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nodes", 5) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -948,7 +982,13 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -963,12 +1003,11 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "nodes", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
    return 0;
@@ -977,18 +1016,34 @@ int asn1JsonDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
 int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_IntersectionState_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "activePrioritizations", 21 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "activePrioritizations", 21) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1002,7 +1057,7 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1022,19 +1077,18 @@ int asn1JsonDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAttributes_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1042,11 +1096,28 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
       { "maxVehicleWeight", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "maxVehicleHeight", 16) == 0) idx = 0;
+                  else if (memcmp(k, "maxVehicleWeight", 16) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1060,12 +1131,18 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.maxVehicleHeightPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).maxVehicleHeight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1073,12 +1150,18 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.maxVehicleWeightPresent = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1024LL, &iv)) (*pvalue).maxVehicleWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1093,30 +1176,45 @@ int asn1JsonDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "signalHeadLocations", 19 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "signalHeadLocations", 19) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1130,7 +1228,7 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1150,30 +1248,45 @@ int asn1JsonDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MovementEvent_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "stateChangeReason", 17 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "stateChangeReason", 17) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1187,7 +1300,7 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1207,19 +1320,18 @@ int asn1JsonDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_NodeAttributeSet_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -1228,11 +1340,33 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
       { "node", 4 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "node", 4) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "nodeLink", 8) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "ptvRequest", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1246,7 +1380,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1259,7 +1393,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1272,7 +1406,7 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1292,29 +1426,44 @@ int asn1JsonDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "altitude", 8 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "altitude", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1343,12 +1492,11 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "altitude", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1356,7 +1504,7 @@ int asn1JsonDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
 int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RestrictionUserType_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1364,11 +1512,30 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       { "fuel", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "fuel", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "emission", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1382,7 +1549,7 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1395,12 +1562,18 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.fuelPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).fuel = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1415,19 +1588,18 @@ int asn1JsonDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RequestorDescription_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1435,11 +1607,30 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
       { "batteryStatus", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "fuel", 4) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "batteryStatus", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1453,12 +1644,18 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.fuelPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).fuel = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1466,7 +1663,7 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1486,19 +1683,18 @@ int asn1JsonDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalStatusPackage_addGrpC* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -1506,11 +1702,30 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       { "rejectedReason", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "rejectedReason", 14) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "synchToSchedule", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1524,12 +1739,18 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.synchToSchedulePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -122LL, 121LL, &iv)) (*pvalue).synchToSchedule = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1537,7 +1758,7 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1557,19 +1778,18 @@ int asn1JsonDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStationPosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -1579,11 +1799,34 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
       { "timeReference", 13 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "laneID", 6) == 0) idx = 1;
+                  else if (memcmp(k, "nodeXY", 6) == 0) idx = 2;
+                  break;
+               case 9:
+                  if (memcmp(k, "stationID", 9) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "timeReference", 13) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1597,7 +1840,13 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1605,12 +1854,18 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.laneIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).laneID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1618,7 +1873,7 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1631,12 +1886,18 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeReferencePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 60000LL, &iv)) (*pvalue).timeReference = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1651,12 +1912,11 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1665,8 +1925,8 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1674,18 +1934,17 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -1695,11 +1954,36 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       { "intersectionID", 14 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "lane", 4) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "intersectionID", 14) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1713,7 +1997,13 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).id = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1721,12 +2011,18 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.lanePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).lane = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1734,12 +2030,18 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.connectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1747,12 +2049,18 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.intersectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).intersectionID = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1767,12 +2075,11 @@ int asn1JsonDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1781,8 +2088,8 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1790,18 +2097,17 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PrioritizationResponse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
       { "stationID", 9 },
@@ -1809,11 +2115,33 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
       { "signalGroup", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "stationID", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "priorState", 10) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1827,7 +2155,13 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1843,7 +2177,13 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1858,12 +2198,11 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "priorState", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
@@ -1874,8 +2213,8 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1883,18 +2222,17 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHeadLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
       { "nodeXY", 6 },
@@ -1902,11 +2240,33 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
       { "signalGroupID", 13 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nodeZ", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "nodeXY", 6) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "signalGroupID", 13) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1928,7 +2288,13 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -12700LL, 12800LL, &iv)) (*pvalue).nodeZ = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1936,7 +2302,13 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroupID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -1951,12 +2323,11 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "nodeXY", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nodeZ", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "signalGroupID", THIS_FILE, __LINE__);
@@ -1967,8 +2338,8 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1976,11 +2347,10 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1988,16 +2358,43 @@ int asn1JsonDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatterySta
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "low", 3) == 0) fv = 2;
+            break;
+         case 4:
+            if (memcmp(s, "good", 4) == 0) fv = 3;
+            break;
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "critical", 8) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2006,16 +2403,39 @@ int asn1JsonDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionTyp
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6);
-      if (idx < 0 || ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value > 5) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "euro1", 5) == 0) fv = 0;
+            else if (memcmp(s, "euro2", 5) == 0) fv = 1;
+            else if (memcmp(s, "euro3", 5) == 0) fv = 2;
+            else if (memcmp(s, "euro4", 5) == 0) fv = 3;
+            else if (memcmp(s, "euro5", 5) == 0) fv = 4;
+            else if (memcmp(s, "euro6", 5) == 0) fv = 5;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6);
+         if (idx < 0 || ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value > 5) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_EmissionType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2024,16 +2444,58 @@ int asn1JsonDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exc
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13);
-      if (idx < 0 || ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value > 12) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            else if (memcmp(s, "weather", 7) == 0) fv = 6;
+            break;
+         case 10:
+            if (memcmp(s, "bridgeOpen", 10) == 0) fv = 4;
+            else if (memcmp(s, "trafficJam", 10) == 0) fv = 7;
+            break;
+         case 13:
+            if (memcmp(s, "trainPriority", 13) == 0) fv = 3;
+            else if (memcmp(s, "vehicleHeight", 13) == 0) fv = 5;
+            else if (memcmp(s, "tunnelClosure", 13) == 0) fv = 8;
+            else if (memcmp(s, "truckPriority", 13) == 0) fv = 10;
+            break;
+         case 14:
+            if (memcmp(s, "meteringActive", 14) == 0) fv = 9;
+            break;
+         case 22:
+            if (memcmp(s, "bicyclePlatoonPriority", 22) == 0) fv = 11;
+            else if (memcmp(s, "vehiclePlatoonPriority", 22) == 0) fv = 12;
+            break;
+         case 23:
+            if (memcmp(s, "publicTransportPriority", 23) == 0) fv = 1;
+            break;
+         case 24:
+            if (memcmp(s, "emergencyVehiclePriority", 24) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13);
+         if (idx < 0 || ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value > 12) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2042,16 +2504,44 @@ int asn1JsonDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvReques
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5);
-      if (idx < 0 || ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value > 4) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "preRequest", 10) == 0) fv = 0;
+            break;
+         case 11:
+            if (memcmp(s, "mainRequest", 11) == 0) fv = 1;
+            break;
+         case 13:
+            if (memcmp(s, "cancelRequest", 13) == 0) fv = 3;
+            break;
+         case 16:
+            if (memcmp(s, "doorCloseRequest", 16) == 0) fv = 2;
+            else if (memcmp(s, "emergencyRequest", 16) == 0) fv = 4;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5);
+         if (idx < 0 || ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value > 4) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2060,16 +2550,47 @@ int asn1JsonDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedR
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6);
-      if (idx < 0 || ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value > 5) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 18:
+            if (memcmp(s, "ptPriorityDisabled", 18) == 0) fv = 3;
+            break;
+         case 20:
+            if (memcmp(s, "exceptionalCondition", 20) == 0) fv = 1;
+            break;
+         case 22:
+            if (memcmp(s, "maxWaitingTimeExceeded", 22) == 0) fv = 2;
+            else if (memcmp(s, "vehicleTrackingUnknown", 22) == 0) fv = 5;
+            break;
+         case 23:
+            if (memcmp(s, "higherPTPriorityGranted", 23) == 0) fv = 4;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6);
+         if (idx < 0 || ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value > 5) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }

@@ -572,9 +572,8 @@ int asn1JsonEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_E
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.itsStationPositionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"itsStationPosition\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "itsStationPosition", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -592,14 +591,15 @@ int asn1JsonEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nodes", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -616,9 +616,8 @@ int asn1JsonEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_Grp
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.activePrioritizationsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"activePrioritizations\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "activePrioritizations", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -637,16 +636,20 @@ int asn1JsonEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_L
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.maxVehicleHeightPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxVehicleHeight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleHeight\":", 19, (QSUINT64)(*pvalue).maxVehicleHeight)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleHeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maxVehicleHeight", 16)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleHeight(ctxt, &(*pvalue).maxVehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxVehicleWeightPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"maxVehicleWeight\":", 19, (QSUINT64)(*pvalue).maxVehicleWeight)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxVehicleWeight\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maxVehicleWeight", 16)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).maxVehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -664,9 +667,8 @@ int asn1JsonEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.signalHeadLocationsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalHeadLocations\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "signalHeadLocations", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -685,9 +687,8 @@ int asn1JsonEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Mo
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.stateChangeReasonPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stateChangeReason\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "stateChangeReason", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_ExceptionalCondition(ctxt, &(*pvalue).stateChangeReason)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -706,21 +707,18 @@ int asn1JsonEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.ptvRequestPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptvRequest\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ptvRequest", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_PtvRequestType(ctxt, &(*pvalue).ptvRequest)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeLinkPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeLink\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "nodeLink", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -738,9 +736,8 @@ int asn1JsonEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Posit
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "altitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -758,16 +755,17 @@ int asn1JsonEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.emissionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emission\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "emission", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_EmissionType(ctxt, &(*pvalue).emission)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "fuel", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -785,15 +783,16 @@ int asn1JsonEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).fuel > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"fuel\":", 7, (QSUINT64)(*pvalue).fuel)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fuel\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "fuel", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_FuelType(ctxt, &(*pvalue).fuel)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.batteryStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"batteryStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "batteryStatus", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_BatteryStatus(ctxt, &(*pvalue).batteryStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -812,15 +811,16 @@ int asn1JsonEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.synchToSchedulePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"synchToSchedule\":", 18, (QSINT64)(*pvalue).synchToSchedule)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"synchToSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "synchToSchedule", 15)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).synchToSchedule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rejectedReasonPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rejectedReason\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "rejectedReason", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_GrpC_RejectedReason(ctxt, &(*pvalue).rejectedReason)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -838,27 +838,32 @@ int asn1JsonEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsSt
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneID", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneIDPresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.nodeXYPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "nodeXY", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeReferencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeReference > 60000 || !rtJsonEncMemberUInt(ctxt, first, "\"timeReference\":", 16, (QSUINT64)(*pvalue).timeReference)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeReference\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeReference", 13)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_GrpC_TimeReference(ctxt, &(*pvalue).timeReference)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -889,27 +894,35 @@ int asn1JsonEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.lanePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"id\":", 5, (QSINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.lanePresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"intersectionID\":", 17, (QSUINT64)(*pvalue).intersectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersectionID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "intersectionID", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).intersectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -940,18 +953,21 @@ int asn1JsonEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_P
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priorState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "priorState", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).priorState)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -981,18 +997,21 @@ int asn1JsonEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Signa
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeXY\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nodeXY", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"nodeZ\":", 8, (QSINT64)(*pvalue).nodeZ)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeZ\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nodeZ", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).nodeZ)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroupID\":", 16, (QSUINT64)(*pvalue).signalGroupID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroupID\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "signalGroupID", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroupID)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -1022,9 +1041,15 @@ int asn1JsonEnc_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatterySta
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"unknown\"", 9 },
+         { "\"critical\"", 10 },
+         { "\"low\"", 5 },
+         { "\"good\"", 6 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1034,9 +1059,17 @@ int asn1JsonEnc_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionTyp
    int stat;
    if ((*pvalue) > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[6] = {
+         { "\"euro1\"", 7 },
+         { "\"euro2\"", 7 },
+         { "\"euro3\"", 7 },
+         { "\"euro4\"", 7 },
+         { "\"euro5\"", 7 },
+         { "\"euro6\"", 7 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 5 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1046,9 +1079,24 @@ int asn1JsonEnc_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Exc
    int stat;
    if ((*pvalue) > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[13] = {
+         { "\"unknown\"", 9 },
+         { "\"publicTransportPriority\"", 25 },
+         { "\"emergencyVehiclePriority\"", 26 },
+         { "\"trainPriority\"", 15 },
+         { "\"bridgeOpen\"", 12 },
+         { "\"vehicleHeight\"", 15 },
+         { "\"weather\"", 9 },
+         { "\"trafficJam\"", 12 },
+         { "\"tunnelClosure\"", 15 },
+         { "\"meteringActive\"", 16 },
+         { "\"truckPriority\"", 15 },
+         { "\"bicyclePlatoonPriority\"", 24 },
+         { "\"vehiclePlatoonPriority\"", 24 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 12 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1058,9 +1106,16 @@ int asn1JsonEnc_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvReques
    int stat;
    if ((*pvalue) > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[5] = {
+         { "\"preRequest\"", 12 },
+         { "\"mainRequest\"", 13 },
+         { "\"doorCloseRequest\"", 18 },
+         { "\"cancelRequest\"", 15 },
+         { "\"emergencyRequest\"", 18 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 4 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1070,9 +1125,17 @@ int asn1JsonEnc_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedR
    int stat;
    if ((*pvalue) > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[6] = {
+         { "\"unknown\"", 9 },
+         { "\"exceptionalCondition\"", 22 },
+         { "\"maxWaitingTimeExceeded\"", 24 },
+         { "\"ptPriorityDisabled\"", 20 },
+         { "\"higherPTPriorityGranted\"", 25 },
+         { "\"vehicleTrackingUnknown\"", 24 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 5 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }

@@ -593,17 +593,36 @@ int asn1PD_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pvalue)
 int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "header", 6 },
       { "cam", 3 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "cam", 3) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "header", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -633,12 +652,11 @@ int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "header", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "cam", THIS_FILE, __LINE__);
    return 0;
@@ -647,17 +665,36 @@ int asn1JsonDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
 int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "generationDeltaTime", 19 },
       { "camParameters", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "camParameters", 13) == 0) idx = 1;
+                  break;
+               case 19:
+                  if (memcmp(k, "generationDeltaTime", 19) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -671,7 +708,13 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).generationDeltaTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_GenerationDeltaTime(ctxt, &(*pvalue).generationDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -687,12 +730,11 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "generationDeltaTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "camParameters", THIS_FILE, __LINE__);
    return 0;
@@ -701,7 +743,7 @@ int asn1JsonDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
 int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -711,11 +753,36 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
       { "specialVehicleContainer", 23 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "basicContainer", 14) == 0) idx = 0;
+                  break;
+               case 21:
+                  if (memcmp(k, "lowFrequencyContainer", 21) == 0) idx = 2;
+                  break;
+               case 22:
+                  if (memcmp(k, "highFrequencyContainer", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "specialVehicleContainer", 23) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -745,7 +812,7 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -758,7 +825,7 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -778,12 +845,11 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "basicContainer", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "highFrequencyContainer", THIS_FILE, __LINE__);
    return 0;
@@ -792,14 +858,33 @@ int asn1JsonDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
 int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "basicVehicleContainerHighFrequency", 34 },
       { "rsuContainerHighFrequency", 25 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 25:
+            if (memcmp(k, "rsuContainerHighFrequency", 25) == 0) idx = 1;
+            break;
+         case 34:
+            if (memcmp(k, "basicVehicleContainerHighFrequency", 34) == 0) idx = 0;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -832,21 +917,37 @@ int asn1JsonDec_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContaine
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[1] = {
       { "basicVehicleContainerLowFrequency", 33 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 1);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 33:
+            if (memcmp(k, "basicVehicleContainerLowFrequency", 33) == 0) idx = 0;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 1);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -870,15 +971,15 @@ int asn1JsonDec_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer*
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[7] = {
       { "publicTransportContainer", 24 },
       { "specialTransportContainer", 25 },
@@ -889,8 +990,38 @@ int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
       { "safetyCarContainer", 18 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 7);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 15:
+            if (memcmp(k, "rescueContainer", 15) == 0) idx = 4;
+            break;
+         case 18:
+            if (memcmp(k, "emergencyContainer", 18) == 0) idx = 5;
+            else if (memcmp(k, "safetyCarContainer", 18) == 0) idx = 6;
+            break;
+         case 23:
+            if (memcmp(k, "dangerousGoodsContainer", 23) == 0) idx = 2;
+            else if (memcmp(k, "roadWorksContainerBasic", 23) == 0) idx = 3;
+            break;
+         case 24:
+            if (memcmp(k, "publicTransportContainer", 24) == 0) idx = 0;
+            break;
+         case 25:
+            if (memcmp(k, "specialTransportContainer", 25) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -968,26 +1099,45 @@ int asn1JsonDec_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContai
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
       { "stationType", 11 },
       { "referencePosition", 17 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "stationType", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "referencePosition", 17) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1001,7 +1151,13 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).stationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1024,12 +1180,11 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "stationType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "referencePosition", THIS_FILE, __LINE__);
    return 0;
@@ -1038,7 +1193,7 @@ int asn1JsonDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
 int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerHighFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[16] = {
       { "heading", 7 },
@@ -1059,11 +1214,62 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
       { "cenDsrcTollingZone", 18 },
    };
    QSOCTET seen[16] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 16);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               case 7:
+                  if (memcmp(k, "heading", 7) == 0) idx = 0;
+                  else if (memcmp(k, "yawRate", 7) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "curvature", 9) == 0) idx = 6;
+                  break;
+               case 12:
+                  if (memcmp(k, "vehicleWidth", 12) == 0) idx = 4;
+                  else if (memcmp(k, "lanePosition", 12) == 0) idx = 10;
+                  break;
+               case 13:
+                  if (memcmp(k, "vehicleLength", 13) == 0) idx = 3;
+                  break;
+               case 14:
+                  if (memcmp(k, "driveDirection", 14) == 0) idx = 2;
+                  break;
+               case 16:
+                  if (memcmp(k, "performanceClass", 16) == 0) idx = 14;
+                  break;
+               case 18:
+                  if (memcmp(k, "steeringWheelAngle", 18) == 0) idx = 11;
+                  else if (memcmp(k, "cenDsrcTollingZone", 18) == 0) idx = 15;
+                  break;
+               case 19:
+                  if (memcmp(k, "accelerationControl", 19) == 0) idx = 9;
+                  else if (memcmp(k, "lateralAcceleration", 19) == 0) idx = 12;
+                  break;
+               case 20:
+                  if (memcmp(k, "verticalAcceleration", 20) == 0) idx = 13;
+                  break;
+               case 24:
+                  if (memcmp(k, "longitudinalAcceleration", 24) == 0) idx = 5;
+                  else if (memcmp(k, "curvatureCalculationMode", 24) == 0) idx = 7;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 16);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1109,7 +1315,13 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 62LL, &iv)) (*pvalue).vehicleWidth = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleWidth(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -1149,7 +1361,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1162,12 +1374,18 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[10] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.lanePositionPresent = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).lanePosition = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 11:
             if (seen[11]) {
@@ -1175,7 +1393,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1188,7 +1406,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[12] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1201,7 +1419,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[13] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1214,12 +1432,18 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[14] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.performanceClassPresent = 1;
-            if ((stat = asn1JsonDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).performanceClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PerformanceClass(ctxt, &(*pvalue).performanceClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 15:
             if (seen[15]) {
@@ -1227,7 +1451,7 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[15] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1240,12 +1464,11 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "heading", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "driveDirection", THIS_FILE, __LINE__);
@@ -1261,18 +1484,38 @@ int asn1JsonDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehi
 int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleContainerLowFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "vehicleRole", 11 },
       { "exteriorLights", 14 },
       { "pathHistory", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "vehicleRole", 11) == 0) idx = 0;
+                  else if (memcmp(k, "pathHistory", 11) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "exteriorLights", 14) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1310,12 +1553,11 @@ int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehic
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleRole", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "exteriorLights", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "pathHistory", THIS_FILE, __LINE__);
@@ -1325,18 +1567,37 @@ int asn1JsonDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehic
 int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "embarkationStatus", 17 },
       { "ptActivation", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "ptActivation", 12) == 0) idx = 1;
+                  break;
+               case 17:
+                  if (memcmp(k, "embarkationStatus", 17) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1358,7 +1619,7 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1371,12 +1632,11 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "embarkationStatus", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1384,17 +1644,36 @@ int asn1JsonDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportCont
 int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "specialTransportType", 20 },
       { "lightBarSirenInUse", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "specialTransportType", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1424,12 +1703,11 @@ int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportCo
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "specialTransportType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
    return 0;
@@ -1438,16 +1716,32 @@ int asn1JsonDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportCo
 int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[1] = {
       { "dangerousGoodsBasic", 19 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "dangerousGoodsBasic", 19) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1469,12 +1763,11 @@ int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContai
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "dangerousGoodsBasic", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1482,7 +1775,7 @@ int asn1JsonDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContai
 int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "roadworksSubCauseCode", 21 },
@@ -1490,11 +1783,33 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
       { "closedLanes", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "closedLanes", 11) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 1;
+                  break;
+               case 21:
+                  if (memcmp(k, "roadworksSubCauseCode", 21) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1508,12 +1823,18 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.roadworksSubCauseCodePresent = 1;
-            if ((stat = asn1JsonDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).roadworksSubCauseCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_RoadworksSubCauseCode(ctxt, &(*pvalue).roadworksSubCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1529,7 +1850,7 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1542,12 +1863,11 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1555,16 +1875,32 @@ int asn1JsonDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBa
 int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[1] = {
       { "lightBarSirenInUse", 18 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1586,12 +1922,11 @@ int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1599,7 +1934,7 @@ int asn1JsonDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
 int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "lightBarSirenInUse", 18 },
@@ -1607,11 +1942,31 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
       { "emergencyPriority", 17 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "emergencyPriority", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 0;
+                  else if (memcmp(k, "incidentIndication", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1633,7 +1988,7 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1646,7 +2001,7 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1659,12 +2014,11 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1672,7 +2026,7 @@ int asn1JsonDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalu
 int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "lightBarSirenInUse", 18 },
@@ -1681,11 +2035,34 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
       { "speedLimit", 10 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "speedLimit", 10) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "trafficRule", 11) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 0;
+                  else if (memcmp(k, "incidentIndication", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1707,7 +2084,7 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1720,7 +2097,7 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1733,12 +2110,18 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.speedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).speedLimit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1746,12 +2129,11 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lightBarSirenInUse", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1759,18 +2141,34 @@ int asn1JsonDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalu
 int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequency* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "protectedCommunicationZonesRSU", 30 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 30:
+                  if (memcmp(k, "protectedCommunicationZonesRSU", 30) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1784,7 +2182,7 @@ int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1804,12 +2202,11 @@ int asn1JsonDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFr
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

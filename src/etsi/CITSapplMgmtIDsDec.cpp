@@ -153,14 +153,33 @@ int asn1PD_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
 int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "content", 7 },
       { "extension", 9 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 7:
+            if (memcmp(k, "content", 7) == 0) idx = 0;
+            break;
+         case 9:
+            if (memcmp(k, "extension", 9) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -197,22 +216,41 @@ int asn1JsonDec_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "content", 7 },
       { "extension", 9 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 7:
+            if (memcmp(k, "content", 7) == 0) idx = 0;
+            break;
+         case 9:
+            if (memcmp(k, "extension", 9) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -249,22 +287,41 @@ int asn1JsonDec_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "content", 7 },
       { "extension", 9 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 7:
+            if (memcmp(k, "content", 7) == 0) idx = 0;
+            break;
+         case 9:
+            if (memcmp(k, "extension", 9) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -301,8 +358,8 @@ int asn1JsonDec_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

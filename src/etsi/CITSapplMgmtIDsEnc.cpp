@@ -111,17 +111,15 @@ int asn1JsonEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext1(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -141,17 +139,15 @@ int asn1JsonEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext2(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -171,17 +167,15 @@ int asn1JsonEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"content\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "content", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.content))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extension\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extension", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Ext3(ctxt, &(*(*pvalue).u.extension))) != 0) return LOG_RTERR(ctxt, stat);
       break;

@@ -518,17 +518,36 @@ int asn1PD_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "header", 6 },
       { "denm", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "denm", 4) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "header", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -558,12 +577,11 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "header", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "denm", THIS_FILE, __LINE__);
    return 0;
@@ -572,7 +590,7 @@ int asn1JsonDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
 int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_DecentralizedEnvironmentalNotificationMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "management", 10 },
@@ -581,11 +599,34 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
       { "alacarte", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "location", 8) == 0) idx = 2;
+                  else if (memcmp(k, "alacarte", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "situation", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "management", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -607,7 +648,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -620,7 +661,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -633,7 +674,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -646,12 +687,11 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "management", THIS_FILE, __LINE__);
    return 0;
 }
@@ -659,7 +699,7 @@ int asn1JsonDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
 int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -675,11 +715,48 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
       { "stationType", 11 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "actionID", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "termination", 11) == 0) idx = 3;
+                  else if (memcmp(k, "stationType", 11) == 0) idx = 9;
+                  break;
+               case 13:
+                  if (memcmp(k, "detectionTime", 13) == 0) idx = 1;
+                  else if (memcmp(k, "referenceTime", 13) == 0) idx = 2;
+                  else if (memcmp(k, "eventPosition", 13) == 0) idx = 4;
+                  break;
+               case 16:
+                  if (memcmp(k, "validityDuration", 16) == 0) idx = 7;
+                  break;
+               case 17:
+                  if (memcmp(k, "relevanceDistance", 17) == 0) idx = 5;
+                  break;
+               case 20:
+                  if (memcmp(k, "transmissionInterval", 20) == 0) idx = 8;
+                  break;
+               case 25:
+                  if (memcmp(k, "relevanceTrafficDirection", 25) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -701,7 +778,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).detectionTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -709,7 +792,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).referenceTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -717,7 +806,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -738,7 +827,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -751,7 +840,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -764,12 +853,18 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.validityDurationPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 86400LL, &iv)) (*pvalue).validityDuration = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -777,12 +872,18 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.transmissionIntervalPresent = 1;
-            if ((stat = asn1JsonDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 10000LL, &iv)) (*pvalue).transmissionInterval = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 9:
             if (seen[9]) {
@@ -790,7 +891,13 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).stationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -805,12 +912,11 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "actionID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "detectionTime", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "referenceTime", THIS_FILE, __LINE__);
@@ -822,7 +928,7 @@ int asn1JsonDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
 int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -832,11 +938,36 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
       { "eventHistory", 12 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "eventType", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "linkedCause", 11) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "eventHistory", 12) == 0) idx = 3;
+                  break;
+               case 18:
+                  if (memcmp(k, "informationQuality", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -850,7 +981,13 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).informationQuality = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -866,7 +1003,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -879,7 +1016,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -899,12 +1036,11 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "informationQuality", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "eventType", THIS_FILE, __LINE__);
    return 0;
@@ -913,7 +1049,7 @@ int asn1JsonDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
 int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -923,11 +1059,36 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
       { "roadType", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "traces", 6) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "roadType", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "eventSpeed", 10) == 0) idx = 0;
+                  break;
+               case 20:
+                  if (memcmp(k, "eventPositionHeading", 20) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -941,7 +1102,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -954,7 +1115,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -975,7 +1136,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -995,12 +1156,11 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "traces", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1008,7 +1168,7 @@ int asn1JsonDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
 int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[12] = {
       { "heightLonCarrLeft", 17 },
       { "heightLonCarrRight", 18 },
@@ -1024,11 +1184,56 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
       { "requestResponseIndication", 25 },
    };
    QSOCTET seen[12] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 12);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "posFrontAx", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "posCentMass", 11) == 0) idx = 5;
+                  else if (memcmp(k, "vehicleMass", 11) == 0) idx = 10;
+                  break;
+               case 13:
+                  if (memcmp(k, "turningRadius", 13) == 0) idx = 7;
+                  break;
+               case 14:
+                  if (memcmp(k, "posLonCarrLeft", 14) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "posLonCarrRight", 15) == 0) idx = 3;
+                  break;
+               case 16:
+                  if (memcmp(k, "wheelBaseVehicle", 16) == 0) idx = 6;
+                  break;
+               case 17:
+                  if (memcmp(k, "heightLonCarrLeft", 17) == 0) idx = 0;
+                  else if (memcmp(k, "positionOfPillars", 17) == 0) idx = 4;
+                  break;
+               case 18:
+                  if (memcmp(k, "heightLonCarrRight", 18) == 0) idx = 1;
+                  break;
+               case 19:
+                  if (memcmp(k, "positionOfOccupants", 19) == 0) idx = 9;
+                  break;
+               case 25:
+                  if (memcmp(k, "requestResponseIndication", 25) == 0) idx = 11;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 12);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1042,7 +1247,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 100LL, &iv)) (*pvalue).heightLonCarrLeft = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1050,7 +1261,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 100LL, &iv)) (*pvalue).heightLonCarrRight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1058,7 +1275,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).posLonCarrLeft = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1066,7 +1289,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).posLonCarrRight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1082,7 +1311,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 63LL, &iv)) (*pvalue).posCentMass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -1090,7 +1325,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).wheelBaseVehicle = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -1098,7 +1339,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).turningRadius = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -1106,7 +1353,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if ((stat = asn1JsonDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 20LL, &iv)) (*pvalue).posFrontAx = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 9:
             if (seen[9]) {
@@ -1122,7 +1375,13 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[10] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1024LL, &iv)) (*pvalue).vehicleMass = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 11:
             if (seen[11]) {
@@ -1138,12 +1397,11 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "heightLonCarrLeft", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "heightLonCarrRight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "posLonCarrLeft", THIS_FILE, __LINE__);
@@ -1162,7 +1420,7 @@ int asn1JsonDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
 int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[9] = {
       { "lightBarSirenInUse", 18 },
@@ -1176,11 +1434,45 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
       { "referenceDenms", 14 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "speedLimit", 10) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "closedLanes", 11) == 0) idx = 1;
+                  else if (memcmp(k, "restriction", 11) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "referenceDenms", 14) == 0) idx = 8;
+                  break;
+               case 15:
+                  if (memcmp(k, "recommendedPath", 15) == 0) idx = 5;
+                  else if (memcmp(k, "trafficFlowRule", 15) == 0) idx = 7;
+                  break;
+               case 18:
+                  if (memcmp(k, "lightBarSirenInUse", 18) == 0) idx = 0;
+                  else if (memcmp(k, "incidentIndication", 18) == 0) idx = 4;
+                  break;
+               case 23:
+                  if (memcmp(k, "startingPointSpeedLimit", 23) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1194,7 +1486,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1207,7 +1499,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1220,7 +1512,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1233,12 +1525,18 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.speedLimitPresent = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 255LL, &iv)) (*pvalue).speedLimit = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1246,7 +1544,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1259,7 +1557,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1272,7 +1570,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1285,7 +1583,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1298,7 +1596,7 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1311,19 +1609,18 @@ int asn1JsonDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "stationarySince", 15 },
@@ -1334,11 +1631,38 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
       { "energyStorageType", 17 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 15:
+                  if (memcmp(k, "stationarySince", 15) == 0) idx = 0;
+                  else if (memcmp(k, "stationaryCause", 15) == 0) idx = 1;
+                  break;
+               case 17:
+                  if (memcmp(k, "numberOfOccupants", 17) == 0) idx = 3;
+                  else if (memcmp(k, "energyStorageType", 17) == 0) idx = 5;
+                  break;
+               case 21:
+                  if (memcmp(k, "vehicleIdentification", 21) == 0) idx = 4;
+                  break;
+               case 22:
+                  if (memcmp(k, "carryingDangerousGoods", 22) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1352,7 +1676,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1365,7 +1689,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1378,7 +1702,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1391,12 +1715,18 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.numberOfOccupantsPresent = 1;
-            if ((stat = asn1JsonDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).numberOfOccupants = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1404,7 +1734,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1417,7 +1747,7 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1430,19 +1760,18 @@ int asn1JsonDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -1454,11 +1783,40 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       { "stationaryVehicle", 17 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "roadWorks", 9) == 0) idx = 3;
+                  break;
+               case 12:
+                  if (memcmp(k, "lanePosition", 12) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "impactReduction", 15) == 0) idx = 1;
+                  break;
+               case 17:
+                  if (memcmp(k, "stationaryVehicle", 17) == 0) idx = 5;
+                  break;
+               case 19:
+                  if (memcmp(k, "externalTemperature", 19) == 0) idx = 2;
+                  else if (memcmp(k, "positioningSolution", 19) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1472,12 +1830,18 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.lanePositionPresent = 1;
-            if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1LL, 14LL, &iv)) (*pvalue).lanePosition = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1485,7 +1849,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1498,12 +1862,18 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.externalTemperaturePresent = 1;
-            if ((stat = asn1JsonDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -60LL, 67LL, &iv)) (*pvalue).externalTemperature = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1511,7 +1881,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1524,7 +1894,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1537,7 +1907,7 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1557,12 +1927,11 @@ int asn1JsonDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1570,16 +1939,37 @@ int asn1JsonDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_Termination_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_Termination_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "isNegation", 10) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "isCancellation", 14) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_Termination_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_Termination_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_Termination_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -1588,8 +1978,8 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1597,11 +1987,10 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

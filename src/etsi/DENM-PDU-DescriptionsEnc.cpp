@@ -418,13 +418,11 @@ int asn1JsonEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"header\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "header", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"denm\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "denm", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -436,26 +434,22 @@ int asn1JsonEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"management\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "management", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ManagementContainer(ctxt, &(*pvalue).management)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.situationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"situation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "situation", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_SituationContainer(ctxt, &(*pvalue).situation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.locationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"location\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "location", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_LocationContainer(ctxt, &(*pvalue).location)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.alacartePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alacarte\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "alacarte", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -468,56 +462,61 @@ int asn1JsonEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"actionID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "actionID", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_ActionID(ctxt, &(*pvalue).actionID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "detectionTime", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "referenceTime", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.terminationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).detectionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"detectionTime\":", 16, (QSUINT64)(*pvalue).detectionTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "termination", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).detectionTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).referenceTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referenceTime\":", 16, (QSUINT64)(*pvalue).referenceTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referenceTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.terminationPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"termination\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_Termination(ctxt, &(*pvalue).termination)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "eventPosition", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.relevanceDistancePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceDistance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "relevanceDistance", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_RelevanceDistance(ctxt, &(*pvalue).relevanceDistance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceTrafficDirectionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceTrafficDirection\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "relevanceTrafficDirection", 25)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_RelevanceTrafficDirection(ctxt, &(*pvalue).relevanceTrafficDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validityDurationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validityDuration > 86400 || !rtJsonEncMemberUInt(ctxt, first, "\"validityDuration\":", 19, (QSUINT64)(*pvalue).validityDuration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validityDuration\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "validityDuration", 16)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_ValidityDuration(ctxt, &(*pvalue).validityDuration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transmissionIntervalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"transmissionInterval\":", 23, (QSUINT64)(*pvalue).transmissionInterval)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmissionInterval\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "transmissionInterval", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TransmissionInterval(ctxt, &(*pvalue).transmissionInterval)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationType\":", 14, (QSUINT64)(*pvalue).stationType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "stationType", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*pvalue).stationType)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -533,24 +532,23 @@ int asn1JsonEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "informationQuality", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "eventType", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.linkedCausePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"linkedCause\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "linkedCause", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventHistoryPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventHistory\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "eventHistory", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -569,25 +567,21 @@ int asn1JsonEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.eventSpeedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventSpeed\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "eventSpeed", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventPositionHeadingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPositionHeading\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "eventPositionHeading", 20)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"traces\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "traces", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_Traces(ctxt, &(*pvalue).traces)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadTypePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadType", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -605,53 +599,68 @@ int asn1JsonEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionCont
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrLeft\":", 20, (QSUINT64)(*pvalue).heightLonCarrLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrLeft\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "heightLonCarrLeft", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"heightLonCarrRight\":", 21, (QSUINT64)(*pvalue).heightLonCarrRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heightLonCarrRight\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "heightLonCarrRight", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_HeightLonCarr(ctxt, &(*pvalue).heightLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrLeft\":", 17, (QSUINT64)(*pvalue).posLonCarrLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrLeft\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posLonCarrLeft", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posLonCarrRight < 1 || (*pvalue).posLonCarrRight > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"posLonCarrRight\":", 18, (QSUINT64)(*pvalue).posLonCarrRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posLonCarrRight\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posLonCarrRight", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_PosLonCarr(ctxt, &(*pvalue).posLonCarrRight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfPillars\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "positionOfPillars", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posCentMass < 1 || (*pvalue).posCentMass > 63 || !rtJsonEncMemberUInt(ctxt, first, "\"posCentMass\":", 14, (QSUINT64)(*pvalue).posCentMass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posCentMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posCentMass", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_PosCentMass(ctxt, &(*pvalue).posCentMass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"wheelBaseVehicle\":", 19, (QSUINT64)(*pvalue).wheelBaseVehicle)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wheelBaseVehicle\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "wheelBaseVehicle", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_WheelBaseVehicle(ctxt, &(*pvalue).wheelBaseVehicle)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).turningRadius < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"turningRadius\":", 16, (QSUINT64)(*pvalue).turningRadius)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"turningRadius\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "turningRadius", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_TurningRadius(ctxt, &(*pvalue).turningRadius)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || !rtJsonEncMemberUInt(ctxt, first, "\"posFrontAx\":", 13, (QSUINT64)(*pvalue).posFrontAx)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posFrontAx\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posFrontAx", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_PosFrontAx(ctxt, &(*pvalue).posFrontAx)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionOfOccupants\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "positionOfOccupants", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleMass\":", 14, (QSUINT64)(*pvalue).vehicleMass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleMass", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_VehicleMass(ctxt, &(*pvalue).vehicleMass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestResponseIndication\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "requestResponseIndication", 25)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -664,57 +673,51 @@ int asn1JsonEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContaine
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.lightBarSirenInUsePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lightBarSirenInUse\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lightBarSirenInUse", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.closedLanesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"closedLanes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "closedLanes", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"restriction\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "restriction", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimit < 1 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimit\":", 13, (QSUINT64)(*pvalue).speedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimit\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimit", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"incidentIndication\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "incidentIndication", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recommendedPathPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recommendedPath\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "recommendedPath", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.startingPointSpeedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startingPointSpeedLimit\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "startingPointSpeedLimit", 23)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficFlowRulePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficFlowRule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "trafficFlowRule", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_TrafficRule(ctxt, &(*pvalue).trafficFlowRule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referenceDenmsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "referenceDenms", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -728,39 +731,36 @@ int asn1JsonEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicle
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.stationarySincePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationarySince\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "stationarySince", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_StationarySince(ctxt, &(*pvalue).stationarySince)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryCausePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationaryCause\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "stationaryCause", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.carryingDangerousGoodsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"carryingDangerousGoods\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "carryingDangerousGoods", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.numberOfOccupantsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).numberOfOccupants > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"numberOfOccupants\":", 20, (QSUINT64)(*pvalue).numberOfOccupants)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfOccupants\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "numberOfOccupants", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_NumberOfOccupants(ctxt, &(*pvalue).numberOfOccupants)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleIdentificationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleIdentification\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleIdentification", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.energyStorageTypePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"energyStorageType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "energyStorageType", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -774,39 +774,39 @@ int asn1JsonEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || !rtJsonEncMemberInt(ctxt, first, "\"lanePosition\":", 15, (QSINT64)(*pvalue).lanePosition)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lanePosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lanePosition", 12)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).lanePosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.impactReductionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"impactReduction\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "impactReduction", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.externalTemperaturePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || !rtJsonEncMemberInt(ctxt, first, "\"externalTemperature\":", 22, (QSINT64)(*pvalue).externalTemperature)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"externalTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "externalTemperature", 19)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_Temperature(ctxt, &(*pvalue).externalTemperature)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadWorksPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadWorks\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadWorks", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positioningSolutionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positioningSolution\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "positioningSolution", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_PositioningSolutionType(ctxt, &(*pvalue).positioningSolution)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryVehiclePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationaryVehicle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "stationaryVehicle", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -824,9 +824,13 @@ int asn1JsonEnc_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
    int stat;
    if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_Termination_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[2] = {
+         { "\"isCancellation\"", 16 },
+         { "\"isNegation\"", 12 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 1 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }

@@ -5741,7 +5741,7 @@ int asn1PD_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* pvalue
 int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -5756,11 +5756,49 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 7:
+                  if (memcmp(k, "layerID", 7) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  else if (memcmp(k, "layerType", 9) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "roadSegments", 12) == 0) idx = 5;
+                  break;
+               case 13:
+                  if (memcmp(k, "intersections", 13) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "dataParameters", 14) == 0) idx = 6;
+                  break;
+               case 15:
+                  if (memcmp(k, "restrictionList", 15) == 0) idx = 7;
+                  break;
+               case 16:
+                  if (memcmp(k, "msgIssueRevision", 16) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5774,12 +5812,18 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5787,7 +5831,13 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).msgIssueRevision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5795,7 +5845,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5808,12 +5858,18 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.layerIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 100LL, &iv)) (*pvalue).layerID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -5821,7 +5877,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5834,7 +5890,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5847,7 +5903,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5860,7 +5916,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5873,7 +5929,7 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -5893,12 +5949,11 @@ int asn1JsonDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "msgIssueRevision", THIS_FILE, __LINE__);
    return 0;
 }
@@ -5907,8 +5962,8 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -5916,28 +5971,46 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5951,7 +6024,13 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5968,12 +6047,11 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -6001,7 +6079,7 @@ int asn1JsonDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -6014,11 +6092,45 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "rev", 3) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "msgs", 4) == 0) idx = 5;
+                  break;
+               case 6:
+                  if (memcmp(k, "msgCnt", 6) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 2;
+                  break;
+               case 10:
+                  if (memcmp(k, "rtcmHeader", 10) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "anchorPoint", 11) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6032,7 +6144,13 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).msgCnt = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6048,12 +6166,18 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6061,7 +6185,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6074,7 +6198,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6095,7 +6219,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6115,12 +6239,11 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "msgCnt", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "rev", THIS_FILE, __LINE__);
    if (!seen[5]) return rtJsonMissingMember(ctxt, "msgs", THIS_FILE, __LINE__);
@@ -6131,8 +6254,8 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6140,28 +6263,46 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList*
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6175,7 +6316,13 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6192,12 +6339,11 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6206,7 +6352,7 @@ int asn1JsonDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
 int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -6216,11 +6362,36 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "intersections", 13) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6234,12 +6405,18 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6247,7 +6424,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6268,7 +6445,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6288,12 +6465,11 @@ int asn1JsonDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "intersections", THIS_FILE, __LINE__);
    return 0;
 }
@@ -6302,8 +6478,8 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6311,28 +6487,46 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6346,7 +6540,13 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6363,12 +6563,11 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6377,7 +6576,7 @@ int asn1JsonDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
 int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -6389,11 +6588,38 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "second", 6) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "requests", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  else if (memcmp(k, "requestor", 9) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6407,12 +6633,18 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6420,7 +6652,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6428,12 +6666,18 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.sequenceNumberPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6441,7 +6685,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6462,7 +6706,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6482,12 +6726,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
    if (!seen[4]) return rtJsonMissingMember(ctxt, "requestor", THIS_FILE, __LINE__);
    return 0;
@@ -6497,8 +6740,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6506,28 +6749,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6541,7 +6802,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6558,12 +6825,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6572,7 +6838,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -6583,11 +6849,37 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "second", 6) == 0) idx = 1;
+                  else if (memcmp(k, "status", 6) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 0;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6601,12 +6893,18 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).timeStamp = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6614,7 +6912,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6622,12 +6926,18 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.sequenceNumberPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -6643,7 +6953,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6663,12 +6973,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "second", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    return 0;
@@ -6678,8 +6987,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6687,28 +6996,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6722,7 +7049,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6739,12 +7072,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6753,7 +7085,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
 int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -6765,11 +7097,38 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  else if (memcmp(k, "class", 5) == 0) idx = 4;
+                  break;
+               case 8:
+                  if (memcmp(k, "distance", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "confidence", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6791,12 +7150,18 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.speedPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 500LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -6804,7 +7169,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6817,12 +7182,18 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.distancePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).distance = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -6830,12 +7201,18 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.class_Present = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).class_ = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -6843,7 +7220,7 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -6863,12 +7240,11 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
    return 0;
 }
@@ -6877,8 +7253,8 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6886,28 +7262,46 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6921,7 +7315,13 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -6938,12 +7338,11 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -6953,8 +7352,8 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -6962,29 +7361,46 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffsetSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "antOffsetX", 10 },
       { "antOffsetY", 10 },
       { "antOffsetZ", 10 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "antOffsetX", 10) == 0) idx = 0;
+                  else if (memcmp(k, "antOffsetY", 10) == 0) idx = 1;
+                  else if (memcmp(k, "antOffsetZ", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6998,7 +7414,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).antOffsetX = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7006,7 +7428,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -256LL, 255LL, &iv)) (*pvalue).antOffsetY = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7014,7 +7442,13 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).antOffsetZ = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7022,12 +7456,11 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "antOffsetX", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "antOffsetY", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "antOffsetZ", THIS_FILE, __LINE__);
@@ -7037,7 +7470,7 @@ int asn1JsonDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
 int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -7050,11 +7483,39 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "rotateXY", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 10:
+                  if (memcmp(k, "scaleXaxis", 10) == 0) idx = 4;
+                  else if (memcmp(k, "scaleYaxis", 10) == 0) idx = 5;
+                  break;
+               case 11:
+                  if (memcmp(k, "offsetXaxis", 11) == 0) idx = 1;
+                  else if (memcmp(k, "offsetYaxis", 11) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "referenceLaneId", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7068,7 +7529,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).referenceLaneId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7092,12 +7559,18 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.rotateXYPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).rotateXY = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7105,12 +7578,18 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.scaleXaxisPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).scaleXaxis = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -7118,12 +7597,18 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.scaleYaxisPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).scaleYaxis = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -7131,7 +7616,7 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7151,12 +7636,11 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "referenceLaneId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetXaxis", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "offsetYaxis", THIS_FILE, __LINE__);
@@ -7166,14 +7650,31 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
 int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetXaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "small", 5 },
       { "large", 5 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "small", 5) == 0) idx = 0;
+            else if (memcmp(k, "large", 5) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7205,22 +7706,39 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_offsetYaxis* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "small", 5 },
       { "large", 5 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "small", 5) == 0) idx = 0;
+            else if (memcmp(k, "large", 5) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7252,8 +7770,8 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7261,8 +7779,8 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7270,28 +7788,46 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7305,7 +7841,13 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7322,12 +7864,11 @@ int asn1JsonDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -7337,8 +7878,8 @@ int asn1JsonDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7346,29 +7887,47 @@ int asn1JsonDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "lane", 4 },
       { "maneuver", 8 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "lane", 4) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "maneuver", 8) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7382,7 +7941,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).lane = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7390,7 +7955,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7403,12 +7968,11 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lane", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7416,7 +7980,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
 int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[5] = {
       { "connectingLane", 14 },
@@ -7426,11 +7990,39 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
       { "connectionID", 12 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "userClass", 9) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 2;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "connectingLane", 14) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "remoteIntersection", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7452,7 +8044,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7465,12 +8057,18 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.signalGroupPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7478,12 +8076,18 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.userClassPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).userClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7491,12 +8095,18 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.connectionIDPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7504,12 +8114,11 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "connectingLane", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7517,7 +8126,7 @@ int asn1JsonDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
 int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -7529,11 +8138,42 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "waitOnStop", 10) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "queueLength", 11) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "connectionID", 12) == 0) idx = 0;
+                  break;
+               case 16:
+                  if (memcmp(k, "pedBicycleDetect", 16) == 0) idx = 4;
+                  break;
+               case 22:
+                  if (memcmp(k, "availableStorageLength", 22) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7547,7 +8187,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).connectionID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7555,12 +8201,18 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.queueLengthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).queueLength = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7568,12 +8220,18 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.availableStorageLengthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 10000LL, &iv)) (*pvalue).availableStorageLength = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7581,7 +8239,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7594,7 +8252,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7607,7 +8265,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7627,12 +8285,11 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "connectionID", THIS_FILE, __LINE__);
    return 0;
 }
@@ -7641,8 +8298,8 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TS
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -7650,28 +8307,46 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TS
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7685,7 +8360,13 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7702,12 +8383,11 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -7735,7 +8415,7 @@ int asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
 int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -7745,11 +8425,34 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       { "geoidUsed", 9 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "geoidUsed", 9) == 0) idx = 3;
+                  break;
+               case 13:
+                  if (memcmp(k, "processMethod", 13) == 0) idx = 0;
+                  else if (memcmp(k, "processAgency", 13) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "lastCheckedDate", 15) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7763,7 +8466,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7784,7 +8487,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7805,7 +8508,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7826,7 +8529,7 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -7854,19 +8557,18 @@ int asn1JsonDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[7] = {
       { "year", 4 },
@@ -7878,11 +8580,39 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
       { "offset", 6 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "day", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  else if (memcmp(k, "hour", 4) == 0) idx = 3;
+                  break;
+               case 5:
+                  if (memcmp(k, "month", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 4;
+                  else if (memcmp(k, "second", 6) == 0) idx = 5;
+                  else if (memcmp(k, "offset", 6) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7896,12 +8626,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.yearPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).year = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -7909,12 +8645,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.monthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -7922,12 +8664,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.dayPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -7935,12 +8683,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.hourPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).hour = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -7948,12 +8702,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 60LL, &iv)) (*pvalue).minute = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -7961,12 +8721,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -7974,12 +8740,18 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.offsetPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -840LL, 840LL, &iv)) (*pvalue).offset = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -7987,12 +8759,11 @@ int asn1JsonDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8000,8 +8771,8 @@ int asn1JsonDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8009,18 +8780,17 @@ int asn1JsonDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8036,11 +8806,52 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
       { "speedConfidence", 15 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lat", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "long", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 5;
+                  break;
+               case 7:
+                  if (memcmp(k, "utcTime", 7) == 0) idx = 0;
+                  else if (memcmp(k, "heading", 7) == 0) idx = 4;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 3;
+                  break;
+               case 11:
+                  if (memcmp(k, "posAccuracy", 11) == 0) idx = 6;
+                  break;
+               case 13:
+                  if (memcmp(k, "posConfidence", 13) == 0) idx = 8;
+                  break;
+               case 14:
+                  if (memcmp(k, "timeConfidence", 14) == 0) idx = 7;
+                  break;
+               case 15:
+                  if (memcmp(k, "speedConfidence", 15) == 0) idx = 9;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8054,7 +8865,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8067,7 +8878,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).long_ = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -8075,7 +8892,13 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8083,12 +8906,18 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.elevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 61439LL, &iv)) (*pvalue).elevation = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8096,12 +8925,18 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.headingPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).heading = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8109,7 +8944,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8122,7 +8957,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8135,7 +8970,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8148,7 +8983,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8161,7 +8996,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8181,12 +9016,11 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    return 0;
@@ -8195,7 +9029,7 @@ int asn1JsonDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
 int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8211,11 +9045,48 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
       { "regional", 8 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "laneID", 6) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "nodeList", 8) == 0) idx = 6;
+                  else if (memcmp(k, "overlays", 8) == 0) idx = 8;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 9;
+                  break;
+               case 9:
+                  if (memcmp(k, "maneuvers", 9) == 0) idx = 5;
+                  break;
+               case 10:
+                  if (memcmp(k, "connectsTo", 10) == 0) idx = 7;
+                  break;
+               case 14:
+                  if (memcmp(k, "egressApproach", 14) == 0) idx = 3;
+                  else if (memcmp(k, "laneAttributes", 14) == 0) idx = 4;
+                  break;
+               case 15:
+                  if (memcmp(k, "ingressApproach", 15) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8229,7 +9100,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).laneID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8237,7 +9114,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8250,12 +9127,18 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.ingressApproachPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).ingressApproach = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8263,12 +9146,18 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.egressApproachPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).egressApproach = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -8284,7 +9173,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8305,7 +9194,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8318,7 +9207,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8331,7 +9220,7 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8351,12 +9240,11 @@ int asn1JsonDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "laneID", THIS_FILE, __LINE__);
    if (!seen[4]) return rtJsonMissingMember(ctxt, "laneAttributes", THIS_FILE, __LINE__);
    if (!seen[6]) return rtJsonMissingMember(ctxt, "nodeList", THIS_FILE, __LINE__);
@@ -8367,8 +9255,8 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8376,28 +9264,46 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8411,7 +9317,13 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8428,12 +9340,11 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -8461,15 +9372,37 @@ int asn1JsonDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
 int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionAccessPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "lane", 4 },
       { "approach", 8 },
       { "connection", 10 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 3);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 4:
+            if (memcmp(k, "lane", 4) == 0) idx = 0;
+            break;
+         case 8:
+            if (memcmp(k, "approach", 8) == 0) idx = 1;
+            break;
+         case 10:
+            if (memcmp(k, "connection", 10) == 0) idx = 2;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8511,15 +9444,15 @@ int asn1JsonDec_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -8534,11 +9467,47 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 7:
+                  if (memcmp(k, "laneSet", 7) == 0) idx = 6;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "refPoint", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "laneWidth", 9) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+                  break;
+               case 19:
+                  if (memcmp(k, "preemptPriorityData", 19) == 0) idx = 7;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8552,7 +9521,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8573,7 +9542,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8589,12 +9564,18 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8602,7 +9583,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8623,7 +9604,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8636,7 +9617,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8656,12 +9637,11 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
@@ -8673,8 +9653,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8682,28 +9662,46 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8717,7 +9715,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8734,12 +9738,11 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -8749,8 +9752,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -8758,29 +9761,47 @@ int asn1JsonDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList*
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "region", 6 },
       { "id", 2 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "region", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8794,12 +9815,18 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.regionPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).region = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -8807,7 +9834,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).id = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -8815,12 +9848,11 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -8828,7 +9860,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[10] = {
@@ -8844,11 +9876,50 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
       { "regional", 8 },
    };
    QSOCTET seen[10] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 10);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 3:
+                  if (memcmp(k, "moy", 3) == 0) idx = 4;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 6:
+                  if (memcmp(k, "status", 6) == 0) idx = 3;
+                  else if (memcmp(k, "states", 6) == 0) idx = 7;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 9;
+                  break;
+               case 9:
+                  if (memcmp(k, "timeStamp", 9) == 0) idx = 5;
+                  break;
+               case 12:
+                  if (memcmp(k, "enabledLanes", 12) == 0) idx = 6;
+                  break;
+               case 18:
+                  if (memcmp(k, "maneuverAssistList", 18) == 0) idx = 8;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 10);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8862,7 +9933,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8883,7 +9954,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -8899,12 +9976,18 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.moyPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).moy = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -8912,12 +9995,18 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.timeStampPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).timeStamp = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -8925,7 +10014,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8946,7 +10035,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8959,7 +10048,7 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[9] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -8979,12 +10068,11 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
@@ -8996,8 +10084,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9005,28 +10093,46 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_IntersectionState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9040,7 +10146,13 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9057,12 +10169,11 @@ int asn1JsonDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9091,8 +10202,8 @@ int asn1JsonDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9100,18 +10211,17 @@ int asn1JsonDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "directionalUse", 14 },
@@ -9120,11 +10230,34 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "laneType", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "sharedWith", 10) == 0) idx = 1;
+                  break;
+               case 14:
+                  if (memcmp(k, "directionalUse", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9162,7 +10295,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9175,12 +10308,11 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "directionalUse", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sharedWith", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "laneType", THIS_FILE, __LINE__);
@@ -9190,17 +10322,36 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
 int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9214,7 +10365,13 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9231,12 +10388,11 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9264,7 +10420,7 @@ int asn1JsonDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[7] = {
       { "pathEndPointAngle", 17 },
       { "laneCrownPointCenter", 20 },
@@ -9275,8 +10431,42 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 7);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "regional", 8) == 0) idx = 6;
+            break;
+         case 9:
+            if (memcmp(k, "laneAngle", 9) == 0) idx = 4;
+            break;
+         case 11:
+            if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+            break;
+         case 17:
+            if (memcmp(k, "pathEndPointAngle", 17) == 0) idx = 0;
+            break;
+         case 18:
+            if (memcmp(k, "laneCrownPointLeft", 18) == 0) idx = 2;
+            break;
+         case 19:
+            if (memcmp(k, "laneCrownPointRight", 19) == 0) idx = 3;
+            break;
+         case 20:
+            if (memcmp(k, "laneCrownPointCenter", 20) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 7);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9354,8 +10544,8 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9363,8 +10553,8 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfLis
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9372,28 +10562,46 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfLis
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9407,7 +10615,13 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9424,12 +10638,11 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -9439,8 +10652,8 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9448,11 +10661,10 @@ int asn1JsonDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9460,8 +10672,8 @@ int asn1JsonDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9469,11 +10681,10 @@ int asn1JsonDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9488,7 +10699,7 @@ int asn1JsonDec_ETSI_DSRC_LaneSharing(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneSharing*
 int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAttributes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[8] = {
       { "vehicle", 7 },
       { "crosswalk", 9 },
@@ -9500,8 +10711,39 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       { "parking", 7 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 8);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 6:
+            if (memcmp(k, "median", 6) == 0) idx = 4;
+            break;
+         case 7:
+            if (memcmp(k, "vehicle", 7) == 0) idx = 0;
+            else if (memcmp(k, "parking", 7) == 0) idx = 7;
+            break;
+         case 8:
+            if (memcmp(k, "bikeLane", 8) == 0) idx = 2;
+            else if (memcmp(k, "sidewalk", 8) == 0) idx = 3;
+            else if (memcmp(k, "striping", 8) == 0) idx = 5;
+            break;
+         case 9:
+            if (memcmp(k, "crosswalk", 9) == 0) idx = 1;
+            break;
+         case 14:
+            if (memcmp(k, "trackedVehicle", 14) == 0) idx = 6;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9588,8 +10830,8 @@ int asn1JsonDec_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9597,8 +10839,8 @@ int asn1JsonDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9606,18 +10848,17 @@ int asn1JsonDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -9627,11 +10868,34 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "timing", 6) == 0) idx = 1;
+                  else if (memcmp(k, "speeds", 6) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 10:
+                  if (memcmp(k, "eventState", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9653,7 +10917,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9666,7 +10930,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9679,7 +10943,7 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9699,12 +10963,11 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "eventState", THIS_FILE, __LINE__);
    return 0;
 }
@@ -9713,8 +10976,8 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9722,28 +10985,46 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9757,7 +11038,13 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -9774,12 +11061,11 @@ int asn1JsonDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -9808,8 +11094,8 @@ int asn1JsonDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9817,11 +11103,10 @@ int asn1JsonDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9829,8 +11114,8 @@ int asn1JsonDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9838,18 +11123,17 @@ int asn1JsonDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -9860,11 +11144,39 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "signalGroup", 11) == 0) idx = 1;
+                  break;
+               case 12:
+                  if (memcmp(k, "movementName", 12) == 0) idx = 0;
+                  break;
+               case 16:
+                  if (memcmp(k, "state-time-speed", 16) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "maneuverAssistList", 18) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9878,7 +11190,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9891,7 +11203,13 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).signalGroup = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -9907,7 +11225,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9920,7 +11238,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -9940,12 +11258,11 @@ int asn1JsonDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "signalGroup", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "state-time-speed", THIS_FILE, __LINE__);
    return 0;
@@ -9955,8 +11272,8 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -9964,28 +11281,46 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9999,7 +11334,13 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10016,12 +11357,11 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -10030,7 +11370,7 @@ int asn1JsonDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
 int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[7] = {
@@ -10043,11 +11383,43 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
       { "regional", 8 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "data", 4) == 0) idx = 3;
+                  break;
+               case 6:
+                  if (memcmp(k, "dWidth", 6) == 0) idx = 4;
+                  break;
+               case 7:
+                  if (memcmp(k, "enabled", 7) == 0) idx = 2;
+                  break;
+               case 8:
+                  if (memcmp(k, "disabled", 8) == 0) idx = 1;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 6;
+                  break;
+               case 9:
+                  if (memcmp(k, "localNode", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "dElevation", 10) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10061,7 +11433,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10074,7 +11446,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10087,7 +11459,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10100,7 +11472,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10113,12 +11485,18 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.dWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).dWidth = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -10126,12 +11504,18 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.dElevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).dElevation = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -10139,7 +11523,7 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10159,12 +11543,11 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10172,8 +11555,8 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfLi
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10181,28 +11564,46 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfLi
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10216,7 +11617,13 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10233,12 +11640,11 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -10267,16 +11673,61 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12);
-      if (idx < 0 || ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value > 11) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "reserved", 8) == 0) fv = 0;
+            else if (memcmp(s, "stopLine", 8) == 0) fv = 1;
+            break;
+         case 10:
+            if (memcmp(s, "mergePoint", 10) == 0) fv = 4;
+            else if (memcmp(s, "safeIsland", 10) == 0) fv = 9;
+            break;
+         case 12:
+            if (memcmp(s, "divergePoint", 12) == 0) fv = 5;
+            break;
+         case 14:
+            if (memcmp(s, "hydrantPresent", 14) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "closedToTraffic", 15) == 0) fv = 8;
+            break;
+         case 16:
+            if (memcmp(s, "roundedCapStyleA", 16) == 0) fv = 2;
+            else if (memcmp(s, "roundedCapStyleB", 16) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "downstreamStopLine", 18) == 0) fv = 6;
+            break;
+         case 19:
+            if (memcmp(s, "downstreamStartNode", 19) == 0) fv = 7;
+            break;
+         case 20:
+            if (memcmp(s, "curbPresentAtStepOff", 20) == 0) fv = 10;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12);
+         if (idx < 0 || ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value > 11) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -10285,8 +11736,8 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10294,28 +11745,44 @@ int asn1JsonDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "lon", 3 },
       { "lat", 3 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lon", 3) == 0) idx = 0;
+                  else if (memcmp(k, "lat", 3) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10329,7 +11796,13 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).lon = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10337,7 +11810,13 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10345,12 +11824,11 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lon", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    return 0;
@@ -10359,17 +11837,34 @@ int asn1JsonDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
 int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10383,7 +11878,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10391,7 +11892,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -512LL, 511LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10399,12 +11906,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10413,17 +11919,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10437,7 +11960,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1024LL, 1023LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10445,7 +11974,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1024LL, 1023LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10453,12 +11988,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10467,17 +12001,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10491,7 +12042,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10499,7 +12056,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -2048LL, 2047LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10507,12 +12070,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10521,17 +12083,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10545,7 +12124,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 4095LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10553,7 +12138,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 4095LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10561,12 +12152,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10575,17 +12165,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10599,7 +12206,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -8192LL, 8191LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10607,7 +12220,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -8192LL, 8191LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10615,12 +12234,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10629,17 +12247,34 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
 int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "x", 1 },
       { "y", 1 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 1:
+                  if (memcmp(k, "x", 1) == 0) idx = 0;
+                  else if (memcmp(k, "y", 1) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10653,7 +12288,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32768LL, 32767LL, &iv)) (*pvalue).x = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10661,7 +12302,13 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32768LL, 32767LL, &iv)) (*pvalue).y = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -10669,12 +12316,11 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "x", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "y", THIS_FILE, __LINE__);
    return 0;
@@ -10683,14 +12329,33 @@ int asn1JsonDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
 int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "nodes", 5 },
       { "computed", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 5:
+            if (memcmp(k, "nodes", 5) == 0) idx = 0;
+            break;
+         case 8:
+            if (memcmp(k, "computed", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10723,15 +12388,15 @@ int asn1JsonDec_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[8] = {
       { "node-XY1", 8 },
       { "node-XY2", 8 },
@@ -10743,8 +12408,33 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 8);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "node-XY1", 8) == 0) idx = 0;
+            else if (memcmp(k, "node-XY2", 8) == 0) idx = 1;
+            else if (memcmp(k, "node-XY3", 8) == 0) idx = 2;
+            else if (memcmp(k, "node-XY4", 8) == 0) idx = 3;
+            else if (memcmp(k, "node-XY5", 8) == 0) idx = 4;
+            else if (memcmp(k, "node-XY6", 8) == 0) idx = 5;
+            else if (memcmp(k, "regional", 8) == 0) idx = 7;
+            break;
+         case 11:
+            if (memcmp(k, "node-LatLon", 11) == 0) idx = 6;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 8);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10830,25 +12520,44 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetPointXY_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10862,7 +12571,13 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -10879,12 +12594,11 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -10893,7 +12607,7 @@ int asn1JsonDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
 int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -10901,11 +12615,30 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
       { "attributes", 10 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "delta", 5) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "attributes", 10) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10927,7 +12660,7 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -10947,12 +12680,11 @@ int asn1JsonDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "delta", THIS_FILE, __LINE__);
    return 0;
 }
@@ -10961,8 +12693,8 @@ int asn1JsonDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10970,11 +12702,10 @@ int asn1JsonDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10982,8 +12713,8 @@ int asn1JsonDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -10991,29 +12722,48 @@ int asn1JsonDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionalAccuracy* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "semiMajor", 9 },
       { "semiMinor", 9 },
       { "orientation", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "semiMajor", 9) == 0) idx = 0;
+                  else if (memcmp(k, "semiMinor", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "orientation", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11027,7 +12777,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).semiMajor = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11035,7 +12791,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).semiMinor = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -11043,7 +12805,13 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).orientation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11051,12 +12819,11 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "semiMajor", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "semiMinor", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "orientation", THIS_FILE, __LINE__);
@@ -11066,17 +12833,36 @@ int asn1JsonDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
 int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidenceSet* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "pos", 3 },
       { "elevation", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "pos", 3) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11106,12 +12892,11 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "pos", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "elevation", THIS_FILE, __LINE__);
    return 0;
@@ -11120,7 +12905,7 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
 int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -11130,11 +12915,36 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "lat", 3) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "long", 4) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "elevation", 9) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11148,7 +12958,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).lat = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11156,7 +12972,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).long_ = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -11164,12 +12986,18 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.elevationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -4096LL, 61439LL, &iv)) (*pvalue).elevation = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -11177,7 +13005,7 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11197,12 +13025,11 @@ int asn1JsonDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lat", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "long", THIS_FILE, __LINE__);
    return 0;
@@ -11212,8 +13039,8 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11221,28 +13048,46 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11256,7 +13101,13 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11273,12 +13124,11 @@ int asn1JsonDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -11307,8 +13157,8 @@ int asn1JsonDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pval
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11316,28 +13166,46 @@ int asn1JsonDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pval
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RegulatorySpeedLimit* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "type", 4 },
       { "speed", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11359,7 +13227,13 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 8191LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -11367,12 +13241,11 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "type", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    return 0;
@@ -11381,7 +13254,7 @@ int asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
 int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[9] = {
@@ -11396,11 +13269,47 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
       { "regional", 8 },
    };
    QSOCTET seen[9] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 9);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "type", 4) == 0) idx = 1;
+                  else if (memcmp(k, "name", 4) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "position", 8) == 0) idx = 2;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 8;
+                  break;
+               case 9:
+                  if (memcmp(k, "routeName", 9) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "transitStatus", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "transitSchedule", 15) == 0) idx = 7;
+                  break;
+               case 16:
+                  if (memcmp(k, "transitOccupancy", 16) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 9);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11422,7 +13331,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11435,7 +13344,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11448,7 +13357,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11461,7 +13370,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11474,7 +13383,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11487,7 +13396,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11500,12 +13409,18 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.transitSchedulePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -122LL, 121LL, &iv)) (*pvalue).transitSchedule = (QSINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -11513,7 +13428,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[8] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11533,12 +13448,11 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11547,8 +13461,8 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11556,28 +13470,46 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorDescription_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11591,7 +13523,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11608,12 +13546,11 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -11641,7 +13578,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorPositionVector* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -11650,11 +13587,33 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       { "speed", 5 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 2;
+                  break;
+               case 7:
+                  if (memcmp(k, "heading", 7) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "position", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11676,12 +13635,18 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.headingPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 28800LL, &iv)) (*pvalue).heading = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -11689,7 +13654,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11709,12 +13674,11 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "position", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11722,7 +13686,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -11734,11 +13698,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "role", 4) == 0) idx = 0;
+                  break;
+               case 7:
+                  if (memcmp(k, "subrole", 7) == 0) idx = 1;
+                  else if (memcmp(k, "request", 7) == 0) idx = 2;
+                  else if (memcmp(k, "iso3883", 7) == 0) idx = 3;
+                  break;
+               case 8:
+                  if (memcmp(k, "hpmsType", 8) == 0) idx = 4;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11760,7 +13749,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11773,7 +13762,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11786,12 +13775,18 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.iso3883Present = 1;
-            if ((stat = asn1JsonDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).iso3883 = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -11799,7 +13794,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11812,7 +13807,7 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -11832,12 +13827,11 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "role", THIS_FILE, __LINE__);
    return 0;
 }
@@ -11845,17 +13839,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
 int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType_regional* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11869,7 +13882,13 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11886,12 +13905,11 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -11900,17 +13918,36 @@ int asn1JsonDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionClassAssignment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "id", 2 },
       { "users", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "users", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11924,7 +13961,13 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).id = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -11940,12 +13983,11 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "users", THIS_FILE, __LINE__);
    return 0;
@@ -11955,8 +13997,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -11964,25 +14006,43 @@ int asn1JsonDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "basicType", 9 },
       { "regional", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "regional", 8) == 0) idx = 1;
+            break;
+         case 9:
+            if (memcmp(k, "basicType", 9) == 0) idx = 0;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12015,8 +14075,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12024,8 +14084,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12033,28 +14093,46 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12068,7 +14146,13 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12085,12 +14169,11 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -12119,8 +14202,8 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12128,11 +14211,10 @@ int asn1JsonDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* 
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12140,8 +14222,8 @@ int asn1JsonDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12149,29 +14231,47 @@ int asn1JsonDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegmentReferenceID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "region", 6 },
       { "id", 2 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "region", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12185,12 +14285,18 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.regionPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).region = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12198,7 +14304,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).id = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -12206,12 +14318,11 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    return 0;
 }
@@ -12219,7 +14330,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[8] = {
@@ -12233,11 +14344,42 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
       { "regional", 8 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 4:
+                  if (memcmp(k, "name", 4) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "revision", 8) == 0) idx = 2;
+                  else if (memcmp(k, "refPoint", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 7;
+                  break;
+               case 9:
+                  if (memcmp(k, "laneWidth", 9) == 0) idx = 4;
+                  break;
+               case 11:
+                  if (memcmp(k, "speedLimits", 11) == 0) idx = 5;
+                  else if (memcmp(k, "roadLaneSet", 11) == 0) idx = 6;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12251,7 +14393,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12272,7 +14414,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).revision = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -12288,12 +14436,18 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.laneWidthPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).laneWidth = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -12301,7 +14455,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12322,7 +14476,7 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12342,12 +14496,11 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "revision", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "refPoint", THIS_FILE, __LINE__);
@@ -12359,8 +14512,8 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12368,28 +14521,46 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pva
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12403,7 +14574,13 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12420,12 +14597,11 @@ int asn1JsonDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12435,8 +14611,8 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12444,28 +14620,46 @@ int asn1JsonDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "status", 6 },
       { "offsetSet", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "status", 6) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "offsetSet", 9) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12495,12 +14689,11 @@ int asn1JsonDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "offsetSet", THIS_FILE, __LINE__);
    return 0;
@@ -12510,8 +14703,8 @@ int asn1JsonDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12519,11 +14712,10 @@ int asn1JsonDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12531,8 +14723,8 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12540,28 +14732,43 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[1] = {
       { "zone", 4 },
    };
    QSOCTET seen[1] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 1);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "zone", 4) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 1);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12590,12 +14797,11 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "zone", THIS_FILE, __LINE__);
    return 0;
 }
@@ -12603,17 +14809,36 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
 int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalControlZone_zone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12627,7 +14852,13 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12644,12 +14875,11 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12658,7 +14888,7 @@ int asn1JsonDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
 int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequesterInfo* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -12669,11 +14899,39 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "typeData", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "role", 4) == 0) idx = 3;
+                  break;
+               case 7:
+                  if (memcmp(k, "request", 7) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "typeData", 8) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12695,7 +14953,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).request = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -12703,7 +14967,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -12711,7 +14981,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12724,7 +14994,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12744,12 +15014,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
@@ -12759,7 +15028,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
 int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -12771,11 +15040,40 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
       { "regional", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "requestID", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "requestType", 11) == 0) idx = 2;
+                  else if (memcmp(k, "inBoundLane", 11) == 0) idx = 3;
+                  break;
+               case 12:
+                  if (memcmp(k, "outBoundLane", 12) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12797,7 +15095,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).requestID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -12821,7 +15125,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12834,7 +15138,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -12854,12 +15158,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "requestID", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "requestType", THIS_FILE, __LINE__);
@@ -12871,8 +15174,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12880,28 +15183,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12915,7 +15236,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -12932,12 +15259,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -12947,8 +15273,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -12956,18 +15282,17 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[5] = {
@@ -12978,11 +15303,35 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
       { "regional", 8 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 1;
+                  else if (memcmp(k, "second", 6) == 0) idx = 2;
+                  break;
+               case 7:
+                  if (memcmp(k, "request", 7) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "duration", 8) == 0) idx = 3;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13004,12 +15353,18 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).minute = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -13017,12 +15372,18 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -13030,12 +15391,18 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.durationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).duration = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -13043,7 +15410,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13063,12 +15430,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "request", THIS_FILE, __LINE__);
    return 0;
 }
@@ -13077,8 +15443,8 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOf
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13086,28 +15452,46 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOf
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13121,7 +15505,13 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13138,12 +15528,11 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -13152,7 +15541,7 @@ int asn1JsonDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
 int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[4] = {
@@ -13162,11 +15551,36 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
       { "regional", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 2:
+                  if (memcmp(k, "id", 2) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "regional", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "sigStatus", 9) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13180,7 +15594,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).sequenceNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13204,7 +15624,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13224,12 +15644,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "id", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sigStatus", THIS_FILE, __LINE__);
@@ -13240,8 +15659,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13249,28 +15668,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13284,7 +15721,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13301,12 +15744,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    return 0;
@@ -13316,8 +15758,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13325,11 +15767,10 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13337,8 +15778,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* 
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13346,18 +15787,17 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* 
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[8] = {
@@ -13371,11 +15811,40 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
       { "regional", 8 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "minute", 6) == 0) idx = 3;
+                  else if (memcmp(k, "second", 6) == 0) idx = 4;
+                  else if (memcmp(k, "status", 6) == 0) idx = 6;
+                  break;
+               case 8:
+                  if (memcmp(k, "duration", 8) == 0) idx = 5;
+                  else if (memcmp(k, "regional", 8) == 0) idx = 7;
+                  break;
+               case 9:
+                  if (memcmp(k, "requester", 9) == 0) idx = 0;
+                  else if (memcmp(k, "inboundOn", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "outboundOn", 10) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13389,7 +15858,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13410,7 +15879,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13423,12 +15892,18 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.minutePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 527040LL, &iv)) (*pvalue).minute = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -13436,12 +15911,18 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.secondPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).second = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -13449,12 +15930,18 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.durationPresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).duration = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -13470,7 +15957,7 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -13490,12 +15977,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "inboundOn", THIS_FILE, __LINE__);
    if (!seen[6]) return rtJsonMissingMember(ctxt, "status", THIS_FILE, __LINE__);
    return 0;
@@ -13505,8 +15991,8 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfL
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13514,28 +16000,46 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfL
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "regionId", 8 },
       { "regExtValue", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "regionId", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "regExtValue", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13549,7 +16053,13 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).regionId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13566,12 +16076,11 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "regionId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "regExtValue", THIS_FILE, __LINE__);
    switch ((*pvalue).regionId) {
@@ -13599,18 +16108,40 @@ int asn1JsonDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
 int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedandHeadingandThrottleConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "heading", 7 },
       { "speed", 5 },
       { "throttle", 8 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               case 7:
+                  if (memcmp(k, "heading", 7) == 0) idx = 0;
+                  break;
+               case 8:
+                  if (memcmp(k, "throttle", 8) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13648,12 +16179,11 @@ int asn1JsonDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "heading", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "throttle", THIS_FILE, __LINE__);
@@ -13664,8 +16194,8 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -13673,11 +16203,10 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13685,16 +16214,62 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value > 12) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 13:
+            if (memcmp(s, "truckMinSpeed", 13) == 0) fv = 7;
+            else if (memcmp(s, "truckMaxSpeed", 13) == 0) fv = 8;
+            break;
+         case 15:
+            if (memcmp(s, "vehicleMinSpeed", 15) == 0) fv = 4;
+            else if (memcmp(s, "vehicleMaxSpeed", 15) == 0) fv = 5;
+            break;
+         case 18:
+            if (memcmp(s, "truckNightMaxSpeed", 18) == 0) fv = 9;
+            break;
+         case 20:
+            if (memcmp(s, "maxSpeedInSchoolZone", 20) == 0) fv = 1;
+            else if (memcmp(s, "vehicleNightMaxSpeed", 20) == 0) fv = 6;
+            break;
+         case 26:
+            if (memcmp(s, "maxSpeedInConstructionZone", 26) == 0) fv = 3;
+            break;
+         case 28:
+            if (memcmp(s, "vehiclesWithTrailersMinSpeed", 28) == 0) fv = 10;
+            else if (memcmp(s, "vehiclesWithTrailersMaxSpeed", 28) == 0) fv = 11;
+            break;
+         case 33:
+            if (memcmp(s, "vehiclesWithTrailersNightMaxSpeed", 33) == 0) fv = 12;
+            break;
+         case 42:
+            if (memcmp(s, "maxSpeedInSchoolZoneWhenChildrenArePresent", 42) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value > 12) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -13702,7 +16277,7 @@ int asn1JsonDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
 int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "startTime", 9 },
@@ -13713,11 +16288,36 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
       { "nextTime", 8 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "nextTime", 8) == 0) idx = 5;
+                  break;
+               case 9:
+                  if (memcmp(k, "startTime", 9) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "minEndTime", 10) == 0) idx = 1;
+                  else if (memcmp(k, "maxEndTime", 10) == 0) idx = 2;
+                  else if (memcmp(k, "likelyTime", 10) == 0) idx = 3;
+                  else if (memcmp(k, "confidence", 10) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13731,12 +16331,18 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.startTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).startTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -13744,7 +16350,13 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).minEndTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -13752,12 +16364,18 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.maxEndTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).maxEndTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -13765,12 +16383,18 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.likelyTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).likelyTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -13778,12 +16402,18 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.confidencePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 15LL, &iv)) (*pvalue).confidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -13791,12 +16421,18 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.nextTimePresent = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 36001LL, &iv)) (*pvalue).nextTime = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -13804,12 +16440,11 @@ int asn1JsonDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "minEndTime", THIS_FILE, __LINE__);
    return 0;
 }
@@ -13829,17 +16464,36 @@ int asn1JsonDec_ETSI_DSRC_TimeMark(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeMark* pvalu
 int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionAndSpeed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "transmisson", 11 },
       { "speed", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "speed", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "transmisson", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13861,7 +16515,13 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 8191LL, &iv)) (*pvalue).speed = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -13869,12 +16529,11 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "transmisson", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speed", THIS_FILE, __LINE__);
    return 0;
@@ -13883,14 +16542,33 @@ int asn1JsonDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
 int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "entityID", 8 },
       { "stationID", 9 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "entityID", 8) == 0) idx = 0;
+            break;
+         case 9:
+            if (memcmp(k, "stationID", 9) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -13922,8 +16600,8 @@ int asn1JsonDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -13931,16 +16609,43 @@ int asn1JsonDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Adviso
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 7:
+            if (memcmp(s, "transit", 7) == 0) fv = 3;
+            break;
+         case 8:
+            if (memcmp(s, "ecoDrive", 8) == 0) fv = 2;
+            break;
+         case 9:
+            if (memcmp(s, "greenwave", 9) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -13981,16 +16686,78 @@ int asn1JsonDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVe
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23);
-      if (idx < 0 || ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value > 22) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "dot", 3) == 0) fv = 15;
+            break;
+         case 4:
+            if (memcmp(s, "fire", 4) == 0) fv = 13;
+            break;
+         case 5:
+            if (memcmp(s, "truck", 5) == 0) fv = 9;
+            break;
+         case 6:
+            if (memcmp(s, "police", 6) == 0) fv = 12;
+            break;
+         case 7:
+            if (memcmp(s, "transit", 7) == 0) fv = 16;
+            else if (memcmp(s, "stopNgo", 7) == 0) fv = 18;
+            else if (memcmp(s, "cyclist", 7) == 0) fv = 19;
+            break;
+         case 8:
+            if (memcmp(s, "roadWork", 8) == 0) fv = 4;
+            else if (memcmp(s, "military", 8) == 0) fv = 22;
+            break;
+         case 9:
+            if (memcmp(s, "emergency", 9) == 0) fv = 6;
+            else if (memcmp(s, "safetyCar", 9) == 0) fv = 7;
+            else if (memcmp(s, "ambulance", 9) == 0) fv = 14;
+            break;
+         case 10:
+            if (memcmp(s, "roadRescue", 10) == 0) fv = 5;
+            else if (memcmp(s, "motorcycle", 10) == 0) fv = 10;
+            else if (memcmp(s, "slowMoving", 10) == 0) fv = 17;
+            else if (memcmp(s, "pedestrian", 10) == 0) fv = 20;
+            break;
+         case 12:
+            if (memcmp(s, "basicVehicle", 12) == 0) fv = 0;
+            else if (memcmp(s, "none-unknown", 12) == 0) fv = 8;
+            else if (memcmp(s, "nonMotorized", 12) == 0) fv = 21;
+            break;
+         case 14:
+            if (memcmp(s, "dangerousGoods", 14) == 0) fv = 3;
+            else if (memcmp(s, "roadSideSource", 14) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "publicTransport", 15) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "specialTransport", 16) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23);
+         if (idx < 0 || ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value > 22) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14165,16 +16932,49 @@ int asn1JsonDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elev
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            else if (memcmp(s, "elev-500-00", 11) == 0) fv = 1;
+            else if (memcmp(s, "elev-200-00", 11) == 0) fv = 2;
+            else if (memcmp(s, "elev-100-00", 11) == 0) fv = 3;
+            else if (memcmp(s, "elev-050-00", 11) == 0) fv = 4;
+            else if (memcmp(s, "elev-020-00", 11) == 0) fv = 5;
+            else if (memcmp(s, "elev-010-00", 11) == 0) fv = 6;
+            else if (memcmp(s, "elev-005-00", 11) == 0) fv = 7;
+            else if (memcmp(s, "elev-002-00", 11) == 0) fv = 8;
+            else if (memcmp(s, "elev-001-00", 11) == 0) fv = 9;
+            else if (memcmp(s, "elev-000-50", 11) == 0) fv = 10;
+            else if (memcmp(s, "elev-000-20", 11) == 0) fv = 11;
+            else if (memcmp(s, "elev-000-10", 11) == 0) fv = 12;
+            else if (memcmp(s, "elev-000-05", 11) == 0) fv = 13;
+            else if (memcmp(s, "elev-000-02", 11) == 0) fv = 14;
+            else if (memcmp(s, "elev-000-01", 11) == 0) fv = 15;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14203,16 +17003,47 @@ int asn1JsonDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Headin
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "prec10deg", 9) == 0) fv = 1;
+            else if (memcmp(s, "prec05deg", 9) == 0) fv = 2;
+            else if (memcmp(s, "prec01deg", 9) == 0) fv = 3;
+            break;
+         case 10:
+            if (memcmp(s, "prec0-1deg", 10) == 0) fv = 4;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            else if (memcmp(s, "prec0-05deg", 11) == 0) fv = 5;
+            else if (memcmp(s, "prec0-01deg", 11) == 0) fv = 6;
+            break;
+         case 13:
+            if (memcmp(s, "prec0-0125deg", 13) == 0) fv = 7;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14345,16 +17176,53 @@ int asn1JsonDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pva
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "curveData", 9) == 0) fv = 4;
+            break;
+         case 12:
+            if (memcmp(s, "mixedContent", 12) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "generalMapData", 14) == 0) fv = 2;
+            else if (memcmp(s, "sharedLaneData", 14) == 0) fv = 7;
+            break;
+         case 15:
+            if (memcmp(s, "parkingAreaData", 15) == 0) fv = 6;
+            break;
+         case 16:
+            if (memcmp(s, "intersectionData", 16) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "roadwaySectionData", 18) == 0) fv = 5;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_LayerType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14399,16 +17267,59 @@ int asn1JsonDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Movem
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10);
-      if (idx < 0 || ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value > 9) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "dark", 4) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "pre-Movement", 12) == 0) fv = 4;
+            break;
+         case 15:
+            if (memcmp(s, "stop-And-Remain", 15) == 0) fv = 3;
+            break;
+         case 17:
+            if (memcmp(s, "stop-Then-Proceed", 17) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "protected-clearance", 19) == 0) fv = 8;
+            break;
+         case 20:
+            if (memcmp(s, "permissive-clearance", 20) == 0) fv = 7;
+            break;
+         case 26:
+            if (memcmp(s, "protected-Movement-Allowed", 26) == 0) fv = 6;
+            break;
+         case 27:
+            if (memcmp(s, "permissive-Movement-Allowed", 27) == 0) fv = 5;
+            else if (memcmp(s, "caution-Conflicting-Traffic", 27) == 0) fv = 9;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10);
+         if (idx < 0 || ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value > 9) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14515,16 +17426,55 @@ int asn1JsonDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "a5m", 3) == 0) fv = 7;
+            else if (memcmp(s, "a2m", 3) == 0) fv = 8;
+            else if (memcmp(s, "a1m", 3) == 0) fv = 9;
+            break;
+         case 4:
+            if (memcmp(s, "a50m", 4) == 0) fv = 4;
+            else if (memcmp(s, "a20m", 4) == 0) fv = 5;
+            else if (memcmp(s, "a10m", 4) == 0) fv = 6;
+            else if (memcmp(s, "a5cm", 4) == 0) fv = 13;
+            else if (memcmp(s, "a2cm", 4) == 0) fv = 14;
+            else if (memcmp(s, "a1cm", 4) == 0) fv = 15;
+            break;
+         case 5:
+            if (memcmp(s, "a500m", 5) == 0) fv = 1;
+            else if (memcmp(s, "a200m", 5) == 0) fv = 2;
+            else if (memcmp(s, "a100m", 5) == 0) fv = 3;
+            else if (memcmp(s, "a50cm", 5) == 0) fv = 10;
+            else if (memcmp(s, "a20cm", 5) == 0) fv = 11;
+            else if (memcmp(s, "a10cm", 5) == 0) fv = 12;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14533,16 +17483,53 @@ int asn1JsonDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            else if (memcmp(s, "granted", 7) == 0) fv = 4;
+            break;
+         case 8:
+            if (memcmp(s, "rejected", 8) == 0) fv = 5;
+            break;
+         case 9:
+            if (memcmp(s, "requested", 9) == 0) fv = 1;
+            break;
+         case 10:
+            if (memcmp(s, "processing", 10) == 0) fv = 2;
+            break;
+         case 11:
+            if (memcmp(s, "maxPresence", 11) == 0) fv = 6;
+            break;
+         case 15:
+            if (memcmp(s, "reserviceLocked", 15) == 0) fv = 7;
+            break;
+         case 17:
+            if (memcmp(s, "watchOtherTraffic", 17) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14551,16 +17538,43 @@ int asn1JsonDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Prio
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "priorityRequest", 15) == 0) fv = 1;
+            break;
+         case 20:
+            if (memcmp(s, "priorityCancellation", 20) == 0) fv = 3;
+            break;
+         case 21:
+            if (memcmp(s, "priorityRequestUpdate", 21) == 0) fv = 2;
+            break;
+         case 27:
+            if (memcmp(s, "priorityRequestTypeReserved", 27) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14583,16 +17597,55 @@ int asn1JsonDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 23:
+            if (memcmp(s, "requestImportanceLevel1", 23) == 0) fv = 1;
+            else if (memcmp(s, "requestImportanceLevel2", 23) == 0) fv = 2;
+            else if (memcmp(s, "requestImportanceLevel3", 23) == 0) fv = 3;
+            else if (memcmp(s, "requestImportanceLevel4", 23) == 0) fv = 4;
+            else if (memcmp(s, "requestImportanceLevel5", 23) == 0) fv = 5;
+            else if (memcmp(s, "requestImportanceLevel6", 23) == 0) fv = 6;
+            else if (memcmp(s, "requestImportanceLevel7", 23) == 0) fv = 7;
+            else if (memcmp(s, "requestImportanceLevel8", 23) == 0) fv = 8;
+            else if (memcmp(s, "requestImportanceLevel9", 23) == 0) fv = 9;
+            break;
+         case 24:
+            if (memcmp(s, "requestImportanceLevel10", 24) == 0) fv = 10;
+            else if (memcmp(s, "requestImportanceLevel11", 24) == 0) fv = 11;
+            else if (memcmp(s, "requestImportanceLevel12", 24) == 0) fv = 12;
+            else if (memcmp(s, "requestImportanceLevel13", 24) == 0) fv = 13;
+            else if (memcmp(s, "requestImportanceLevel14", 24) == 0) fv = 14;
+            break;
+         case 25:
+            if (memcmp(s, "requestImportanceReserved", 25) == 0) fv = 15;
+            break;
+         case 29:
+            if (memcmp(s, "requestImportanceLevelUnKnown", 29) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14601,16 +17654,55 @@ int asn1JsonDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "requestSubRole1", 15) == 0) fv = 1;
+            else if (memcmp(s, "requestSubRole2", 15) == 0) fv = 2;
+            else if (memcmp(s, "requestSubRole3", 15) == 0) fv = 3;
+            else if (memcmp(s, "requestSubRole4", 15) == 0) fv = 4;
+            else if (memcmp(s, "requestSubRole5", 15) == 0) fv = 5;
+            else if (memcmp(s, "requestSubRole6", 15) == 0) fv = 6;
+            else if (memcmp(s, "requestSubRole7", 15) == 0) fv = 7;
+            else if (memcmp(s, "requestSubRole8", 15) == 0) fv = 8;
+            else if (memcmp(s, "requestSubRole9", 15) == 0) fv = 9;
+            break;
+         case 16:
+            if (memcmp(s, "requestSubRole10", 16) == 0) fv = 10;
+            else if (memcmp(s, "requestSubRole11", 16) == 0) fv = 11;
+            else if (memcmp(s, "requestSubRole12", 16) == 0) fv = 12;
+            else if (memcmp(s, "requestSubRole13", 16) == 0) fv = 13;
+            else if (memcmp(s, "requestSubRole14", 16) == 0) fv = 14;
+            break;
+         case 21:
+            if (memcmp(s, "requestSubRoleUnKnown", 21) == 0) fv = 0;
+            break;
+         case 22:
+            if (memcmp(s, "requestSubRoleReserved", 22) == 0) fv = 15;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14619,16 +17711,59 @@ int asn1JsonDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Res
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value > 13) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            break;
+         case 11:
+            if (memcmp(s, "pedestrians", 11) == 0) fv = 8;
+            break;
+         case 13:
+            if (memcmp(s, "equippedTaxis", 13) == 0) fv = 2;
+            else if (memcmp(s, "equippedOther", 13) == 0) fv = 3;
+            break;
+         case 15:
+            if (memcmp(s, "equippedTransit", 15) == 0) fv = 1;
+            else if (memcmp(s, "equippedBicycle", 15) == 0) fv = 5;
+            else if (memcmp(s, "weightCompliant", 15) == 0) fv = 6;
+            else if (memcmp(s, "heightCompliant", 15) == 0) fv = 7;
+            else if (memcmp(s, "wheelchairUsers", 15) == 0) fv = 10;
+            break;
+         case 17:
+            if (memcmp(s, "emissionCompliant", 17) == 0) fv = 4;
+            else if (memcmp(s, "slowMovingPersons", 17) == 0) fv = 9;
+            else if (memcmp(s, "audioDisabilities", 17) == 0) fv = 12;
+            break;
+         case 18:
+            if (memcmp(s, "visualDisabilities", 18) == 0) fv = 11;
+            break;
+         case 24:
+            if (memcmp(s, "otherUnknownDisabilities", 24) == 0) fv = 13;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value > 13) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14678,16 +17813,39 @@ int asn1JsonDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revis
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "rtcmRev2", 8) == 0) fv = 1;
+            else if (memcmp(s, "rtcmRev3", 8) == 0) fv = 2;
+            else if (memcmp(s, "reserved", 8) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14715,16 +17873,105 @@ int asn1JsonDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Segme
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value > 37) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "reserved", 8) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "whiteLine", 9) == 0) fv = 2;
+            break;
+         case 10:
+            if (memcmp(s, "doNotBlock", 10) == 0) fv = 1;
+            else if (memcmp(s, "curbOnLeft", 10) == 0) fv = 5;
+            else if (memcmp(s, "safeIsland", 10) == 0) fv = 21;
+            else if (memcmp(s, "costToPark", 10) == 0) fv = 35;
+            break;
+         case 11:
+            if (memcmp(s, "curbOnRight", 11) == 0) fv = 6;
+            else if (memcmp(s, "taperToLeft", 11) == 0) fv = 28;
+            else if (memcmp(s, "freeParking", 11) == 0) fv = 33;
+            break;
+         case 12:
+            if (memcmp(s, "taperToRight", 12) == 0) fv = 29;
+            break;
+         case 13:
+            if (memcmp(s, "headInParking", 13) == 0) fv = 32;
+            break;
+         case 14:
+            if (memcmp(s, "sharedBikeLane", 14) == 0) fv = 15;
+            else if (memcmp(s, "bikeBoxInFront", 14) == 0) fv = 16;
+            break;
+         case 15:
+            if (memcmp(s, "mergingLaneLeft", 15) == 0) fv = 3;
+            else if (memcmp(s, "lowCurbsPresent", 15) == 0) fv = 22;
+            else if (memcmp(s, "parallelParking", 15) == 0) fv = 31;
+            break;
+         case 16:
+            if (memcmp(s, "mergingLaneRight", 16) == 0) fv = 4;
+            break;
+         case 17:
+            if (memcmp(s, "loadingzoneOnLeft", 17) == 0) fv = 7;
+            else if (memcmp(s, "transitStopOnLeft", 17) == 0) fv = 17;
+            else if (memcmp(s, "transitStopInLane", 17) == 0) fv = 19;
+            else if (memcmp(s, "taperToCenterLine", 17) == 0) fv = 30;
+            break;
+         case 18:
+            if (memcmp(s, "loadingzoneOnRight", 18) == 0) fv = 8;
+            else if (memcmp(s, "turnOutPointOnLeft", 18) == 0) fv = 9;
+            else if (memcmp(s, "transitStopOnRight", 18) == 0) fv = 18;
+            else if (memcmp(s, "rumbleStripPresent", 18) == 0) fv = 23;
+            break;
+         case 19:
+            if (memcmp(s, "turnOutPointOnRight", 19) == 0) fv = 10;
+            else if (memcmp(s, "midBlockCurbPresent", 19) == 0) fv = 36;
+            break;
+         case 20:
+            if (memcmp(s, "partialCurbIntrusion", 20) == 0) fv = 27;
+            break;
+         case 21:
+            if (memcmp(s, "adjacentParkingOnLeft", 21) == 0) fv = 11;
+            else if (memcmp(s, "adaptiveTimingPresent", 21) == 0) fv = 25;
+            else if (memcmp(s, "unEvenPavementPresent", 21) == 0) fv = 37;
+            break;
+         case 22:
+            if (memcmp(s, "adjacentParkingOnRight", 22) == 0) fv = 12;
+            else if (memcmp(s, "adjacentBikeLaneOnLeft", 22) == 0) fv = 13;
+            else if (memcmp(s, "rfSignalRequestPresent", 22) == 0) fv = 26;
+            break;
+         case 23:
+            if (memcmp(s, "adjacentBikeLaneOnRight", 23) == 0) fv = 14;
+            else if (memcmp(s, "audibleSignalingPresent", 23) == 0) fv = 24;
+            break;
+         case 24:
+            if (memcmp(s, "sharedWithTrackedVehicle", 24) == 0) fv = 20;
+            break;
+         case 25:
+            if (memcmp(s, "timeRestrictionsOnParking", 25) == 0) fv = 34;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value > 37) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14766,16 +18013,49 @@ int asn1JsonDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedCon
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "prec5ms", 7) == 0) fv = 3;
+            else if (memcmp(s, "prec1ms", 7) == 0) fv = 4;
+            break;
+         case 8:
+            if (memcmp(s, "prec10ms", 8) == 0) fv = 2;
+            break;
+         case 9:
+            if (memcmp(s, "prec100ms", 9) == 0) fv = 1;
+            else if (memcmp(s, "prec0-1ms", 9) == 0) fv = 5;
+            break;
+         case 10:
+            if (memcmp(s, "prec0-05ms", 10) == 0) fv = 6;
+            else if (memcmp(s, "prec0-01ms", 10) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14797,16 +18077,43 @@ int asn1JsonDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Throt
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "prec1percent", 12) == 0) fv = 2;
+            break;
+         case 13:
+            if (memcmp(s, "prec10percent", 13) == 0) fv = 1;
+            break;
+         case 14:
+            if (memcmp(s, "prec0-5percent", 14) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14815,16 +18122,91 @@ int asn1JsonDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfi
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value > 39) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 0;
+            break;
+         case 12:
+            if (memcmp(s, "time-100-000", 12) == 0) fv = 1;
+            else if (memcmp(s, "time-050-000", 12) == 0) fv = 2;
+            else if (memcmp(s, "time-020-000", 12) == 0) fv = 3;
+            else if (memcmp(s, "time-010-000", 12) == 0) fv = 4;
+            else if (memcmp(s, "time-002-000", 12) == 0) fv = 5;
+            else if (memcmp(s, "time-001-000", 12) == 0) fv = 6;
+            else if (memcmp(s, "time-000-500", 12) == 0) fv = 7;
+            else if (memcmp(s, "time-000-200", 12) == 0) fv = 8;
+            else if (memcmp(s, "time-000-100", 12) == 0) fv = 9;
+            else if (memcmp(s, "time-000-050", 12) == 0) fv = 10;
+            else if (memcmp(s, "time-000-020", 12) == 0) fv = 11;
+            else if (memcmp(s, "time-000-010", 12) == 0) fv = 12;
+            else if (memcmp(s, "time-000-005", 12) == 0) fv = 13;
+            else if (memcmp(s, "time-000-002", 12) == 0) fv = 14;
+            else if (memcmp(s, "time-000-001", 12) == 0) fv = 15;
+            break;
+         case 14:
+            if (memcmp(s, "time-000-000-5", 14) == 0) fv = 16;
+            else if (memcmp(s, "time-000-000-2", 14) == 0) fv = 17;
+            else if (memcmp(s, "time-000-000-1", 14) == 0) fv = 18;
+            break;
+         case 15:
+            if (memcmp(s, "time-000-000-05", 15) == 0) fv = 19;
+            else if (memcmp(s, "time-000-000-02", 15) == 0) fv = 20;
+            else if (memcmp(s, "time-000-000-01", 15) == 0) fv = 21;
+            break;
+         case 16:
+            if (memcmp(s, "time-000-000-005", 16) == 0) fv = 22;
+            else if (memcmp(s, "time-000-000-002", 16) == 0) fv = 23;
+            else if (memcmp(s, "time-000-000-001", 16) == 0) fv = 24;
+            break;
+         case 18:
+            if (memcmp(s, "time-000-000-000-5", 18) == 0) fv = 25;
+            else if (memcmp(s, "time-000-000-000-2", 18) == 0) fv = 26;
+            else if (memcmp(s, "time-000-000-000-1", 18) == 0) fv = 27;
+            break;
+         case 19:
+            if (memcmp(s, "time-000-000-000-05", 19) == 0) fv = 28;
+            else if (memcmp(s, "time-000-000-000-02", 19) == 0) fv = 29;
+            else if (memcmp(s, "time-000-000-000-01", 19) == 0) fv = 30;
+            break;
+         case 20:
+            if (memcmp(s, "time-000-000-000-005", 20) == 0) fv = 31;
+            else if (memcmp(s, "time-000-000-000-002", 20) == 0) fv = 32;
+            else if (memcmp(s, "time-000-000-000-001", 20) == 0) fv = 33;
+            break;
+         case 22:
+            if (memcmp(s, "time-000-000-000-000-5", 22) == 0) fv = 34;
+            else if (memcmp(s, "time-000-000-000-000-2", 22) == 0) fv = 35;
+            else if (memcmp(s, "time-000-000-000-000-1", 22) == 0) fv = 36;
+            break;
+         case 23:
+            if (memcmp(s, "time-000-000-000-000-05", 23) == 0) fv = 37;
+            else if (memcmp(s, "time-000-000-000-000-02", 23) == 0) fv = 38;
+            else if (memcmp(s, "time-000-000-000-000-01", 23) == 0) fv = 39;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value > 39) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14845,16 +18227,49 @@ int asn1JsonDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 12:
+            if (memcmp(s, "occupancyLow", 12) == 0) fv = 3;
+            else if (memcmp(s, "occupancyMed", 12) == 0) fv = 4;
+            break;
+         case 13:
+            if (memcmp(s, "occupancyHigh", 13) == 0) fv = 5;
+            else if (memcmp(s, "occupancyFull", 13) == 0) fv = 7;
+            break;
+         case 14:
+            if (memcmp(s, "occupancyEmpty", 14) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "occupancyUnknown", 16) == 0) fv = 0;
+            else if (memcmp(s, "occupancyVeryLow", 16) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "occupancyNearlyFull", 19) == 0) fv = 6;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14871,16 +18286,49 @@ int asn1JsonDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transm
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "park", 4) == 0) fv = 1;
+            break;
+         case 7:
+            if (memcmp(s, "neutral", 7) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "reserved1", 9) == 0) fv = 4;
+            else if (memcmp(s, "reserved2", 9) == 0) fv = 5;
+            else if (memcmp(s, "reserved3", 9) == 0) fv = 6;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 7;
+            break;
+         case 12:
+            if (memcmp(s, "forwardGears", 12) == 0) fv = 2;
+            else if (memcmp(s, "reverseGears", 12) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -14901,16 +18349,59 @@ int asn1JsonDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "car", 3) == 0) fv = 4;
+            else if (memcmp(s, "bus", 3) == 0) fv = 6;
+            break;
+         case 4:
+            if (memcmp(s, "none", 4) == 0) fv = 0;
+            else if (memcmp(s, "moto", 4) == 0) fv = 3;
+            break;
+         case 7:
+            if (memcmp(s, "unknown", 7) == 0) fv = 1;
+            else if (memcmp(s, "special", 7) == 0) fv = 2;
+            break;
+         case 8:
+            if (memcmp(s, "carOther", 8) == 0) fv = 5;
+            else if (memcmp(s, "axleCnt2", 8) == 0) fv = 7;
+            else if (memcmp(s, "axleCnt3", 8) == 0) fv = 8;
+            else if (memcmp(s, "axleCnt4", 8) == 0) fv = 9;
+            break;
+         case 15:
+            if (memcmp(s, "axleCnt4Trailer", 15) == 0) fv = 10;
+            else if (memcmp(s, "axleCnt5Trailer", 15) == 0) fv = 11;
+            else if (memcmp(s, "axleCnt6Trailer", 15) == 0) fv = 12;
+            break;
+         case 20:
+            if (memcmp(s, "axleCnt5MultiTrailer", 20) == 0) fv = 13;
+            else if (memcmp(s, "axleCnt6MultiTrailer", 20) == 0) fv = 14;
+            else if (memcmp(s, "axleCnt7MultiTrailer", 20) == 0) fv = 15;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ETSI_DSRC_VehicleType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }

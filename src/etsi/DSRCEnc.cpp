@@ -4426,55 +4426,55 @@ int asn1JsonEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "msgIssueRevision", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.layerTypePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).msgIssueRevision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgIssueRevision\":", 19, (QSUINT64)(*pvalue).msgIssueRevision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgIssueRevision\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layerType", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgIssueRevision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.layerTypePresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_LayerType(ctxt, &(*pvalue).layerType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layerIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).layerID > 100 || !rtJsonEncMemberUInt(ctxt, first, "\"layerID\":", 10, (QSUINT64)(*pvalue).layerID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layerID\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layerID", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LayerID(ctxt, &(*pvalue).layerID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "intersections", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSegmentsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSegments\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadSegments", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentList(ctxt, &(*pvalue).roadSegments)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataParametersPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dataParameters\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dataParameters", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DataParameters(ctxt, &(*pvalue).dataParameters)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionListPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"restrictionList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "restrictionList", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassList(ctxt, &(*pvalue).restrictionList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4506,13 +4506,14 @@ int asn1JsonEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4535,40 +4536,39 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorr
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).msgCnt > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"msgCnt\":", 9, (QSUINT64)(*pvalue).msgCnt)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgCnt\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "msgCnt", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).msgCnt)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rev\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "rev", 3)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCM_Revision(ctxt, &(*pvalue).rev)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.anchorPointPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anchorPoint\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "anchorPoint", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rtcmHeaderPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rtcmHeader\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "rtcmHeader", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMheader(ctxt, &(*pvalue).rtcmHeader)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"msgs\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "msgs", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMmessageList(ctxt, &(*pvalue).msgs)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4600,13 +4600,14 @@ int asn1JsonEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4627,25 +4628,24 @@ int asn1JsonEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersections\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "intersections", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStateList(ctxt, &(*pvalue).intersections)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4677,13 +4677,14 @@ int asn1JsonEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SP
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4704,35 +4705,38 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.sequenceNumberPresent) {
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.requestsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requests\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "requests", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "requestor", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription(ctxt, &(*pvalue).requestor)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4764,13 +4768,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4791,29 +4796,33 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).timeStamp > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4845,13 +4854,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4871,38 +4881,41 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySp
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speed > 500 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedAdvice(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "confidence", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).distance > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"distance\":", 11, (QSUINT64)(*pvalue).distance)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distance\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "distance", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).distance)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.class_Present) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"class\":", 8, (QSUINT64)(*pvalue).class_)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"class\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "class", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).class_)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4934,13 +4947,14 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -4974,18 +4988,24 @@ int asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Antenna
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetX\":", 13, (QSINT64)(*pvalue).antOffsetX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetX\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "antOffsetX", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).antOffsetX)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetY\":", 13, (QSINT64)(*pvalue).antOffsetY)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetY\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "antOffsetY", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B09(ctxt, &(*pvalue).antOffsetY)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || !rtJsonEncMemberInt(ctxt, first, "\"antOffsetZ\":", 13, (QSINT64)(*pvalue).antOffsetZ)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"antOffsetZ\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "antOffsetZ", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4996,40 +5016,45 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLan
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"referenceLaneId\":", 18, (QSUINT64)(*pvalue).referenceLaneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referenceLaneId\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "referenceLaneId", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).referenceLaneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetXaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "offsetXaxis", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetYaxis\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "offsetYaxis", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).rotateXY > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"rotateXY\":", 11, (QSUINT64)(*pvalue).rotateXY)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rotateXY\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "rotateXY", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).rotateXY)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleXaxis\":", 13, (QSINT64)(*pvalue).scaleXaxis)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleXaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "scaleXaxis", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleXaxis)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"scaleYaxis\":", 13, (QSINT64)(*pvalue).scaleYaxis)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"scaleYaxis\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "scaleYaxis", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Scale_B12(ctxt, &(*pvalue).scaleYaxis)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5049,16 +5074,14 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "small", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "large", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -5078,16 +5101,14 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"small\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "small", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, &(*(*pvalue).u.small))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"large\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "large", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, &(*(*pvalue).u.large))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -5119,13 +5140,14 @@ int asn1JsonEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5159,14 +5181,15 @@ int asn1JsonEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connectin
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.maneuverPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"lane\":", 7, (QSUINT64)(*pvalue).lane)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maneuver", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).lane)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.maneuverPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuver\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -5179,33 +5202,37 @@ int asn1JsonEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectingLane\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "connectingLane", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"remoteIntersection\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "remoteIntersection", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"userClass\":", 12, (QSUINT64)(*pvalue).userClass)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"userClass\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "userClass", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).userClass)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5217,38 +5244,41 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "connectionID", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.queueLengthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"connectionID\":", 15, (QSUINT64)(*pvalue).connectionID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectionID\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "queueLength", 11)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.queueLengthPresent) {
+      if ((*pvalue).queueLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"queueLength\":", 14, (QSUINT64)(*pvalue).queueLength)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"queueLength\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).queueLength)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).availableStorageLength > 10000 || !rtJsonEncMemberUInt(ctxt, first, "\"availableStorageLength\":", 25, (QSUINT64)(*pvalue).availableStorageLength)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"availableStorageLength\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "availableStorageLength", 22)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ZoneLength(ctxt, &(*pvalue).availableStorageLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"waitOnStop\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "waitOnStop", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_WaitOnStopline(ctxt, &(*pvalue).waitOnStop)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pedBicycleDetect\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "pedBicycleDetect", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, &(*pvalue).pedBicycleDetect)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5280,13 +5310,14 @@ int asn1JsonEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5310,9 +5341,8 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.processMethodPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processMethod\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "processMethod", 13)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -5320,9 +5350,8 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processMethod)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.processAgencyPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"processAgency\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "processAgency", 13)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).processAgency != 0 ? strlen((*pvalue).processAgency) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -5330,9 +5359,8 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).processAgency)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lastCheckedDatePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lastCheckedDate\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lastCheckedDate", 15)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).lastCheckedDate != 0 ? strlen((*pvalue).lastCheckedDate) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -5340,9 +5368,8 @@ int asn1JsonEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParam
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).lastCheckedDate)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.geoidUsedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"geoidUsed\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "geoidUsed", 9)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).geoidUsed != 0 ? strlen((*pvalue).geoidUsed) : 0;
          if (nbytes < 1 || nbytes > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -5365,46 +5392,60 @@ int asn1JsonEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pva
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).year > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DYear(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DMonth(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DDay(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).hour > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"hour\":", 7, (QSUINT64)(*pvalue).hour)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hour\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "hour", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DHour(ctxt, &(*pvalue).hour)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 60 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DMinute(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).offset < -840 || (*pvalue).offset > 840 || !rtJsonEncMemberInt(ctxt, first, "\"offset\":", 9, (QSINT64)(*pvalue).offset)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offset\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "offset", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5431,59 +5472,61 @@ int asn1JsonEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullP
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.utcTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"utcTime\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "utcTime", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "long", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.elevationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.elevationPresent) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.headingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Heading(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posAccuracy\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "posAccuracy", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeConfidence\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeConfidence", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeConfidence(ctxt, &(*pvalue).timeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posConfidence\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "posConfidence", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedConfidence", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5501,58 +5544,57 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneID", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneID\":", 9, (QSUINT64)(*pvalue).laneID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneID\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*pvalue).laneID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.namePresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).ingressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"ingressApproach\":", 18, (QSUINT64)(*pvalue).ingressApproach)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ingressApproach\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ingressApproach", 15)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).ingressApproach)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).egressApproach > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"egressApproach\":", 17, (QSUINT64)(*pvalue).egressApproach)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"egressApproach\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "egressApproach", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*pvalue).egressApproach)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAttributes\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneAttributes", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuvers\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maneuvers", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodeList\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nodeList", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectsTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connectsTo", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"overlays\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "overlays", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5584,13 +5626,14 @@ int asn1JsonEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5615,23 +5658,20 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lane\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lane", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneID(ctxt, &(*(*pvalue).u.lane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"approach\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "approach", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ApproachID(ctxt, &(*(*pvalue).u.approach))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connection\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connection", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneConnectionID(ctxt, &(*(*pvalue).u.connection))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -5656,49 +5696,46 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Int
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "refPoint", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSet\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneSet", 7)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preemptPriorityData\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "preemptPriorityData", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5730,13 +5767,14 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5771,15 +5809,19 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "region", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -5791,55 +5833,54 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inters
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).moy > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"moy\":", 6, (QSUINT64)(*pvalue).moy)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"moy\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "moy", 3)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).moy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabledLanes\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "enabledLanes", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"states\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "states", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maneuverAssistList", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -5871,13 +5912,14 @@ int asn1JsonEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5914,22 +5956,18 @@ int asn1JsonEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttri
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"directionalUse\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "directionalUse", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sharedWith\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sharedWith", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneType", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -5942,13 +5980,14 @@ int asn1JsonEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -5973,51 +6012,44 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDa
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathEndPointAngle\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "pathEndPointAngle", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaAngle(ctxt, &(*(*pvalue).u.pathEndPointAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointCenter\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointCenter", 20)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointCenter))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointLeft\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointLeft", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointLeft))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCrownPointRight\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneCrownPointRight", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, &(*(*pvalue).u.laneCrownPointRight))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneAngle\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneAngle", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, &(*(*pvalue).u.laneAngle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -6055,13 +6087,14 @@ int asn1JsonEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6119,58 +6152,50 @@ int asn1JsonEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneT
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicle\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicle", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"crosswalk\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "crosswalk", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"bikeLane\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "bikeLane", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sidewalk\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "sidewalk", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"median\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "median", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"striping\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "striping", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trackedVehicle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "trackedVehicle", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parking\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "parking", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -6208,26 +6233,22 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEv
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventState\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "eventState", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementPhaseState(ctxt, &(*pvalue).eventState)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timing\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timing", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speeds\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speeds", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -6259,13 +6280,14 @@ int asn1JsonEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6317,29 +6339,27 @@ int asn1JsonEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementSt
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.movementNamePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"movementName\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "movementName", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).movementName)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"signalGroup\":", 14, (QSUINT64)(*pvalue).signalGroup)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"signalGroup\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "signalGroup", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SignalGroupID(ctxt, &(*pvalue).signalGroup)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"state-time-speed\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "state-time-speed", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maneuverAssistList\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maneuverAssistList", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -6371,13 +6391,14 @@ int asn1JsonEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6398,45 +6419,44 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeA
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.localNodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"localNode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "localNode", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"disabled\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "disabled", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enabled\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "enabled", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "data", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dWidth\":", 9, (QSINT64)(*pvalue).dWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dWidth\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dWidth", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || !rtJsonEncMemberInt(ctxt, first, "\"dElevation\":", 13, (QSINT64)(*pvalue).dElevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dElevation\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dElevation", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).dElevation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -6468,13 +6488,14 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6497,9 +6518,23 @@ int asn1JsonEnc_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttr
    int stat;
    if ((*pvalue) > 11) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[12] = {
+         { "\"reserved\"", 10 },
+         { "\"stopLine\"", 10 },
+         { "\"roundedCapStyleA\"", 18 },
+         { "\"roundedCapStyleB\"", 18 },
+         { "\"mergePoint\"", 12 },
+         { "\"divergePoint\"", 14 },
+         { "\"downstreamStopLine\"", 20 },
+         { "\"downstreamStartNode\"", 21 },
+         { "\"closedToTraffic\"", 17 },
+         { "\"safeIsland\"", 12 },
+         { "\"curbPresentAtStepOff\"", 22 },
+         { "\"hydrantPresent\"", 16 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 11 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -6523,14 +6558,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"lon\":", 6, (QSINT64)(*pvalue).lon)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lon\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lon", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).lon)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6541,14 +6580,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -512 || (*pvalue).x > 511 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -512 || (*pvalue).y > 511 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6559,14 +6602,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -1024 || (*pvalue).x > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -1024 || (*pvalue).y > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6577,14 +6624,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -2048 || (*pvalue).x > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -2048 || (*pvalue).y > 2047 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6595,14 +6646,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -4096 || (*pvalue).x > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -4096 || (*pvalue).y > 4095 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6613,14 +6668,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < -8192 || (*pvalue).x > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < -8192 || (*pvalue).y > 8191 || !rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6631,14 +6690,18 @@ int asn1JsonEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"x\":", 4, (QSINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"y\":", 4, (QSINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6651,16 +6714,14 @@ int asn1JsonEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* p
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nodes\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "nodes", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"computed\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "computed", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -6686,58 +6747,50 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOf
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY1\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY1", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY2\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY2", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY3\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY3", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY4\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY4", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY5\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY5", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-XY6\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-XY6", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"node-LatLon\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "node-LatLon", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -6755,13 +6808,14 @@ int asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6781,14 +6835,12 @@ int asn1JsonEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"delta\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "delta", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -6834,18 +6886,24 @@ int asn1JsonEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMajor\":", 12, (QSUINT64)(*pvalue).semiMajor)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "semiMajor", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, &(*pvalue).semiMajor)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"semiMinor\":", 12, (QSUINT64)(*pvalue).semiMinor)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinor\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "semiMinor", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, &(*pvalue).semiMinor)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"orientation\":", 14, (QSUINT64)(*pvalue).orientation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"orientation\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "orientation", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6856,13 +6914,11 @@ int asn1JsonEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Po
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pos\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pos", 3)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_PositionConfidence(ctxt, &(*pvalue).pos)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -6874,24 +6930,29 @@ int asn1JsonEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lat", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "long", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.elevationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"lat\":", 6, (QSINT64)(*pvalue).lat)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lat\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "elevation", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"long\":", 7, (QSINT64)(*pvalue).long_)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"long\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).long_)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.elevationPresent) {
+      if ((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || !rtJsonEncMemberInt(ctxt, first, "\"elevation\":", 12, (QSINT64)(*pvalue).elevation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevation\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Elevation(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -6923,13 +6984,14 @@ int asn1JsonEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -6966,14 +7028,15 @@ int asn1JsonEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reg
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6984,56 +7047,50 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Req
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.typePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"type\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "type", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "position", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.routeNamePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"routeName\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "routeName", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).routeName)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitStatus\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "transitStatus", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitOccupancy\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "transitOccupancy", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, &(*pvalue).transitOccupancy)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || !rtJsonEncMemberInt(ctxt, first, "\"transitSchedule\":", 18, (QSINT64)(*pvalue).transitSchedule)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transitSchedule\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "transitSchedule", 15)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DeltaTime(ctxt, &(*pvalue).transitSchedule)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7065,13 +7122,14 @@ int asn1JsonEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7094,20 +7152,20 @@ int asn1JsonEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"position\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "position", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).heading > 28800 || !rtJsonEncMemberUInt(ctxt, first, "\"heading\":", 10, (QSUINT64)(*pvalue).heading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_Angle(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7125,38 +7183,35 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorT
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "role", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subrole\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "subrole", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestSubRole(ctxt, &(*pvalue).subrole)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"iso3883\":", 10, (QSUINT64)(*pvalue).iso3883)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3883\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "iso3883", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*pvalue).iso3883)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hpmsType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "hpmsType", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleType(ctxt, &(*pvalue).hpmsType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7174,13 +7229,14 @@ int asn1JsonEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7200,13 +7256,14 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionClassID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"users\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "users", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -7234,16 +7291,14 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Rest
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"basicType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "basicType", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, &(*(*pvalue).u.basicType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional(ctxt, &(*(*pvalue).u.regional))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -7281,13 +7336,14 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7339,15 +7395,19 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.regionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"region\":", 9, (QSUINT64)(*pvalue).region)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"region\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "region", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadRegulatorID(ctxt, &(*pvalue).region)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"id\":", 5, (QSUINT64)(*pvalue).id)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -7359,43 +7419,41 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment*
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.namePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"name\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "name", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_DescriptiveName(ctxt, &(*pvalue).name)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).revision > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"revision\":", 11, (QSUINT64)(*pvalue).revision)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"revision\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "revision", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).revision)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refPoint\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "refPoint", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_LaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimits\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimits", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadLaneSet\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "roadLaneSet", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7427,13 +7485,14 @@ int asn1JsonEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7467,13 +7526,11 @@ int asn1JsonEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetSet\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "offsetSet", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -7513,9 +7570,8 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "zone", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7532,13 +7588,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_S
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7558,28 +7615,29 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.rolePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"request\":", 10, (QSUINT64)(*pvalue).request)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "role", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.rolePresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"role\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(ctxt, &(*pvalue).role)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeData\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "typeData", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7597,32 +7655,29 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequ
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"requestID\":", 12, (QSUINT64)(*pvalue).requestID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "requestID", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RequestID(ctxt, &(*pvalue).requestID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requestType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "requestType", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_PriorityRequestType(ctxt, &(*pvalue).requestType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inBoundLane\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "inBoundLane", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outBoundLane\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "outBoundLane", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7654,13 +7709,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7694,32 +7750,36 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sig
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"request\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "request", 7)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "duration", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7751,13 +7811,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, AS
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7777,22 +7838,21 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).sequenceNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_MsgCount(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"id\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "id", 2)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sigStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sigStatus", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7824,13 +7884,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7879,47 +7940,48 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Sign
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.requesterPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"requester\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "requester", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"inboundOn\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "inboundOn", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outboundOn\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "outboundOn", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).minute > 527040 || !rtJsonEncMemberUInt(ctxt, first, "\"minute\":", 9, (QSUINT64)(*pvalue).minute)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minute\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minute", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, &(*pvalue).minute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"second\":", 9, (QSUINT64)(*pvalue).second)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"second\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "second", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).second)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"duration\":", 11, (QSUINT64)(*pvalue).duration)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"duration\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "duration", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_DSecond(ctxt, &(*pvalue).duration)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"status\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "status", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, &(*pvalue).status)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "regional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -7951,13 +8013,14 @@ int asn1JsonEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"regionId\":", 11, (QSUINT64)(*pvalue).regionId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regionId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regionId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_RegionId(ctxt, &(*pvalue).regionId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"regExtValue\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "regExtValue", 11)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 0:
       if ((*pvalue).regExtValue.u.extElem1 == 0) return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
@@ -7980,17 +8043,14 @@ int asn1JsonEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"heading\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "heading", 7)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_HeadingConfidence(ctxt, &(*pvalue).heading)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_SpeedConfidence(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"throttle\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "throttle", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -8016,9 +8076,24 @@ int asn1JsonEnc_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimi
    int stat;
    if ((*pvalue) > 12) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[13] = {
+         { "\"unknown\"", 9 },
+         { "\"maxSpeedInSchoolZone\"", 22 },
+         { "\"maxSpeedInSchoolZoneWhenChildrenArePresent\"", 44 },
+         { "\"maxSpeedInConstructionZone\"", 28 },
+         { "\"vehicleMinSpeed\"", 17 },
+         { "\"vehicleMaxSpeed\"", 17 },
+         { "\"vehicleNightMaxSpeed\"", 22 },
+         { "\"truckMinSpeed\"", 15 },
+         { "\"truckMaxSpeed\"", 15 },
+         { "\"truckNightMaxSpeed\"", 20 },
+         { "\"vehiclesWithTrailersMinSpeed\"", 30 },
+         { "\"vehiclesWithTrailersMaxSpeed\"", 30 },
+         { "\"vehiclesWithTrailersNightMaxSpeed\"", 35 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 12 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8029,38 +8104,50 @@ int asn1JsonEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeCh
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).startTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"startTime\":", 12, (QSUINT64)(*pvalue).startTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startTime\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "startTime", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).startTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "minEndTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.maxEndTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).minEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"minEndTime\":", 13, (QSUINT64)(*pvalue).minEndTime)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maxEndTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).minEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.maxEndTimePresent) {
+      if ((*pvalue).maxEndTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"maxEndTime\":", 13, (QSUINT64)(*pvalue).maxEndTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxEndTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).maxEndTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).likelyTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"likelyTime\":", 13, (QSUINT64)(*pvalue).likelyTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"likelyTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "likelyTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).likelyTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).confidence > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"confidence\":", 13, (QSUINT64)(*pvalue).confidence)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"confidence\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "confidence", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, &(*pvalue).confidence)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).nextTime > 36001 || !rtJsonEncMemberUInt(ctxt, first, "\"nextTime\":", 11, (QSUINT64)(*pvalue).nextTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nextTime\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "nextTime", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -8080,14 +8167,15 @@ int asn1JsonEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Tra
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"transmisson\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "transmisson", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ETSI_DSRC_TransmissionState(ctxt, &(*pvalue).transmisson)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speed > 8191 || !rtJsonEncMemberUInt(ctxt, first, "\"speed\":", 8, (QSUINT64)(*pvalue).speed)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speed\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "speed", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -8100,16 +8188,14 @@ int asn1JsonEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pva
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"entityID\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "entityID", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_TemporaryID(ctxt, &(*(*pvalue).u.entityID))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*(*pvalue).u.stationID))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -8127,9 +8213,15 @@ int asn1JsonEnc_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Adviso
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"none\"", 6 },
+         { "\"greenwave\"", 11 },
+         { "\"ecoDrive\"", 10 },
+         { "\"transit\"", 9 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8163,9 +8255,34 @@ int asn1JsonEnc_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVe
    int stat;
    if ((*pvalue) > 22) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[23] = {
+         { "\"basicVehicle\"", 14 },
+         { "\"publicTransport\"", 17 },
+         { "\"specialTransport\"", 18 },
+         { "\"dangerousGoods\"", 16 },
+         { "\"roadWork\"", 10 },
+         { "\"roadRescue\"", 12 },
+         { "\"emergency\"", 11 },
+         { "\"safetyCar\"", 11 },
+         { "\"none-unknown\"", 14 },
+         { "\"truck\"", 7 },
+         { "\"motorcycle\"", 12 },
+         { "\"roadSideSource\"", 16 },
+         { "\"police\"", 8 },
+         { "\"fire\"", 6 },
+         { "\"ambulance\"", 11 },
+         { "\"dot\"", 5 },
+         { "\"transit\"", 9 },
+         { "\"slowMoving\"", 12 },
+         { "\"stopNgo\"", 9 },
+         { "\"cyclist\"", 9 },
+         { "\"pedestrian\"", 12 },
+         { "\"nonMotorized\"", 14 },
+         { "\"military\"", 10 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 22 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8289,9 +8406,27 @@ int asn1JsonEnc_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elev
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"unavailable\"", 13 },
+         { "\"elev-500-00\"", 13 },
+         { "\"elev-200-00\"", 13 },
+         { "\"elev-100-00\"", 13 },
+         { "\"elev-050-00\"", 13 },
+         { "\"elev-020-00\"", 13 },
+         { "\"elev-010-00\"", 13 },
+         { "\"elev-005-00\"", 13 },
+         { "\"elev-002-00\"", 13 },
+         { "\"elev-001-00\"", 13 },
+         { "\"elev-000-50\"", 13 },
+         { "\"elev-000-20\"", 13 },
+         { "\"elev-000-10\"", 13 },
+         { "\"elev-000-05\"", 13 },
+         { "\"elev-000-02\"", 13 },
+         { "\"elev-000-01\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8317,9 +8452,19 @@ int asn1JsonEnc_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Headin
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"unavailable\"", 13 },
+         { "\"prec10deg\"", 11 },
+         { "\"prec05deg\"", 11 },
+         { "\"prec01deg\"", 11 },
+         { "\"prec0-1deg\"", 12 },
+         { "\"prec0-05deg\"", 13 },
+         { "\"prec0-01deg\"", 13 },
+         { "\"prec0-0125deg\"", 15 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8445,9 +8590,19 @@ int asn1JsonEnc_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pva
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"none\"", 6 },
+         { "\"mixedContent\"", 14 },
+         { "\"generalMapData\"", 16 },
+         { "\"intersectionData\"", 18 },
+         { "\"curveData\"", 11 },
+         { "\"roadwaySectionData\"", 20 },
+         { "\"parkingAreaData\"", 17 },
+         { "\"sharedLaneData\"", 16 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8481,9 +8636,21 @@ int asn1JsonEnc_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Movem
    int stat;
    if ((*pvalue) > 9) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[10] = {
+         { "\"unavailable\"", 13 },
+         { "\"dark\"", 6 },
+         { "\"stop-Then-Proceed\"", 19 },
+         { "\"stop-And-Remain\"", 17 },
+         { "\"pre-Movement\"", 14 },
+         { "\"permissive-Movement-Allowed\"", 29 },
+         { "\"protected-Movement-Allowed\"", 28 },
+         { "\"permissive-clearance\"", 22 },
+         { "\"protected-clearance\"", 21 },
+         { "\"caution-Conflicting-Traffic\"", 29 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 9 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8563,9 +8730,27 @@ int asn1JsonEnc_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Posit
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"unavailable\"", 13 },
+         { "\"a500m\"", 7 },
+         { "\"a200m\"", 7 },
+         { "\"a100m\"", 7 },
+         { "\"a50m\"", 6 },
+         { "\"a20m\"", 6 },
+         { "\"a10m\"", 6 },
+         { "\"a5m\"", 5 },
+         { "\"a2m\"", 5 },
+         { "\"a1m\"", 5 },
+         { "\"a50cm\"", 7 },
+         { "\"a20cm\"", 7 },
+         { "\"a10cm\"", 7 },
+         { "\"a5cm\"", 6 },
+         { "\"a2cm\"", 6 },
+         { "\"a1cm\"", 6 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8575,9 +8760,19 @@ int asn1JsonEnc_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"unknown\"", 9 },
+         { "\"requested\"", 11 },
+         { "\"processing\"", 12 },
+         { "\"watchOtherTraffic\"", 19 },
+         { "\"granted\"", 9 },
+         { "\"rejected\"", 10 },
+         { "\"maxPresence\"", 13 },
+         { "\"reserviceLocked\"", 17 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8587,9 +8782,15 @@ int asn1JsonEnc_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Prio
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"priorityRequestTypeReserved\"", 29 },
+         { "\"priorityRequest\"", 17 },
+         { "\"priorityRequestUpdate\"", 23 },
+         { "\"priorityCancellation\"", 22 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8613,9 +8814,27 @@ int asn1JsonEnc_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_R
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"requestImportanceLevelUnKnown\"", 31 },
+         { "\"requestImportanceLevel1\"", 25 },
+         { "\"requestImportanceLevel2\"", 25 },
+         { "\"requestImportanceLevel3\"", 25 },
+         { "\"requestImportanceLevel4\"", 25 },
+         { "\"requestImportanceLevel5\"", 25 },
+         { "\"requestImportanceLevel6\"", 25 },
+         { "\"requestImportanceLevel7\"", 25 },
+         { "\"requestImportanceLevel8\"", 25 },
+         { "\"requestImportanceLevel9\"", 25 },
+         { "\"requestImportanceLevel10\"", 26 },
+         { "\"requestImportanceLevel11\"", 26 },
+         { "\"requestImportanceLevel12\"", 26 },
+         { "\"requestImportanceLevel13\"", 26 },
+         { "\"requestImportanceLevel14\"", 26 },
+         { "\"requestImportanceReserved\"", 27 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8625,9 +8844,27 @@ int asn1JsonEnc_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSu
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"requestSubRoleUnKnown\"", 23 },
+         { "\"requestSubRole1\"", 17 },
+         { "\"requestSubRole2\"", 17 },
+         { "\"requestSubRole3\"", 17 },
+         { "\"requestSubRole4\"", 17 },
+         { "\"requestSubRole5\"", 17 },
+         { "\"requestSubRole6\"", 17 },
+         { "\"requestSubRole7\"", 17 },
+         { "\"requestSubRole8\"", 17 },
+         { "\"requestSubRole9\"", 17 },
+         { "\"requestSubRole10\"", 18 },
+         { "\"requestSubRole11\"", 18 },
+         { "\"requestSubRole12\"", 18 },
+         { "\"requestSubRole13\"", 18 },
+         { "\"requestSubRole14\"", 18 },
+         { "\"requestSubRoleReserved\"", 24 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8637,9 +8874,25 @@ int asn1JsonEnc_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Res
    int stat;
    if ((*pvalue) > 13) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[14] = {
+         { "\"none\"", 6 },
+         { "\"equippedTransit\"", 17 },
+         { "\"equippedTaxis\"", 15 },
+         { "\"equippedOther\"", 15 },
+         { "\"emissionCompliant\"", 19 },
+         { "\"equippedBicycle\"", 17 },
+         { "\"weightCompliant\"", 17 },
+         { "\"heightCompliant\"", 17 },
+         { "\"pedestrians\"", 13 },
+         { "\"slowMovingPersons\"", 19 },
+         { "\"wheelchairUsers\"", 17 },
+         { "\"visualDisabilities\"", 20 },
+         { "\"audioDisabilities\"", 19 },
+         { "\"otherUnknownDisabilities\"", 26 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 13 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8685,9 +8938,15 @@ int asn1JsonEnc_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revis
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"unknown\"", 9 },
+         { "\"rtcmRev2\"", 10 },
+         { "\"rtcmRev3\"", 10 },
+         { "\"reserved\"", 10 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8712,9 +8971,49 @@ int asn1JsonEnc_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Segme
    int stat;
    if ((*pvalue) > 37) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[38] = {
+         { "\"reserved\"", 10 },
+         { "\"doNotBlock\"", 12 },
+         { "\"whiteLine\"", 11 },
+         { "\"mergingLaneLeft\"", 17 },
+         { "\"mergingLaneRight\"", 18 },
+         { "\"curbOnLeft\"", 12 },
+         { "\"curbOnRight\"", 13 },
+         { "\"loadingzoneOnLeft\"", 19 },
+         { "\"loadingzoneOnRight\"", 20 },
+         { "\"turnOutPointOnLeft\"", 20 },
+         { "\"turnOutPointOnRight\"", 21 },
+         { "\"adjacentParkingOnLeft\"", 23 },
+         { "\"adjacentParkingOnRight\"", 24 },
+         { "\"adjacentBikeLaneOnLeft\"", 24 },
+         { "\"adjacentBikeLaneOnRight\"", 25 },
+         { "\"sharedBikeLane\"", 16 },
+         { "\"bikeBoxInFront\"", 16 },
+         { "\"transitStopOnLeft\"", 19 },
+         { "\"transitStopOnRight\"", 20 },
+         { "\"transitStopInLane\"", 19 },
+         { "\"sharedWithTrackedVehicle\"", 26 },
+         { "\"safeIsland\"", 12 },
+         { "\"lowCurbsPresent\"", 17 },
+         { "\"rumbleStripPresent\"", 20 },
+         { "\"audibleSignalingPresent\"", 25 },
+         { "\"adaptiveTimingPresent\"", 23 },
+         { "\"rfSignalRequestPresent\"", 24 },
+         { "\"partialCurbIntrusion\"", 22 },
+         { "\"taperToLeft\"", 13 },
+         { "\"taperToRight\"", 14 },
+         { "\"taperToCenterLine\"", 19 },
+         { "\"parallelParking\"", 17 },
+         { "\"headInParking\"", 15 },
+         { "\"freeParking\"", 13 },
+         { "\"timeRestrictionsOnParking\"", 27 },
+         { "\"costToPark\"", 12 },
+         { "\"midBlockCurbPresent\"", 21 },
+         { "\"unEvenPavementPresent\"", 23 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 37 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8753,9 +9052,19 @@ int asn1JsonEnc_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedCon
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"unavailable\"", 13 },
+         { "\"prec100ms\"", 11 },
+         { "\"prec10ms\"", 10 },
+         { "\"prec5ms\"", 9 },
+         { "\"prec1ms\"", 9 },
+         { "\"prec0-1ms\"", 11 },
+         { "\"prec0-05ms\"", 12 },
+         { "\"prec0-01ms\"", 12 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8773,9 +9082,15 @@ int asn1JsonEnc_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Throt
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"unavailable\"", 13 },
+         { "\"prec10percent\"", 15 },
+         { "\"prec1percent\"", 14 },
+         { "\"prec0-5percent\"", 16 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8785,9 +9100,51 @@ int asn1JsonEnc_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfi
    int stat;
    if ((*pvalue) > 39) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[40] = {
+         { "\"unavailable\"", 13 },
+         { "\"time-100-000\"", 14 },
+         { "\"time-050-000\"", 14 },
+         { "\"time-020-000\"", 14 },
+         { "\"time-010-000\"", 14 },
+         { "\"time-002-000\"", 14 },
+         { "\"time-001-000\"", 14 },
+         { "\"time-000-500\"", 14 },
+         { "\"time-000-200\"", 14 },
+         { "\"time-000-100\"", 14 },
+         { "\"time-000-050\"", 14 },
+         { "\"time-000-020\"", 14 },
+         { "\"time-000-010\"", 14 },
+         { "\"time-000-005\"", 14 },
+         { "\"time-000-002\"", 14 },
+         { "\"time-000-001\"", 14 },
+         { "\"time-000-000-5\"", 16 },
+         { "\"time-000-000-2\"", 16 },
+         { "\"time-000-000-1\"", 16 },
+         { "\"time-000-000-05\"", 17 },
+         { "\"time-000-000-02\"", 17 },
+         { "\"time-000-000-01\"", 17 },
+         { "\"time-000-000-005\"", 18 },
+         { "\"time-000-000-002\"", 18 },
+         { "\"time-000-000-001\"", 18 },
+         { "\"time-000-000-000-5\"", 20 },
+         { "\"time-000-000-000-2\"", 20 },
+         { "\"time-000-000-000-1\"", 20 },
+         { "\"time-000-000-000-05\"", 21 },
+         { "\"time-000-000-000-02\"", 21 },
+         { "\"time-000-000-000-01\"", 21 },
+         { "\"time-000-000-000-005\"", 22 },
+         { "\"time-000-000-000-002\"", 22 },
+         { "\"time-000-000-000-001\"", 22 },
+         { "\"time-000-000-000-000-5\"", 24 },
+         { "\"time-000-000-000-000-2\"", 24 },
+         { "\"time-000-000-000-000-1\"", 24 },
+         { "\"time-000-000-000-000-05\"", 25 },
+         { "\"time-000-000-000-000-02\"", 25 },
+         { "\"time-000-000-000-000-01\"", 25 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 39 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8805,9 +9162,19 @@ int asn1JsonEnc_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"occupancyUnknown\"", 18 },
+         { "\"occupancyEmpty\"", 16 },
+         { "\"occupancyVeryLow\"", 18 },
+         { "\"occupancyLow\"", 14 },
+         { "\"occupancyMed\"", 14 },
+         { "\"occupancyHigh\"", 15 },
+         { "\"occupancyNearlyFull\"", 21 },
+         { "\"occupancyFull\"", 15 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8825,9 +9192,19 @@ int asn1JsonEnc_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transm
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"neutral\"", 9 },
+         { "\"park\"", 6 },
+         { "\"forwardGears\"", 14 },
+         { "\"reverseGears\"", 14 },
+         { "\"reserved1\"", 11 },
+         { "\"reserved2\"", 11 },
+         { "\"reserved3\"", 11 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -8845,9 +9222,27 @@ int asn1JsonEnc_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType*
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"none\"", 6 },
+         { "\"unknown\"", 9 },
+         { "\"special\"", 9 },
+         { "\"moto\"", 6 },
+         { "\"car\"", 5 },
+         { "\"carOther\"", 10 },
+         { "\"bus\"", 5 },
+         { "\"axleCnt2\"", 10 },
+         { "\"axleCnt3\"", 10 },
+         { "\"axleCnt4\"", 10 },
+         { "\"axleCnt4Trailer\"", 17 },
+         { "\"axleCnt5Trailer\"", 17 },
+         { "\"axleCnt6Trailer\"", 17 },
+         { "\"axleCnt5MultiTrailer\"", 22 },
+         { "\"axleCnt6MultiTrailer\"", 22 },
+         { "\"axleCnt7MultiTrailer\"", 22 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }

@@ -1536,7 +1536,7 @@ int asn1JsonDec_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPasse
 int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[5] = {
       { "maxLadenweightOnAxle1", 21 },
       { "maxLadenweightOnAxle2", 21 },
@@ -1545,11 +1545,31 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
       { "maxLadenweightOnAxle5", 21 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "maxLadenweightOnAxle1", 21) == 0) idx = 0;
+                  else if (memcmp(k, "maxLadenweightOnAxle2", 21) == 0) idx = 1;
+                  else if (memcmp(k, "maxLadenweightOnAxle3", 21) == 0) idx = 2;
+                  else if (memcmp(k, "maxLadenweightOnAxle4", 21) == 0) idx = 3;
+                  else if (memcmp(k, "maxLadenweightOnAxle5", 21) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1563,7 +1583,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle1 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1571,7 +1597,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle2 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -1579,7 +1611,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle3 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -1587,7 +1625,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle4 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -1595,7 +1639,13 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).maxLadenweightOnAxle5 = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1603,12 +1653,11 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle1", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle2", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "maxLadenweightOnAxle3", THIS_FILE, __LINE__);
@@ -1620,17 +1669,36 @@ int asn1JsonDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
 int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "attributeId", 11 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "attributeId", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1644,7 +1712,13 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).attributeId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1652,7 +1726,13 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).value = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1660,12 +1740,11 @@ int asn1JsonDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -1681,17 +1760,36 @@ int asn1JsonDec_ChannelId(QSCTXT* ctxt, ASN1T_ChannelId* pvalue)
 int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "channelId", 9 },
       { "apdu", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "apdu", 4) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "channelId", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1705,7 +1803,13 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).channelId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1721,12 +1825,11 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
    return 0;
@@ -1735,17 +1838,36 @@ int asn1JsonDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
 int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "channelId", 9 },
       { "apdu", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "apdu", 4) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "channelId", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1759,7 +1881,13 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).channelId = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1775,12 +1903,11 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "channelId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "apdu", THIS_FILE, __LINE__);
    return 0;
@@ -1789,17 +1916,36 @@ int asn1JsonDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
 int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "destinationEID", 14 },
       { "attributeIdList", 15 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "destinationEID", 14) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1813,7 +1959,13 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).destinationEID = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1829,12 +1981,11 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "destinationEID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
    return 0;
@@ -1843,18 +1994,40 @@ int asn1JsonDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
 int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "refund", 6 },
       { "nonce", 5 },
       { "key", 3 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "key", 3) == 0) idx = 2;
+                  break;
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "refund", 6) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1884,7 +2057,13 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).key = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1892,12 +2071,11 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "refund", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "key", THIS_FILE, __LINE__);
@@ -1907,17 +2085,36 @@ int asn1JsonDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
 int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "creditResult", 12 },
       { "creditAuthenticator", 19 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "creditResult", 12) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "creditAuthenticator", 19) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1947,12 +2144,11 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "creditResult", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "creditAuthenticator", THIS_FILE, __LINE__);
    return 0;
@@ -1961,18 +2157,40 @@ int asn1JsonDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
 int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "debitPaymentFee", 15 },
       { "nonce", 5 },
       { "keyRef", 6 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "keyRef", 6) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "debitPaymentFee", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2002,7 +2220,13 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).keyRef = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2010,12 +2234,11 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "debitPaymentFee", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
@@ -2025,17 +2248,36 @@ int asn1JsonDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
 int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "debitResult", 11 },
       { "debitAuthenticator", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "debitResult", 11) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "debitAuthenticator", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2065,12 +2307,11 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "debitResult", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "debitAuthenticator", THIS_FILE, __LINE__);
    return 0;
@@ -2079,18 +2320,40 @@ int asn1JsonDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
 int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "posOfFirstInstance", 18 },
       { "posOfLastInstance", 17 },
       { "attributeIdList", 15 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 2;
+                  break;
+               case 17:
+                  if (memcmp(k, "posOfLastInstance", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "posOfFirstInstance", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2104,7 +2367,13 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).posOfFirstInstance = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2112,7 +2381,13 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).posOfLastInstance = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2128,12 +2403,11 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "posOfFirstInstance", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "posOfLastInstance", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
@@ -2143,18 +2417,40 @@ int asn1JsonDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
 int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "attributeIdList", 15 },
       { "nonce", 5 },
       { "keyRef", 6 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "nonce", 5) == 0) idx = 1;
+                  break;
+               case 6:
+                  if (memcmp(k, "keyRef", 6) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "attributeIdList", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2184,7 +2480,13 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).keyRef = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2192,12 +2494,11 @@ int asn1JsonDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeIdList", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "nonce", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "keyRef", THIS_FILE, __LINE__);
@@ -2214,17 +2515,36 @@ int asn1JsonDec_SetMMIRq(QSCTXT* ctxt, ASN1T_SetMMIRq* pvalue)
 int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "attributeId", 11 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "attributeId", 11) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2238,7 +2558,13 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).attributeId = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2246,7 +2572,13 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, (-9223372036854775807LL - 1), 9223372036854775807LL, &iv)) (*pvalue).value = (QSINT64)iv;
+               else {
+                  if ((stat = rtxTxtReadInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2254,12 +2586,11 @@ int asn1JsonDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "attributeId", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -2289,17 +2620,36 @@ int asn1JsonDec_ContractAuthenticator(QSCTXT* ctxt, ASN1T_ContractAuthenticator*
 int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "contractRestrictions", 20 },
       { "contractExpiryDate", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "contractExpiryDate", 18) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "contractRestrictions", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2335,12 +2685,11 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "contractRestrictions", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
    return 0;
@@ -2349,18 +2698,40 @@ int asn1JsonDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
 int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2398,12 +2769,11 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -2413,18 +2783,40 @@ int asn1JsonDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
 int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "year", 4 },
       { "month", 5 },
       { "day", 3 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "day", 3) == 0) idx = 2;
+                  break;
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  break;
+               case 5:
+                  if (memcmp(k, "month", 5) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2438,11 +2830,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1990LL, 2117LL, &iv)) (*pvalue).year = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).year < 1990 || (*pvalue).year > 2117) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).year);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2451,11 +2849,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).month > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).month > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2464,11 +2868,17 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).day > 31) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).day > 31) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2477,12 +2887,11 @@ int asn1JsonDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "year", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "month", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "day", THIS_FILE, __LINE__);
@@ -2499,17 +2908,36 @@ int asn1JsonDec_DescriptiveCharacteristics(QSCTXT* ctxt, ASN1T_DescriptiveCharac
 int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "particulate", 11 },
       { "absorptionCoeff", 15 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "particulate", 11) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "absorptionCoeff", 15) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2531,7 +2959,13 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).absorptionCoeff = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2539,12 +2973,11 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "particulate", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "absorptionCoeff", THIS_FILE, __LINE__);
    return 0;
@@ -2553,17 +2986,36 @@ int asn1JsonDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
 int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionValues_particulate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "unitType", 8 },
       { "value", 5 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 1;
+                  break;
+               case 8:
+                  if (memcmp(k, "unitType", 8) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2585,11 +3037,17 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value > 32767) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value > 32767) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2598,12 +3056,11 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    return 0;
@@ -2612,17 +3069,34 @@ int asn1JsonDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
 int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "driverClass", 11 },
       { "tripPurpose", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "driverClass", 11) == 0) idx = 0;
+                  else if (memcmp(k, "tripPurpose", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2636,7 +3110,13 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).driverClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2644,7 +3124,13 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).tripPurpose = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2652,12 +3138,11 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "driverClass", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "tripPurpose", THIS_FILE, __LINE__);
    return 0;
@@ -2666,18 +3151,38 @@ int asn1JsonDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
 int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "contractProvider", 16 },
       { "typeOfContract", 14 },
       { "contextVersion", 14 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "typeOfContract", 14) == 0) idx = 1;
+                  else if (memcmp(k, "contextVersion", 14) == 0) idx = 2;
+                  break;
+               case 16:
+                  if (memcmp(k, "contractProvider", 16) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2713,7 +3218,13 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).contextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2721,12 +3232,11 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "contractProvider", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "typeOfContract", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "contextVersion", THIS_FILE, __LINE__);
@@ -2736,17 +3246,36 @@ int asn1JsonDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
 int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "euroValue", 9 },
       { "copValue", 8 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "copValue", 8) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "euroValue", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2776,12 +3305,11 @@ int asn1JsonDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCh
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "euroValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "copValue", THIS_FILE, __LINE__);
    return 0;
@@ -2791,16 +3319,55 @@ int asn1JsonDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuroValue_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_EuroValue_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 3:
+            if (memcmp(s, "eev", 3) == 0) fv = 15;
+            break;
+         case 6:
+            if (memcmp(s, "euro-1", 6) == 0) fv = 1;
+            else if (memcmp(s, "euro-2", 6) == 0) fv = 2;
+            else if (memcmp(s, "euro-3", 6) == 0) fv = 3;
+            else if (memcmp(s, "euro-4", 6) == 0) fv = 4;
+            else if (memcmp(s, "euro-5", 6) == 0) fv = 5;
+            else if (memcmp(s, "euro-6", 6) == 0) fv = 6;
+            break;
+         case 7:
+            if (memcmp(s, "noEntry", 7) == 0) fv = 0;
+            break;
+         case 15:
+            if (memcmp(s, "reservedForUse1", 15) == 0) fv = 7;
+            else if (memcmp(s, "reservedForUse2", 15) == 0) fv = 8;
+            else if (memcmp(s, "reservedForUse3", 15) == 0) fv = 9;
+            else if (memcmp(s, "reservedForUse4", 15) == 0) fv = 10;
+            else if (memcmp(s, "reservedForUse5", 15) == 0) fv = 11;
+            else if (memcmp(s, "reservedForUse6", 15) == 0) fv = 12;
+            else if (memcmp(s, "reservedForUse7", 15) == 0) fv = 13;
+            else if (memcmp(s, "reservedForUse8", 15) == 0) fv = 14;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuroValue_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_EuroValue_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuroValue_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2809,16 +3376,46 @@ int asn1JsonDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_CopValue_ENUMTAB, 9);
-      if (idx < 0 || ASN1T_CopValue_ENUMTAB[idx].value > 8) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "noEntry", 7) == 0) fv = 0;
+            break;
+         case 9:
+            if (memcmp(s, "co2class1", 9) == 0) fv = 1;
+            else if (memcmp(s, "co2class2", 9) == 0) fv = 2;
+            else if (memcmp(s, "co2class3", 9) == 0) fv = 3;
+            else if (memcmp(s, "co2class4", 9) == 0) fv = 4;
+            else if (memcmp(s, "co2class5", 9) == 0) fv = 5;
+            else if (memcmp(s, "co2class6", 9) == 0) fv = 6;
+            else if (memcmp(s, "co2class7", 9) == 0) fv = 7;
+            break;
+         case 14:
+            if (memcmp(s, "reservedforUse", 14) == 0) fv = 8;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_CopValue_ENUMTAB, 9);
+         if (idx < 0 || ASN1T_CopValue_ENUMTAB[idx].value > 8) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_CopValue_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2833,17 +3430,36 @@ int asn1JsonDec_EngineCharacteristics(QSCTXT* ctxt, ASN1T_EngineCharacteristics*
 int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "engineCapacity", 14 },
       { "enginePower", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "enginePower", 11) == 0) idx = 1;
+                  break;
+               case 14:
+                  if (memcmp(k, "engineCapacity", 14) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2857,7 +3473,13 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).engineCapacity = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2865,7 +3487,13 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).enginePower = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2873,12 +3501,11 @@ int asn1JsonDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "engineCapacity", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "enginePower", THIS_FILE, __LINE__);
    return 0;
@@ -2902,7 +3529,7 @@ int asn1JsonDec_EquipmentStatus(QSCTXT* ctxt, ASN1T_EquipmentStatus* pvalue)
 int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[5] = {
       { "unitType", 8 },
       { "emissionCO", 10 },
@@ -2911,11 +3538,37 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
       { "emissionHCNOX", 13 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "unitType", 8) == 0) idx = 0;
+                  break;
+               case 10:
+                  if (memcmp(k, "emissionCO", 10) == 0) idx = 1;
+                  else if (memcmp(k, "emissionHC", 10) == 0) idx = 2;
+                  break;
+               case 11:
+                  if (memcmp(k, "emissionNOX", 11) == 0) idx = 3;
+                  break;
+               case 13:
+                  if (memcmp(k, "emissionHCNOX", 13) == 0) idx = 4;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2937,11 +3590,17 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).emissionCO > 32767) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 32767LL, &iv)) (*pvalue).emissionCO = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).emissionCO > 32767) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).emissionCO);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2950,7 +3609,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionHC = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -2958,7 +3623,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionNOX = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -2966,7 +3637,13 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).emissionHCNOX = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2974,12 +3651,11 @@ int asn1JsonDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "unitType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "emissionCO", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "emissionHC", THIS_FILE, __LINE__);
@@ -3038,18 +3714,40 @@ int asn1JsonDec_Int4(QSCTXT* ctxt, ASN1T_Int4* pvalue)
 int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3087,12 +3785,11 @@ int asn1JsonDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -3103,16 +3800,76 @@ int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_LPN_alphabetIndicator_ENUMTAB, 33);
-      if (idx < 0 || ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value > 33) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "twoOctetBMP", 11) == 0) fv = 11;
+            break;
+         case 15:
+            if (memcmp(s, "reservedForUse1", 15) == 0) fv = 13;
+            else if (memcmp(s, "reservedForUse2", 15) == 0) fv = 14;
+            else if (memcmp(s, "reservedForUse3", 15) == 0) fv = 15;
+            else if (memcmp(s, "reservedForUse4", 15) == 0) fv = 16;
+            else if (memcmp(s, "reservedForUse5", 15) == 0) fv = 17;
+            else if (memcmp(s, "reservedForUse6", 15) == 0) fv = 18;
+            else if (memcmp(s, "reservedForUse7", 15) == 0) fv = 19;
+            else if (memcmp(s, "reservedForUse8", 15) == 0) fv = 20;
+            else if (memcmp(s, "reservedForUse9", 15) == 0) fv = 21;
+            break;
+         case 16:
+            if (memcmp(s, "latinAlphabetNo1", 16) == 0) fv = 1;
+            else if (memcmp(s, "latinAlphabetNo2", 16) == 0) fv = 2;
+            else if (memcmp(s, "latinAlphabetNo3", 16) == 0) fv = 3;
+            else if (memcmp(s, "latinAlphabetNo4", 16) == 0) fv = 4;
+            else if (memcmp(s, "latinAlphabetNo5", 16) == 0) fv = 9;
+            else if (memcmp(s, "latinAlphabetNo6", 16) == 0) fv = 10;
+            else if (memcmp(s, "reservedForUse10", 16) == 0) fv = 22;
+            else if (memcmp(s, "reservedForUse11", 16) == 0) fv = 23;
+            else if (memcmp(s, "reservedForUse12", 16) == 0) fv = 24;
+            else if (memcmp(s, "reservedForUse13", 16) == 0) fv = 25;
+            else if (memcmp(s, "reservedForUse14", 16) == 0) fv = 26;
+            else if (memcmp(s, "reservedForUse15", 16) == 0) fv = 27;
+            else if (memcmp(s, "reservedForUse16", 16) == 0) fv = 28;
+            else if (memcmp(s, "reservedForUse17", 16) == 0) fv = 29;
+            else if (memcmp(s, "reservedForUse18", 16) == 0) fv = 30;
+            else if (memcmp(s, "reservedForUse19", 16) == 0) fv = 31;
+            else if (memcmp(s, "reservedForUse20", 16) == 0) fv = 32;
+            else if (memcmp(s, "reservedForUse21", 16) == 0) fv = 33;
+            break;
+         case 18:
+            if (memcmp(s, "latinGreekAlphabet", 18) == 0) fv = 7;
+            else if (memcmp(s, "fourOctetCanonical", 18) == 0) fv = 12;
+            break;
+         case 19:
+            if (memcmp(s, "latinArabicAlphabet", 19) == 0) fv = 6;
+            else if (memcmp(s, "latinHebrewAlphabet", 19) == 0) fv = 8;
+            break;
+         case 21:
+            if (memcmp(s, "latinCyrillicAlphabet", 21) == 0) fv = 5;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_LPN_alphabetIndicator_ENUMTAB, 33);
+         if (idx < 0 || ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value > 33) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_LPN_alphabetIndicator_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3120,17 +3877,36 @@ int asn1JsonDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
 int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "numberOfSeats", 13 },
       { "numberOfStandingPlaces", 22 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "numberOfSeats", 13) == 0) idx = 0;
+                  break;
+               case 22:
+                  if (memcmp(k, "numberOfStandingPlaces", 22) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3144,7 +3920,13 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).numberOfSeats = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3152,7 +3934,13 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).numberOfStandingPlaces = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3160,12 +3948,11 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "numberOfSeats", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfStandingPlaces", THIS_FILE, __LINE__);
    return 0;
@@ -3174,17 +3961,36 @@ int asn1JsonDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
 int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "paymentFeeAmount", 16 },
       { "paymentFeeUnit", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "paymentFeeUnit", 14) == 0) idx = 1;
+                  break;
+               case 16:
+                  if (memcmp(k, "paymentFeeAmount", 16) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3198,7 +4004,13 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).paymentFeeAmount = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3214,12 +4026,11 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "paymentFeeAmount", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentFeeUnit", THIS_FILE, __LINE__);
    return 0;
@@ -3228,18 +4039,40 @@ int asn1JsonDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
 int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "personalAccountNumber", 21 },
       { "paymentMeansExpiryDate", 22 },
       { "pamentMeansUsageControl", 23 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "personalAccountNumber", 21) == 0) idx = 0;
+                  break;
+               case 22:
+                  if (memcmp(k, "paymentMeansExpiryDate", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "pamentMeansUsageControl", 23) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3283,12 +4116,11 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "paymentMeansExpiryDate", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "pamentMeansUsageControl", THIS_FILE, __LINE__);
@@ -3298,14 +4130,31 @@ int asn1JsonDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
 int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "positive", 8 },
       { "negative", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "positive", 8) == 0) idx = 0;
+            else if (memcmp(k, "negative", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3347,22 +4196,39 @@ int asn1JsonDec_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "positive", 8 },
       { "negative", 8 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 2);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 8:
+            if (memcmp(k, "positive", 8) == 0) idx = 0;
+            else if (memcmp(k, "negative", 8) == 0) idx = 1;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 2);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3404,8 +4270,8 @@ int asn1JsonDec_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3458,17 +4324,36 @@ int asn1JsonDec_PersonalAccountNumber(QSCTXT* ctxt, ASN1T_PersonalAccountNumber*
 int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "countryCode", 11 },
       { "providerIdentifier", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "providerIdentifier", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3490,7 +4375,13 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).providerIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3498,12 +4389,11 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "providerIdentifier", THIS_FILE, __LINE__);
    return 0;
@@ -3512,17 +4402,36 @@ int asn1JsonDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
 int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "purseValue", 10 },
       { "purseUnit", 9 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "purseUnit", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "purseValue", 10) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3552,12 +4461,11 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "purseValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "purseUnit", THIS_FILE, __LINE__);
    return 0;
@@ -3566,18 +4474,40 @@ int asn1JsonDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
 int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "sessionContractProvider", 23 },
       { "sessionTypeOfContract", 21 },
       { "sessionContractSerialNumber", 27 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 0;
+                  break;
+               case 27:
+                  if (memcmp(k, "sessionContractSerialNumber", 27) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3613,7 +4543,13 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContractSerialNumber = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3621,12 +4557,11 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionContractProvider", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionTypeOfContract", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionContractSerialNumber", THIS_FILE, __LINE__);
@@ -3636,7 +4571,7 @@ int asn1JsonDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
 int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -3653,11 +4588,59 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3687,7 +4670,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -3703,7 +4692,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -3711,7 +4706,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -3719,7 +4720,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -3727,7 +4734,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -3765,7 +4778,13 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -3787,12 +4806,11 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -3812,7 +4830,7 @@ int asn1JsonDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
 int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -3829,11 +4847,59 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3863,7 +4929,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -3879,7 +4951,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -3887,7 +4965,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -3895,7 +4979,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -3903,7 +4993,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -3941,7 +5037,13 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -3963,12 +5065,11 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -3988,7 +5089,7 @@ int asn1JsonDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
 int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[13] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -4005,11 +5106,59 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
       { "receiptDataAuthenticator", 24 },
    };
    QSOCTET seen[13] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 13);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "sessionFee", 10) == 0) idx = 8;
+                  break;
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  else if (memcmp(k, "sessionType", 11) == 0) idx = 4;
+                  break;
+               case 13:
+                  if (memcmp(k, "sessionResult", 13) == 0) idx = 5;
+                  break;
+               case 15:
+                  if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "locationOfStation", 17) == 0) idx = 2;
+                  break;
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 6;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 7;
+                  break;
+               case 21:
+                  if (memcmp(k, "sessionTypeOfContract", 21) == 0) idx = 10;
+                  else if (memcmp(k, "sessionContextVersion", 21) == 0) idx = 11;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  break;
+               case 23:
+                  if (memcmp(k, "sessionContractProvider", 23) == 0) idx = 9;
+                  break;
+               case 24:
+                  if (memcmp(k, "receiptDataAuthenticator", 24) == 0) idx = 12;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 13);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4039,7 +5188,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).locationOfStation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4055,7 +5210,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4063,7 +5224,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResult = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4071,7 +5238,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 7:
             if (seen[7]) {
@@ -4079,7 +5252,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 8:
             if (seen[8]) {
@@ -4117,7 +5296,13 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[11] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).sessionContextVersion = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 12:
             if (seen[12]) {
@@ -4139,12 +5324,11 @@ int asn1JsonDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "locationOfStation", THIS_FILE, __LINE__);
@@ -4176,7 +5360,7 @@ int asn1JsonDec_ReceiptDistance(QSCTXT* ctxt, ASN1T_ReceiptDistance* pvalue)
 int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[4] = {
       { "personalAccountNumber", 21 },
       { "sessionPaymentFee", 17 },
@@ -4184,11 +5368,34 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
       { "receiptFinancialSerialNumber", 28 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "sessionPaymentFee", 17) == 0) idx = 1;
+                  break;
+               case 21:
+                  if (memcmp(k, "personalAccountNumber", 21) == 0) idx = 0;
+                  else if (memcmp(k, "sessionCurrentBalance", 21) == 0) idx = 2;
+                  break;
+               case 28:
+                  if (memcmp(k, "receiptFinancialSerialNumber", 28) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4226,7 +5433,13 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).receiptFinancialSerialNumber = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4234,12 +5447,11 @@ int asn1JsonDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "personalAccountNumber", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionPaymentFee", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "sessionCurrentBalance", THIS_FILE, __LINE__);
@@ -4264,7 +5476,7 @@ int asn1JsonDec_ReceiptOBUId(QSCTXT* ctxt, ASN1T_ReceiptOBUId* pvalue)
 int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[7] = {
       { "sessionTime", 11 },
       { "sessionServiceProvider", 22 },
@@ -4275,11 +5487,41 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
       { "sessionResultFinancial", 22 },
    };
    QSOCTET seen[7] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 7);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "sessionTime", 11) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "typeOfSession", 13) == 0) idx = 4;
+                  break;
+               case 15:
+                  if (memcmp(k, "stationLocation", 15) == 0) idx = 2;
+                  else if (memcmp(k, "sessionLocation", 15) == 0) idx = 3;
+                  break;
+               case 22:
+                  if (memcmp(k, "sessionServiceProvider", 22) == 0) idx = 1;
+                  else if (memcmp(k, "sessionResultFinancial", 22) == 0) idx = 6;
+                  break;
+               case 24:
+                  if (memcmp(k, "sessionResultOperational", 24) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 7);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4309,11 +5551,17 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).stationLocation > 1048575) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1048575LL, &iv)) (*pvalue).stationLocation = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).stationLocation > 1048575) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).stationLocation);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -4339,7 +5587,13 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionResultOperational = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 6:
             if (seen[6]) {
@@ -4355,12 +5609,11 @@ int asn1JsonDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionServiceProvider", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "stationLocation", THIS_FILE, __LINE__);
@@ -4420,17 +5673,36 @@ int asn1JsonDec_ResultOp(QSCTXT* ctxt, ASN1T_ResultOp* pvalue)
 int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "sessionTariffClass", 18 },
       { "sessionClaimedClass", 19 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "sessionTariffClass", 18) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "sessionClaimedClass", 19) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4444,7 +5716,13 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionTariffClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4452,7 +5730,13 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sessionClaimedClass = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4460,12 +5744,11 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "sessionTariffClass", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sessionClaimedClass", THIS_FILE, __LINE__);
    return 0;
@@ -4474,17 +5757,36 @@ int asn1JsonDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
 int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "ascendingKilometrage", 20 },
       { "laneCodeNumber", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "laneCodeNumber", 14) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "ascendingKilometrage", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4506,11 +5808,17 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).laneCodeNumber > 127) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 127LL, &iv)) (*pvalue).laneCodeNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).laneCodeNumber > 127) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).laneCodeNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -4519,12 +5827,11 @@ int asn1JsonDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "ascendingKilometrage", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "laneCodeNumber", THIS_FILE, __LINE__);
    return 0;
@@ -4534,16 +5841,67 @@ int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_StationType_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_StationType_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "mixed", 5) == 0) fv = 6;
+            break;
+         case 6:
+            if (memcmp(s, "reload", 6) == 0) fv = 9;
+            break;
+         case 7:
+            if (memcmp(s, "passage", 7) == 0) fv = 7;
+            break;
+         case 10:
+            if (memcmp(s, "closedExit", 10) == 0) fv = 4;
+            else if (memcmp(s, "checkpoint", 10) == 0) fv = 8;
+            break;
+         case 11:
+            if (memcmp(s, "unspecified", 11) == 0) fv = 0;
+            else if (memcmp(s, "privateUse5", 11) == 0) fv = 14;
+            else if (memcmp(s, "privateUse6", 11) == 0) fv = 15;
+            break;
+         case 12:
+            if (memcmp(s, "closedCredit", 12) == 0) fv = 5;
+            break;
+         case 13:
+            if (memcmp(s, "closedTransit", 13) == 0) fv = 3;
+            break;
+         case 22:
+            if (memcmp(s, "closedEntryWithPayment", 22) == 0) fv = 1;
+            break;
+         case 24:
+            if (memcmp(s, "reservedForFutureCENUse1", 24) == 0) fv = 10;
+            else if (memcmp(s, "reservedForFutureCENUse2", 24) == 0) fv = 11;
+            else if (memcmp(s, "reservedForFutureCENUse3", 24) == 0) fv = 12;
+            else if (memcmp(s, "reservedForFutureCENUse4", 24) == 0) fv = 13;
+            break;
+         case 25:
+            if (memcmp(s, "closedEntryWithoutPayment", 25) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_StationType_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_StationType_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_StationType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4551,17 +5909,36 @@ int asn1JsonDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "timeDate", 8 },
       { "timeCompact", 11 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "timeDate", 8) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "timeCompact", 11) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4591,12 +5968,11 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "timeDate", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "timeCompact", THIS_FILE, __LINE__);
    return 0;
@@ -4605,18 +5981,40 @@ int asn1JsonDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
 int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "hours", 5 },
       { "mins", 4 },
       { "double-secs", 11 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "mins", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "hours", 5) == 0) idx = 0;
+                  break;
+               case 11:
+                  if (memcmp(k, "double-secs", 11) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4630,11 +6028,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).hours > 23) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 23LL, &iv)) (*pvalue).hours = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).hours > 23) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -4643,11 +6047,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).mins > 59) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 59LL, &iv)) (*pvalue).mins = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).mins > 59) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -4656,11 +6066,17 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).double_secs > 30) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 30LL, &iv)) (*pvalue).double_secs = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).double_secs > 30) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).double_secs);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -4669,12 +6085,11 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "hours", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "mins", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "double-secs", THIS_FILE, __LINE__);
@@ -4684,17 +6099,36 @@ int asn1JsonDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
 int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "soundstationary", 15 },
       { "sounddriveby", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "sounddriveby", 12) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "soundstationary", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4708,7 +6142,13 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).soundstationary = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4716,7 +6156,13 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).sounddriveby = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4724,12 +6170,11 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "soundstationary", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sounddriveby", THIS_FILE, __LINE__);
    return 0;
@@ -4738,18 +6183,40 @@ int asn1JsonDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
 int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "trailerDetails", 14 },
       { "trailerMaxLadenWeight", 21 },
       { "trailerWeightUnladen", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "trailerDetails", 14) == 0) idx = 0;
+                  break;
+               case 20:
+                  if (memcmp(k, "trailerWeightUnladen", 20) == 0) idx = 2;
+                  break;
+               case 21:
+                  if (memcmp(k, "trailerMaxLadenWeight", 21) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4771,7 +6238,13 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).trailerMaxLadenWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4779,7 +6252,13 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).trailerWeightUnladen = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4787,12 +6266,11 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerDetails", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerMaxLadenWeight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "trailerWeightUnladen", THIS_FILE, __LINE__);
@@ -4802,17 +6280,36 @@ int asn1JsonDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
 int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "trailerType", 11 },
       { "trailerAxles", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "trailerType", 11) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "trailerAxles", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4826,7 +6323,13 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 31LL, &iv)) (*pvalue).trailerType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4834,7 +6337,13 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).trailerAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4842,12 +6351,11 @@ int asn1JsonDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
    return 0;
@@ -4868,18 +6376,40 @@ int asn1JsonDec_TrailerDetails_trailerType(QSCTXT* ctxt, ASN1T_TrailerDetails_tr
 int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4917,12 +6447,11 @@ int asn1JsonDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -4933,16 +6462,37 @@ int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_UnitType_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_UnitType_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 5:
+            if (memcmp(s, "mg-km", 5) == 0) fv = 0;
+            break;
+         case 6:
+            if (memcmp(s, "mg-kWh", 6) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_UnitType_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_UnitType_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_UnitType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4950,17 +6500,34 @@ int asn1JsonDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "issuerRestrictions", 18 },
       { "contractExpiryDate", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "issuerRestrictions", 18) == 0) idx = 0;
+                  else if (memcmp(k, "contractExpiryDate", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4996,12 +6563,11 @@ int asn1JsonDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "issuerRestrictions", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "contractExpiryDate", THIS_FILE, __LINE__);
    return 0;
@@ -5017,17 +6583,36 @@ int asn1JsonDec_VehicleAuthenticator(QSCTXT* ctxt, ASN1T_VehicleAuthenticator* p
 int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vehicleFirstAxleHeight", 22 },
       { "vehicleAxlesNumber", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "vehicleAxlesNumber", 18) == 0) idx = 1;
+                  break;
+               case 22:
+                  if (memcmp(k, "vehicleFirstAxleHeight", 22) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5041,7 +6626,13 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleFirstAxleHeight = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5057,12 +6648,11 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleFirstAxleHeight", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleAxlesNumber", THIS_FILE, __LINE__);
    return 0;
@@ -5071,17 +6661,36 @@ int asn1JsonDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
 int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "tyreType", 8 },
       { "numberOfAxles", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "tyreType", 8) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "numberOfAxles", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5111,12 +6720,11 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "tyreType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "numberOfAxles", THIS_FILE, __LINE__);
    return 0;
@@ -5126,16 +6734,43 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "dualTyres", 9) == 0) fv = 2;
+            break;
+         case 10:
+            if (memcmp(s, "singleTyre", 10) == 0) fv = 1;
+            break;
+         case 12:
+            if (memcmp(s, "notSpecified", 12) == 0) fv = 0;
+            break;
+         case 14:
+            if (memcmp(s, "reservedForUse", 14) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -5143,17 +6778,34 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
 int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_numberOfAxles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "trailerAxles", 12 },
       { "tractorAxles", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "trailerAxles", 12) == 0) idx = 0;
+                  else if (memcmp(k, "tractorAxles", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5167,7 +6819,13 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).trailerAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5175,7 +6833,13 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).tractorAxles = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5183,12 +6847,11 @@ int asn1JsonDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "trailerAxles", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "tractorAxles", THIS_FILE, __LINE__);
    return 0;
@@ -5228,18 +6891,38 @@ int asn1JsonDec_VehicleClass(QSCTXT* ctxt, ASN1T_VehicleClass* pvalue)
 int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "vehicleLengthOverall", 20 },
       { "vehicleHeigthOverall", 20 },
       { "vehicleWidthOverall", 19 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "vehicleWidthOverall", 19) == 0) idx = 2;
+                  break;
+               case 20:
+                  if (memcmp(k, "vehicleLengthOverall", 20) == 0) idx = 0;
+                  else if (memcmp(k, "vehicleHeigthOverall", 20) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5253,7 +6936,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleLengthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5261,7 +6950,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleHeigthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5269,7 +6964,13 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).vehicleWidthOverall = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5277,12 +6978,11 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleLengthOverall", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleHeigthOverall", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWidthOverall", THIS_FILE, __LINE__);
@@ -5292,18 +6992,40 @@ int asn1JsonDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
 int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
       { "alphabetIndicator", 17 },
       { "licencePlateNumber", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "alphabetIndicator", 17) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "licencePlateNumber", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5341,12 +7063,11 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "countryCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "alphabetIndicator", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "licencePlateNumber", THIS_FILE, __LINE__);
@@ -5356,17 +7077,36 @@ int asn1JsonDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
 int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentificationNumber* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vin", 3 },
       { "fill", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "vin", 3) == 0) idx = 0;
+                  break;
+               case 4:
+                  if (memcmp(k, "fill", 4) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5397,12 +7137,11 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vin", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "fill", THIS_FILE, __LINE__);
    return 0;
@@ -5411,7 +7150,7 @@ int asn1JsonDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
 int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCharacteristics* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[4] = {
       { "environmentalCharacteristics", 28 },
       { "engineCharacteristics", 21 },
@@ -5419,11 +7158,34 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
       { "futureCharacteristics", 21 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 21:
+                  if (memcmp(k, "engineCharacteristics", 21) == 0) idx = 1;
+                  else if (memcmp(k, "futureCharacteristics", 21) == 0) idx = 3;
+                  break;
+               case 26:
+                  if (memcmp(k, "descriptiveCharacteristics", 26) == 0) idx = 2;
+                  break;
+               case 28:
+                  if (memcmp(k, "environmentalCharacteristics", 28) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5445,7 +7207,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).engineCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5453,7 +7221,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).descriptiveCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -5461,7 +7235,13 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).futureCharacteristics = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5469,12 +7249,11 @@ int asn1JsonDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "environmentalCharacteristics", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "engineCharacteristics", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "descriptiveCharacteristics", THIS_FILE, __LINE__);
@@ -5506,18 +7285,40 @@ int asn1JsonDec_VehicleCurrentMaxTrainWeight(QSCTXT* ctxt, ASN1T_VehicleCurrentM
 int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "vehicleMaxLadenWeight", 21 },
       { "vehicleTrainMaximumWeight", 25 },
       { "vehicleWeightUnladen", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 20:
+                  if (memcmp(k, "vehicleWeightUnladen", 20) == 0) idx = 2;
+                  break;
+               case 21:
+                  if (memcmp(k, "vehicleMaxLadenWeight", 21) == 0) idx = 0;
+                  break;
+               case 25:
+                  if (memcmp(k, "vehicleTrainMaximumWeight", 25) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5531,7 +7332,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleMaxLadenWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -5539,7 +7346,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleTrainMaximumWeight = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -5547,7 +7360,13 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).vehicleWeightUnladen = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -5555,12 +7374,11 @@ int asn1JsonDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleMaxLadenWeight", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleTrainMaximumWeight", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "vehicleWeightUnladen", THIS_FILE, __LINE__);

@@ -1317,26 +1317,36 @@ int asn1JsonEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle1\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle1)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle1\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle1", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle2\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle2)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle2\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle2", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle2)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle3\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle3)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle3\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle3", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle4\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle4)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle4\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle4", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"maxLadenweightOnAxle5\":", 24, (QSUINT64)(*pvalue).maxLadenweightOnAxle5)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLadenweightOnAxle5\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "maxLadenweightOnAxle5", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1347,14 +1357,18 @@ int asn1JsonEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "attributeId", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1372,13 +1386,14 @@ int asn1JsonEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "channelId", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "apdu", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1390,13 +1405,14 @@ int asn1JsonEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"channelId\":", 12, (QSUINT64)(*pvalue).channelId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"channelId\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "channelId", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ChannelId(ctxt, &(*pvalue).channelId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"apdu\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "apdu", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1408,13 +1424,14 @@ int asn1JsonEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"destinationEID\":", 17, (QSUINT64)(*pvalue).destinationEID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destinationEID\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "destinationEID", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).destinationEID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1426,18 +1443,18 @@ int asn1JsonEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"refund\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "refund", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).refund)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"key\":", 6, (QSUINT64)(*pvalue).key)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"key\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "key", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1448,13 +1465,11 @@ int asn1JsonEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"creditResult\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "creditResult", 12)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).creditResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"creditAuthenticator\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "creditAuthenticator", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1466,18 +1481,18 @@ int asn1JsonEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitPaymentFee\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "debitPaymentFee", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "keyRef", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1488,13 +1503,11 @@ int asn1JsonEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitResult\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "debitResult", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).debitResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"debitAuthenticator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "debitAuthenticator", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1506,17 +1519,20 @@ int asn1JsonEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfFirstInstance\":", 21, (QSUINT64)(*pvalue).posOfFirstInstance)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfFirstInstance\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posOfFirstInstance", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfFirstInstance)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"posOfLastInstance\":", 20, (QSUINT64)(*pvalue).posOfLastInstance)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"posOfLastInstance\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "posOfLastInstance", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).posOfLastInstance)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1528,18 +1544,18 @@ int asn1JsonEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeIdList\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "attributeIdList", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nonce\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nonce", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"keyRef\":", 9, (QSUINT64)(*pvalue).keyRef)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"keyRef\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "keyRef", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1557,14 +1573,18 @@ int asn1JsonEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"attributeId\":", 14, (QSUINT64)(*pvalue).attributeId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributeId\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "attributeId", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).attributeId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberInt(ctxt, first, "\"value\":", 8, (QSINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteInt64(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1596,14 +1616,12 @@ int asn1JsonEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractRestrictions\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "contractRestrictions", 20)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "contractExpiryDate", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1615,17 +1633,14 @@ int asn1JsonEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1637,21 +1652,27 @@ int asn1JsonEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).year < 1990 || (*pvalue).year > 2117 || !rtJsonEncMemberUInt(ctxt, first, "\"year\":", 7, (QSUINT64)(*pvalue).year)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1669,14 +1690,15 @@ int asn1JsonEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"particulate\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "particulate", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"absorptionCoeff\":", 18, (QSUINT64)(*pvalue).absorptionCoeff)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absorptionCoeff\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "absorptionCoeff", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1687,15 +1709,16 @@ int asn1JsonEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmiss
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unitType", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1706,14 +1729,18 @@ int asn1JsonEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"driverClass\":", 14, (QSUINT64)(*pvalue).driverClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverClass\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "driverClass", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).driverClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"tripPurpose\":", 14, (QSUINT64)(*pvalue).tripPurpose)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tripPurpose\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "tripPurpose", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1724,19 +1751,19 @@ int asn1JsonEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractProvider\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "contractProvider", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).contractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeOfContract\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "typeOfContract", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"contextVersion\":", 17, (QSUINT64)(*pvalue).contextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contextVersion\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "contextVersion", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1747,13 +1774,11 @@ int asn1JsonEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCh
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euroValue\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "euroValue", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_EuroValue(ctxt, &(*pvalue).euroValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"copValue\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "copValue", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1765,9 +1790,27 @@ int asn1JsonEnc_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"noEntry\"", 9 },
+         { "\"euro-1\"", 8 },
+         { "\"euro-2\"", 8 },
+         { "\"euro-3\"", 8 },
+         { "\"euro-4\"", 8 },
+         { "\"euro-5\"", 8 },
+         { "\"euro-6\"", 8 },
+         { "\"reservedForUse1\"", 17 },
+         { "\"reservedForUse2\"", 17 },
+         { "\"reservedForUse3\"", 17 },
+         { "\"reservedForUse4\"", 17 },
+         { "\"reservedForUse5\"", 17 },
+         { "\"reservedForUse6\"", 17 },
+         { "\"reservedForUse7\"", 17 },
+         { "\"reservedForUse8\"", 17 },
+         { "\"eev\"", 5 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1777,9 +1820,20 @@ int asn1JsonEnc_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
    int stat;
    if ((*pvalue) > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[9] = {
+         { "\"noEntry\"", 9 },
+         { "\"co2class1\"", 11 },
+         { "\"co2class2\"", 11 },
+         { "\"co2class3\"", 11 },
+         { "\"co2class4\"", 11 },
+         { "\"co2class5\"", 11 },
+         { "\"co2class6\"", 11 },
+         { "\"co2class7\"", 11 },
+         { "\"reservedforUse\"", 16 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 8 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1796,14 +1850,18 @@ int asn1JsonEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCapacity\":", 17, (QSUINT64)(*pvalue).engineCapacity)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCapacity\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "engineCapacity", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).engineCapacity)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"enginePower\":", 14, (QSUINT64)(*pvalue).enginePower)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"enginePower\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "enginePower", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1829,27 +1887,34 @@ int asn1JsonEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unitType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unitType", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_UnitType(ctxt, &(*pvalue).unitType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).emissionCO > 32767 || !rtJsonEncMemberUInt(ctxt, first, "\"emissionCO\":", 13, (QSUINT64)(*pvalue).emissionCO)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionCO\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "emissionCO", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).emissionCO)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHC\":", 13, (QSUINT64)(*pvalue).emissionHC)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHC\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "emissionHC", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHC)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionNOX\":", 14, (QSUINT64)(*pvalue).emissionNOX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionNOX\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "emissionNOX", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionNOX)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"emissionHCNOX\":", 16, (QSUINT64)(*pvalue).emissionHCNOX)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emissionHCNOX\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "emissionHCNOX", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1903,17 +1968,14 @@ int asn1JsonEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1925,9 +1987,45 @@ int asn1JsonEnc_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator*
    int stat;
    if ((*pvalue) > 33) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[34] = {
+         { 0, 0 },
+         { "\"latinAlphabetNo1\"", 18 },
+         { "\"latinAlphabetNo2\"", 18 },
+         { "\"latinAlphabetNo3\"", 18 },
+         { "\"latinAlphabetNo4\"", 18 },
+         { "\"latinCyrillicAlphabet\"", 23 },
+         { "\"latinArabicAlphabet\"", 21 },
+         { "\"latinGreekAlphabet\"", 20 },
+         { "\"latinHebrewAlphabet\"", 21 },
+         { "\"latinAlphabetNo5\"", 18 },
+         { "\"latinAlphabetNo6\"", 18 },
+         { "\"twoOctetBMP\"", 13 },
+         { "\"fourOctetCanonical\"", 20 },
+         { "\"reservedForUse1\"", 17 },
+         { "\"reservedForUse2\"", 17 },
+         { "\"reservedForUse3\"", 17 },
+         { "\"reservedForUse4\"", 17 },
+         { "\"reservedForUse5\"", 17 },
+         { "\"reservedForUse6\"", 17 },
+         { "\"reservedForUse7\"", 17 },
+         { "\"reservedForUse8\"", 17 },
+         { "\"reservedForUse9\"", 17 },
+         { "\"reservedForUse10\"", 18 },
+         { "\"reservedForUse11\"", 18 },
+         { "\"reservedForUse12\"", 18 },
+         { "\"reservedForUse13\"", 18 },
+         { "\"reservedForUse14\"", 18 },
+         { "\"reservedForUse15\"", 18 },
+         { "\"reservedForUse16\"", 18 },
+         { "\"reservedForUse17\"", 18 },
+         { "\"reservedForUse18\"", 18 },
+         { "\"reservedForUse19\"", 18 },
+         { "\"reservedForUse20\"", 18 },
+         { "\"reservedForUse21\"", 18 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 33 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1937,14 +2035,18 @@ int asn1JsonEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfSeats\":", 16, (QSUINT64)(*pvalue).numberOfSeats)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfSeats\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "numberOfSeats", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfSeats)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"numberOfStandingPlaces\":", 25, (QSUINT64)(*pvalue).numberOfStandingPlaces)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfStandingPlaces\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "numberOfStandingPlaces", 22)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1955,13 +2057,14 @@ int asn1JsonEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"paymentFeeAmount\":", 19, (QSUINT64)(*pvalue).paymentFeeAmount)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeAmount\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "paymentFeeAmount", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).paymentFeeAmount)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentFeeUnit\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "paymentFeeUnit", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1973,17 +2076,14 @@ int asn1JsonEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "personalAccountNumber", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"paymentMeansExpiryDate\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "paymentMeansExpiryDate", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pamentMeansUsageControl\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pamentMeansUsageControl", 23)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
@@ -1998,17 +2098,15 @@ int asn1JsonEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pva
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "positive", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "negative", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteInt(ctxt, (*(*pvalue).u.negative))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2029,17 +2127,15 @@ int asn1JsonEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positive\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "positive", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.positive))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"negative\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "negative", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteInt(ctxt, (*(*pvalue).u.negative))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2089,14 +2185,15 @@ int asn1JsonEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).providerIdentifier > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"providerIdentifier\":", 21, (QSUINT64)(*pvalue).providerIdentifier)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"providerIdentifier\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "providerIdentifier", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2107,13 +2204,11 @@ int asn1JsonEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"purseValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "purseValue", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_SignedValue(ctxt, &(*pvalue).purseValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"purseUnit\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "purseUnit", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2125,19 +2220,19 @@ int asn1JsonEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContractSerialNumber\":", 30, (QSUINT64)(*pvalue).sessionContractSerialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractSerialNumber\":", 30)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContractSerialNumber", 27)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2148,58 +2243,63 @@ int asn1JsonEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
@@ -2212,58 +2312,63 @@ int asn1JsonEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
@@ -2276,58 +2381,63 @@ int asn1JsonEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"locationOfStation\":", 20, (QSUINT64)(*pvalue).locationOfStation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"locationOfStation\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "locationOfStation", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).locationOfStation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionType\":", 14, (QSUINT64)(*pvalue).sessionType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionType", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResult\":", 16, (QSUINT64)(*pvalue).sessionResult)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResult\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionResult", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResult)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionFee\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionFee", 10)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContractProvider\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContractProvider", 23)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionContractProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTypeOfContract\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTypeOfContract", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionContextVersion\":", 24, (QSUINT64)(*pvalue).sessionContextVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionContextVersion\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionContextVersion", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).sessionContextVersion)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptDataAuthenticator\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "receiptDataAuthenticator", 24)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
@@ -2348,22 +2458,21 @@ int asn1JsonEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"personalAccountNumber\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "personalAccountNumber", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionPaymentFee\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionPaymentFee", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionCurrentBalance\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionCurrentBalance", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"receiptFinancialSerialNumber\":", 31, (QSUINT64)(*pvalue).receiptFinancialSerialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"receiptFinancialSerialNumber\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "receiptFinancialSerialNumber", 28)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2388,35 +2497,34 @@ int asn1JsonEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTime\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTime", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateAndTime(ctxt, &(*pvalue).sessionTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionServiceProvider\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionServiceProvider", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).stationLocation > 1048575 || !rtJsonEncMemberUInt(ctxt, first, "\"stationLocation\":", 18, (QSUINT64)(*pvalue).stationLocation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "stationLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).stationLocation)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionLocation\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionLocation", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"typeOfSession\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "typeOfSession", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_StationType(ctxt, &(*pvalue).typeOfSession)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionResultOperational\":", 27, (QSUINT64)(*pvalue).sessionResultOperational)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultOperational\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionResultOperational", 24)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ResultOp(ctxt, &(*pvalue).sessionResultOperational)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionResultFinancial\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionResultFinancial", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2465,14 +2573,18 @@ int asn1JsonEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionTariffClass\":", 21, (QSUINT64)(*pvalue).sessionTariffClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionTariffClass\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionTariffClass", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionTariffClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sessionClaimedClass\":", 22, (QSUINT64)(*pvalue).sessionClaimedClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sessionClaimedClass\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sessionClaimedClass", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2483,15 +2595,16 @@ int asn1JsonEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ascendingKilometrage\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "ascendingKilometrage", 20)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneCodeNumber > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"laneCodeNumber\":", 17, (QSUINT64)(*pvalue).laneCodeNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCodeNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneCodeNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2502,9 +2615,27 @@ int asn1JsonEnc_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"unspecified\"", 13 },
+         { "\"closedEntryWithPayment\"", 24 },
+         { "\"closedEntryWithoutPayment\"", 27 },
+         { "\"closedTransit\"", 15 },
+         { "\"closedExit\"", 12 },
+         { "\"closedCredit\"", 14 },
+         { "\"mixed\"", 7 },
+         { "\"passage\"", 9 },
+         { "\"checkpoint\"", 12 },
+         { "\"reload\"", 8 },
+         { "\"reservedForFutureCENUse1\"", 26 },
+         { "\"reservedForFutureCENUse2\"", 26 },
+         { "\"reservedForFutureCENUse3\"", 26 },
+         { "\"reservedForFutureCENUse4\"", 26 },
+         { "\"privateUse5\"", 13 },
+         { "\"privateUse6\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2514,13 +2645,11 @@ int asn1JsonEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeDate\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "timeDate", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).timeDate)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeCompact\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "timeCompact", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2532,21 +2661,27 @@ int asn1JsonEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeComp
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "hours", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "mins", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).double_secs > 30 || !rtJsonEncMemberUInt(ctxt, first, "\"double-secs\":", 14, (QSUINT64)(*pvalue).double_secs)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"double-secs\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "double-secs", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).double_secs)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2557,14 +2692,18 @@ int asn1JsonEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"soundstationary\":", 18, (QSUINT64)(*pvalue).soundstationary)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundstationary\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "soundstationary", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).soundstationary)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sounddriveby\":", 15, (QSUINT64)(*pvalue).sounddriveby)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sounddriveby\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sounddriveby", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2575,18 +2714,21 @@ int asn1JsonEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristic
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerDetails\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerDetails", 14)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).trailerMaxLadenWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerMaxLadenWeight", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"trailerWeightUnladen\":", 23, (QSUINT64)(*pvalue).trailerWeightUnladen)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerWeightUnladen", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2597,14 +2739,18 @@ int asn1JsonEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerType\":", 14, (QSUINT64)(*pvalue).trailerType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerType\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerType", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_TrailerDetails_trailerType(ctxt, &(*pvalue).trailerType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2623,17 +2769,14 @@ int asn1JsonEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlat
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2645,9 +2788,13 @@ int asn1JsonEnc_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
    int stat;
    if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[2] = {
+         { "\"mg-km\"", 7 },
+         { "\"mg-kWh\"", 8 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 1 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2657,14 +2804,12 @@ int asn1JsonEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"issuerRestrictions\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "issuerRestrictions", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"contractExpiryDate\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "contractExpiryDate", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2683,13 +2828,14 @@ int asn1JsonEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleFirstAxleHeight\":", 25, (QSUINT64)(*pvalue).vehicleFirstAxleHeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleFirstAxleHeight\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleFirstAxleHeight", 22)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleFirstAxleHeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleAxlesNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleAxlesNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2701,13 +2847,11 @@ int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tyreType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "tyreType", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, &(*pvalue).tyreType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "numberOfAxles", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2719,9 +2863,15 @@ int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_Veh
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"notSpecified\"", 14 },
+         { "\"singleTyre\"", 12 },
+         { "\"dualTyres\"", 11 },
+         { "\"reservedForUse\"", 16 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2731,14 +2881,18 @@ int asn1JsonEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).trailerAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"trailerAxles\":", 15, (QSUINT64)(*pvalue).trailerAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailerAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "trailerAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).tractorAxles > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"tractorAxles\":", 15, (QSUINT64)(*pvalue).tractorAxles)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractorAxles\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "tractorAxles", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2772,18 +2926,24 @@ int asn1JsonEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthOverall\":", 23, (QSUINT64)(*pvalue).vehicleLengthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleLengthOverall", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleLengthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleHeigthOverall\":", 23, (QSUINT64)(*pvalue).vehicleHeigthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeigthOverall\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleHeigthOverall", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleHeigthOverall)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWidthOverall\":", 22, (QSUINT64)(*pvalue).vehicleWidthOverall)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidthOverall\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleWidthOverall", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2794,17 +2954,14 @@ int asn1JsonEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlat
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_CountryCode(ctxt, &(*pvalue).countryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"alphabetIndicator\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "alphabetIndicator", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_LPN_alphabetIndicator(ctxt, &(*pvalue).alphabetIndicator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"licencePlateNumber\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "licencePlateNumber", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2816,13 +2973,11 @@ int asn1JsonEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentific
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vin\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vin", 3)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).vin)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"fill\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "fill", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
@@ -2835,22 +2990,27 @@ int asn1JsonEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecif
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"environmentalCharacteristics\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "environmentalCharacteristics", 28)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"engineCharacteristics\":", 24, (QSUINT64)(*pvalue).engineCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "engineCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*pvalue).engineCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"descriptiveCharacteristics\":", 29, (QSUINT64)(*pvalue).descriptiveCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"descriptiveCharacteristics\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "descriptiveCharacteristics", 26)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_DescriptiveCharacteristics(ctxt, &(*pvalue).descriptiveCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"futureCharacteristics\":", 24, (QSUINT64)(*pvalue).futureCharacteristics)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"futureCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "futureCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2882,18 +3042,24 @@ int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleMaxLadenWeight\":", 24, (QSUINT64)(*pvalue).vehicleMaxLadenWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleMaxLadenWeight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleMaxLadenWeight", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleMaxLadenWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleTrainMaximumWeight\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleTrainMaximumWeight", 25)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleTrainMaximumWeight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"vehicleWeightUnladen\":", 23, (QSUINT64)(*pvalue).vehicleWeightUnladen)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightUnladen\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleWeightUnladen", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

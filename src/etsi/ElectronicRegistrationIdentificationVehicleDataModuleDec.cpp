@@ -125,7 +125,7 @@ int asn1PD_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalue)
 int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[6] = {
       { "euVehicleCategoryL", 18 },
       { "euVehicleCategoryM", 18 },
@@ -135,8 +135,31 @@ int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
       { "euVehilcleCategoryG", 19 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 6);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 18:
+            if (memcmp(k, "euVehicleCategoryL", 18) == 0) idx = 0;
+            else if (memcmp(k, "euVehicleCategoryM", 18) == 0) idx = 1;
+            else if (memcmp(k, "euVehicleCategoryN", 18) == 0) idx = 2;
+            else if (memcmp(k, "euVehicleCategoryO", 18) == 0) idx = 3;
+            break;
+         case 19:
+            if (memcmp(k, "euVehilcleCategoryT", 19) == 0) idx = 4;
+            else if (memcmp(k, "euVehilcleCategoryG", 19) == 0) idx = 5;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 6);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -196,8 +219,8 @@ int asn1JsonDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -205,16 +228,40 @@ int asn1JsonDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryL_ENUMTAB, 7);
-      if (idx < 0 || ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value > 6) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "l1", 2) == 0) fv = 0;
+            else if (memcmp(s, "l2", 2) == 0) fv = 1;
+            else if (memcmp(s, "l3", 2) == 0) fv = 2;
+            else if (memcmp(s, "l4", 2) == 0) fv = 3;
+            else if (memcmp(s, "l5", 2) == 0) fv = 4;
+            else if (memcmp(s, "l6", 2) == 0) fv = 5;
+            else if (memcmp(s, "l7", 2) == 0) fv = 6;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryL_ENUMTAB, 7);
+         if (idx < 0 || ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value > 6) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryL_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -223,16 +270,36 @@ int asn1JsonDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryM_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "m1", 2) == 0) fv = 0;
+            else if (memcmp(s, "m2", 2) == 0) fv = 1;
+            else if (memcmp(s, "m3", 2) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryM_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryM_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -241,16 +308,36 @@ int asn1JsonDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryN_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "n1", 2) == 0) fv = 0;
+            else if (memcmp(s, "n2", 2) == 0) fv = 1;
+            else if (memcmp(s, "n3", 2) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryN_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryN_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -259,16 +346,37 @@ int asn1JsonDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryO_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "o1", 2) == 0) fv = 0;
+            else if (memcmp(s, "o2", 2) == 0) fv = 1;
+            else if (memcmp(s, "o3", 2) == 0) fv = 2;
+            else if (memcmp(s, "o4", 2) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_EuVehicleCategoryO_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_EuVehicleCategoryO_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }

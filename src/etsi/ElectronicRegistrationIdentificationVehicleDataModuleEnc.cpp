@@ -124,43 +124,37 @@ int asn1JsonEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode*
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryL\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryL", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryL(ctxt, &(*(*pvalue).u.euVehicleCategoryL))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryM\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryM", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryM(ctxt, &(*(*pvalue).u.euVehicleCategoryM))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryN\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryN", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryN(ctxt, &(*(*pvalue).u.euVehicleCategoryN))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryO\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryO", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryO(ctxt, &(*(*pvalue).u.euVehicleCategoryO))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehilcleCategoryT\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehilcleCategoryT", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehilcleCategoryG\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehilcleCategoryG", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncStringNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
@@ -177,9 +171,18 @@ int asn1JsonEnc_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalu
    int stat;
    if ((*pvalue) > 6) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryL_ENUMTAB, 7, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[7] = {
+         { "\"l1\"", 4 },
+         { "\"l2\"", 4 },
+         { "\"l3\"", 4 },
+         { "\"l4\"", 4 },
+         { "\"l5\"", 4 },
+         { "\"l6\"", 4 },
+         { "\"l7\"", 4 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 6 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -189,9 +192,14 @@ int asn1JsonEnc_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalu
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryM_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"m1\"", 4 },
+         { "\"m2\"", 4 },
+         { "\"m3\"", 4 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -201,9 +209,14 @@ int asn1JsonEnc_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalu
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryN_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"n1\"", 4 },
+         { "\"n2\"", 4 },
+         { "\"n3\"", 4 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -213,9 +226,15 @@ int asn1JsonEnc_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalu
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_EuVehicleCategoryO_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"o1\"", 4 },
+         { "\"o2\"", 4 },
+         { "\"o3\"", 4 },
+         { "\"o4\"", 4 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }

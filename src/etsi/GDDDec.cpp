@@ -1096,18 +1096,37 @@ int asn1PD_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "pictogramCode", 13 },
       { "attributes", 10 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "attributes", 10) == 0) idx = 1;
+                  break;
+               case 13:
+                  if (memcmp(k, "pictogramCode", 13) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1129,7 +1148,7 @@ int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1142,12 +1161,11 @@ int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "pictogramCode", THIS_FILE, __LINE__);
    return 0;
 }
@@ -1155,7 +1173,7 @@ int asn1JsonDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
 int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "countryCode", 11 },
@@ -1163,11 +1181,33 @@ int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
       { "pictogramCategoryCode", 21 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 11:
+                  if (memcmp(k, "countryCode", 11) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "serviceCategoryCode", 19) == 0) idx = 1;
+                  break;
+               case 21:
+                  if (memcmp(k, "pictogramCategoryCode", 21) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1181,7 +1221,7 @@ int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1216,12 +1256,11 @@ int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "serviceCategoryCode", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "pictogramCategoryCode", THIS_FILE, __LINE__);
    return 0;
@@ -1230,15 +1269,37 @@ int asn1JsonDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
 int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "trafficSignPictogram", 20 },
       { "publicFacilitiesPictogram", 25 },
       { "ambientOrRoadConditionPictogram", 31 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 3);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 20:
+            if (memcmp(k, "trafficSignPictogram", 20) == 0) idx = 0;
+            break;
+         case 25:
+            if (memcmp(k, "publicFacilitiesPictogram", 25) == 0) idx = 1;
+            break;
+         case 31:
+            if (memcmp(k, "ambientOrRoadConditionPictogram", 31) == 0) idx = 2;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 3);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1280,8 +1341,8 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN
       break;
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1289,16 +1350,40 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictog
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "regulatory", 10) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "informative", 11) == 0) fv = 2;
+            break;
+         case 13:
+            if (memcmp(s, "dangerWarning", 13) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -1307,16 +1392,34 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesP
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1);
-      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value > 0) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 16:
+            if (memcmp(s, "publicFacilities", 16) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1);
+         if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value > 0) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -1325,16 +1428,37 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCond
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 13:
+            if (memcmp(s, "roadCondition", 13) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "ambientCondition", 16) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -1342,17 +1466,36 @@ int asn1JsonDec_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCond
 int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogramCode_pictogramCategoryCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "nature", 6 },
       { "serialNumber", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "nature", 6) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "serialNumber", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1366,11 +1509,17 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 9LL, &iv)) (*pvalue).nature = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).nature < 1 || (*pvalue).nature > 9) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).nature);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -1379,11 +1528,17 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).serialNumber > 99) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 99LL, &iv)) (*pvalue).serialNumber = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).serialNumber > 99) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).serialNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -1392,12 +1547,11 @@ int asn1JsonDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "nature", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "serialNumber", THIS_FILE, __LINE__);
    return 0;
@@ -1407,8 +1561,8 @@ int asn1JsonDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -1416,18 +1570,17 @@ int asn1JsonDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[10] = {
       { "dtm", 3 },
       { "edt", 3 },
@@ -1441,8 +1594,33 @@ int asn1JsonDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
       { "nol", 3 },
    };
    QSSIZE keyStart = ctxt->buffer.byteIndex;
-   int idx = rtJsonGetElemIdx(ctxt, names, 10);
-   if (idx < -1) return LOG_RTERR(ctxt, idx);
+   int idx;
+   {
+      const QSOCTET* k = 0;
+      int klen = rtJsonDecKeyFast(ctxt, &k);
+      if (klen >= 0) {
+         idx = -1;
+         switch (klen) {
+         case 3:
+            if (memcmp(k, "dtm", 3) == 0) idx = 0;
+            else if (memcmp(k, "edt", 3) == 0) idx = 1;
+            else if (memcmp(k, "dfl", 3) == 0) idx = 2;
+            else if (memcmp(k, "ved", 3) == 0) idx = 3;
+            else if (memcmp(k, "spe", 3) == 0) idx = 4;
+            else if (memcmp(k, "roi", 3) == 0) idx = 5;
+            else if (memcmp(k, "dbv", 3) == 0) idx = 6;
+            else if (memcmp(k, "ddd", 3) == 0) idx = 7;
+            else if (memcmp(k, "set", 3) == 0) idx = 8;
+            else if (memcmp(k, "nol", 3) == 0) idx = 9;
+            break;
+         default: break;
+         }
+      }
+      else {
+         idx = rtJsonGetElemIdx(ctxt, names, 10);
+         if (idx < -1) return LOG_RTERR(ctxt, idx);
+      }
+   }
    char* key = 0;
    if (idx < 0) {
    if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1546,15 +1724,15 @@ int asn1JsonDec_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    rtxCtxtPopElemName(ctxt);
-   rtxMemHeapFreePtr(ctxt, key);
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "year", 4 },
@@ -1565,11 +1743,42 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
       { "durationHourMinute", 18 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "month-day", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "hourMinutes", 11) == 0) idx = 3;
+                  break;
+               case 15:
+                  if (memcmp(k, "dateRangeOfWeek", 15) == 0) idx = 4;
+                  break;
+               case 18:
+                  if (memcmp(k, "durationHourMinute", 18) == 0) idx = 5;
+                  break;
+               case 23:
+                  if (memcmp(k, "repeatingPeriodDayTypes", 23) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1583,7 +1792,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1596,7 +1805,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1609,7 +1818,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1622,7 +1831,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1635,7 +1844,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1648,7 +1857,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1661,29 +1870,47 @@ int asn1JsonDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_year* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "yearRangeStartYear", 18 },
       { "yearRangeEndYear", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "yearRangeEndYear", 16) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "yearRangeStartYear", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1697,7 +1924,13 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).yearRangeStartYear = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -1705,7 +1938,13 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).yearRangeEndYear = (QSUINT32)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt32(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -1713,12 +1952,11 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "yearRangeStartYear", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "yearRangeEndYear", THIS_FILE, __LINE__);
    return 0;
@@ -1727,17 +1965,36 @@ int asn1JsonDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
 int asn1JsonDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_month_day* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "dateRangeStartMonthDay", 22 },
       { "dateRangeEndMonthDay", 20 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 20:
+                  if (memcmp(k, "dateRangeEndMonthDay", 20) == 0) idx = 1;
+                  break;
+               case 22:
+                  if (memcmp(k, "dateRangeStartMonthDay", 22) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1767,12 +2024,11 @@ int asn1JsonDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "dateRangeStartMonthDay", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "dateRangeEndMonthDay", THIS_FILE, __LINE__);
    return 0;
@@ -1781,17 +2037,36 @@ int asn1JsonDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T
 int asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_InternationalSign_applicablePeriod_hourMinutes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "timeRangeStartTime", 18 },
       { "timeRangeEndTime", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "timeRangeEndTime", 16) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "timeRangeStartTime", 18) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1821,12 +2096,11 @@ int asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "timeRangeStartTime", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "timeRangeEndTime", THIS_FILE, __LINE__);
    return 0;
@@ -1835,7 +2109,7 @@ int asn1JsonDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN
 int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_InternationalSign_exemptedApplicablePeriod* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[6] = {
       { "year", 4 },
@@ -1846,11 +2120,42 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
       { "durationHourMinute", 18 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "year", 4) == 0) idx = 0;
+                  break;
+               case 9:
+                  if (memcmp(k, "month-day", 9) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "hourMinutes", 11) == 0) idx = 3;
+                  break;
+               case 15:
+                  if (memcmp(k, "dateRangeOfWeek", 15) == 0) idx = 4;
+                  break;
+               case 18:
+                  if (memcmp(k, "durationHourMinute", 18) == 0) idx = 5;
+                  break;
+               case 23:
+                  if (memcmp(k, "repeatingPeriodDayTypes", 23) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1864,7 +2169,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1877,7 +2182,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1890,7 +2195,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1903,7 +2208,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1916,7 +2221,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1929,7 +2234,7 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -1942,12 +2247,11 @@ int asn1JsonDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1966,7 +2270,7 @@ int asn1JsonDec_InternationalSign_directionalFlowOfLane(QSCTXT* ctxt, ASN1T_Inte
 int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_InternationalSign_applicableVehicleDimensions* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "vehicleHeight", 13 },
@@ -1975,11 +2279,32 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
       { "vehicleWeight", 13 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "vehicleWidth", 12) == 0) idx = 1;
+                  break;
+               case 13:
+                  if (memcmp(k, "vehicleHeight", 13) == 0) idx = 0;
+                  else if (memcmp(k, "vehicleLength", 13) == 0) idx = 2;
+                  else if (memcmp(k, "vehicleWeight", 13) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1993,7 +2318,7 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2006,7 +2331,7 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2019,7 +2344,7 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2032,7 +2357,7 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2045,19 +2370,18 @@ int asn1JsonDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_speedLimits* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "speedLimitMax", 13 },
@@ -2065,11 +2389,31 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
       { "unit", 4 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "unit", 4) == 0) idx = 2;
+                  break;
+               case 13:
+                  if (memcmp(k, "speedLimitMax", 13) == 0) idx = 0;
+                  else if (memcmp(k, "speedLimitMin", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2083,16 +2427,22 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.speedLimitMaxPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).speedLimitMax > 250) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 250LL, &iv)) (*pvalue).speedLimitMax = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).speedLimitMax > 250) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMax);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2101,16 +2451,22 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.speedLimitMinPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).speedLimitMin > 250) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 250LL, &iv)) (*pvalue).speedLimitMin = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).speedLimitMin > 250) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).speedLimitMin);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2119,11 +2475,17 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit > 1) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 1LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit > 1) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2132,12 +2494,11 @@ int asn1JsonDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2157,17 +2518,36 @@ int asn1JsonDec_InternationalSign_rateOfIncline(QSCTXT* ctxt, ASN1T_Internationa
 int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_InternationalSign_distanceBetweenVehicles* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "value", 5 },
       { "unit", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "unit", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2181,11 +2561,17 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2194,11 +2580,17 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 8LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2207,12 +2599,11 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;
@@ -2221,7 +2612,7 @@ int asn1JsonDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
 int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_InternationalSign_destinationInformation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[4] = {
       { "junctionDirection", 17 },
@@ -2230,11 +2621,36 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
       { "ioList", 6 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 6:
+                  if (memcmp(k, "ioList", 6) == 0) idx = 3;
+                  break;
+               case 17:
+                  if (memcmp(k, "junctionDirection", 17) == 0) idx = 0;
+                  break;
+               case 21:
+                  if (memcmp(k, "roundaboutCwDirection", 21) == 0) idx = 1;
+                  break;
+               case 22:
+                  if (memcmp(k, "roundaboutCcwDirection", 22) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2248,16 +2664,22 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.junctionDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).junctionDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).junctionDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2266,16 +2688,22 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.roundaboutCwDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).roundaboutCwDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCwDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2284,16 +2712,22 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.roundaboutCcwDirectionPresent = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 128LL, &iv)) (*pvalue).roundaboutCcwDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roundaboutCcwDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 3:
@@ -2310,12 +2744,11 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "ioList", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2323,18 +2756,37 @@ int asn1JsonDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
 int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_section* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "startingPointLength", 19 },
       { "continuityLength", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "continuityLength", 16) == 0) idx = 1;
+                  break;
+               case 19:
+                  if (memcmp(k, "startingPointLength", 19) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2348,7 +2800,7 @@ int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2361,7 +2813,7 @@ int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2374,12 +2826,11 @@ int asn1JsonDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2419,8 +2870,8 @@ int asn1JsonDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -2428,18 +2879,17 @@ int asn1JsonDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[8] = {
       { "arrowDirection", 14 },
@@ -2452,11 +2902,46 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
       { "distanceToDestinationPlace", 26 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "destRoad", 8) == 0) idx = 2;
+                  break;
+               case 9:
+                  if (memcmp(k, "destPlace", 9) == 0) idx = 1;
+                  break;
+               case 10:
+                  if (memcmp(k, "streetName", 10) == 0) idx = 4;
+                  break;
+               case 14:
+                  if (memcmp(k, "arrowDirection", 14) == 0) idx = 0;
+                  else if (memcmp(k, "streetNameText", 14) == 0) idx = 5;
+                  break;
+               case 20:
+                  if (memcmp(k, "roadNumberIdentifier", 20) == 0) idx = 3;
+                  break;
+               case 24:
+                  if (memcmp(k, "distanceToDivergingPoint", 24) == 0) idx = 6;
+                  break;
+               case 26:
+                  if (memcmp(k, "distanceToDestinationPlace", 26) == 0) idx = 7;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2470,11 +2955,17 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).arrowDirection > 7) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).arrowDirection = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).arrowDirection > 7) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).arrowDirection);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2483,7 +2974,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2496,7 +2987,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2509,16 +3000,22 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.roadNumberIdentifierPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).roadNumberIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 4:
@@ -2527,16 +3024,22 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.streetNamePresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).streetName = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).streetName);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 5:
@@ -2545,7 +3048,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2558,7 +3061,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2571,7 +3074,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2584,12 +3087,11 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "arrowDirection", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2597,7 +3099,7 @@ int asn1JsonDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
 int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[5] = {
       { "destType", 8 },
@@ -2607,11 +3109,37 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
       { "placeNameText", 13 },
    };
    QSOCTET seen[5] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 5);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "destType", 8) == 0) idx = 0;
+                  else if (memcmp(k, "destBlob", 8) == 0) idx = 2;
+                  break;
+               case 10:
+                  if (memcmp(k, "destRSCode", 10) == 0) idx = 1;
+                  break;
+               case 13:
+                  if (memcmp(k, "placeNameText", 13) == 0) idx = 4;
+                  break;
+               case 23:
+                  if (memcmp(k, "placeNameIdentification", 23) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 5);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2625,7 +3153,13 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).destType = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2633,7 +3167,7 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2646,7 +3180,7 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2659,16 +3193,22 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.placeNameIdentificationPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).placeNameIdentification = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).placeNameIdentification);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 4:
@@ -2677,7 +3217,7 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2690,12 +3230,11 @@ int asn1JsonDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "destType", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2704,8 +3243,8 @@ int asn1JsonDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -2713,18 +3252,17 @@ int asn1JsonDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "derType", 7 },
@@ -2732,11 +3270,33 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
       { "roadNumberText", 14 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 7:
+                  if (memcmp(k, "derType", 7) == 0) idx = 0;
+                  break;
+               case 14:
+                  if (memcmp(k, "roadNumberText", 14) == 0) idx = 2;
+                  break;
+               case 20:
+                  if (memcmp(k, "roadNumberIdentifier", 20) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2750,7 +3310,13 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).derType = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2758,16 +3324,22 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.roadNumberIdentifierPresent = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 999LL, &iv)) (*pvalue).roadNumberIdentifier = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).roadNumberIdentifier);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -2776,7 +3348,7 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -2789,12 +3361,11 @@ int asn1JsonDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "derType", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2803,8 +3374,8 @@ int asn1JsonDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -2812,11 +3383,10 @@ int asn1JsonDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2837,17 +3407,36 @@ int asn1JsonDec_DestinationType(QSCTXT* ctxt, ASN1T_DestinationType* pvalue)
 int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "value", 5 },
       { "unit", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "unit", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2861,11 +3450,17 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2874,11 +3469,17 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 8LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 8) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2887,12 +3488,11 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;
@@ -2901,17 +3501,36 @@ int asn1JsonDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
 int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "value", 5 },
       { "unit", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "unit", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2925,11 +3544,17 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -2938,11 +3563,17 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 2LL, 9LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 2 || (*pvalue).unit > 9) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -2951,12 +3582,11 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;
@@ -2965,17 +3595,36 @@ int asn1JsonDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
 int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "hours", 5 },
       { "mins", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "mins", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "hours", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2989,11 +3638,17 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).hours > 23) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 23LL, &iv)) (*pvalue).hours = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).hours > 23) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).hours);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3002,11 +3657,17 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).mins > 59) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 59LL, &iv)) (*pvalue).mins = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).mins > 59) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).mins);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3015,12 +3676,11 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "hours", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "mins", THIS_FILE, __LINE__);
    return 0;
@@ -3029,17 +3689,36 @@ int asn1JsonDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
 int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "month", 5 },
       { "day", 3 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "day", 3) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "month", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3053,11 +3732,17 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).month < 1 || (*pvalue).month > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 12LL, &iv)) (*pvalue).month = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).month < 1 || (*pvalue).month > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).month);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3066,11 +3751,17 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).day < 1 || (*pvalue).day > 31) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 31LL, &iv)) (*pvalue).day = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).day < 1 || (*pvalue).day > 31) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).day);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3079,12 +3770,11 @@ int asn1JsonDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "month", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "day", THIS_FILE, __LINE__);
    return 0;
@@ -3101,17 +3791,36 @@ int asn1JsonDec_RepeatingPeriodDayTypes(QSCTXT* ctxt, ASN1T_RepeatingPeriodDayTy
 int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "value", 5 },
       { "unit", 4 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 4:
+                  if (memcmp(k, "unit", 4) == 0) idx = 1;
+                  break;
+               case 5:
+                  if (memcmp(k, "value", 5) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3125,11 +3834,17 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 16384LL, &iv)) (*pvalue).value = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).value < 1 || (*pvalue).value > 16384) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).value);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 1:
@@ -3138,11 +3853,17 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 10LL, 12LL, &iv)) (*pvalue).unit = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unit < 10 || (*pvalue).unit > 12) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unit);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          default:
@@ -3151,12 +3872,11 @@ int asn1JsonDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "value", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unit", THIS_FILE, __LINE__);
    return 0;

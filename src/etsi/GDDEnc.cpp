@@ -829,14 +829,12 @@ int asn1JsonEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pictogramCode", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -850,19 +848,16 @@ int asn1JsonEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pict
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.countryCodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "serviceCategoryCode", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pictogramCategoryCode", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -876,23 +871,20 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "trafficSignPictogram", 20)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "publicFacilitiesPictogram", 25)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ambientOrRoadConditionPictogram", 31)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -916,9 +908,14 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictog
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"dangerWarning\"", 15 },
+         { "\"regulatory\"", 12 },
+         { "\"informative\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -928,9 +925,12 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesP
    int stat;
    if ((*pvalue) > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[1] = {
+         { "\"publicFacilities\"", 18 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 0 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -940,9 +940,13 @@ int asn1JsonEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadCond
    int stat;
    if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[2] = {
+         { "\"ambientCondition\"", 18 },
+         { "\"roadCondition\"", 15 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 1 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -952,16 +956,20 @@ int asn1JsonEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, A
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nature", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "serialNumber", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -988,72 +996,62 @@ int asn1JsonEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dtm", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "edt", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dfl", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ved", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "spe", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roi", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dbv", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ddd", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 9:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"set\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "set", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 10:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nol\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "nol", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_numberOfLane(ctxt, &(*(*pvalue).u.nol))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -1072,39 +1070,33 @@ int asn1JsonEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_Internati
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "month-day", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "repeatingPeriodDayTypes", 23)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "hourMinutes", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dateRangeOfWeek", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "durationHourMinute", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1117,14 +1109,18 @@ int asn1JsonEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Inte
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeStartYear\":", 21, (QSUINT64)(*pvalue).yearRangeStartYear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeStartYear\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "yearRangeStartYear", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeStartYear)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"yearRangeEndYear\":", 19, (QSUINT64)(*pvalue).yearRangeEndYear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yearRangeEndYear\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "yearRangeEndYear", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1135,13 +1131,11 @@ int asn1JsonEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeStartMonthDay\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "dateRangeStartMonthDay", 22)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeEndMonthDay\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "dateRangeEndMonthDay", 20)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1153,13 +1147,11 @@ int asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeRangeStartTime\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "timeRangeStartTime", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeRangeEndTime\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "timeRangeEndTime", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1172,39 +1164,33 @@ int asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_I
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.yearPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"year\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "year", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month-day\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "month-day", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"repeatingPeriodDayTypes\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "repeatingPeriodDayTypes", 23)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hourMinutes\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "hourMinutes", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dateRangeOfWeek\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dateRangeOfWeek", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"durationHourMinute\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "durationHourMinute", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1226,27 +1212,23 @@ int asn1JsonEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.vehicleHeightPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleHeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleHeight", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleHeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWidth\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleWidth", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleLengthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLength\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleLength", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).vehicleLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWeightPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeight\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleWeight", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1260,24 +1242,30 @@ int asn1JsonEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalS
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.speedLimitMaxPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMax > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMax\":", 16, (QSUINT64)(*pvalue).speedLimitMax)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMax\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimitMax", 13)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMax)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).speedLimitMin > 250 || !rtJsonEncMemberUInt(ctxt, first, "\"speedLimitMin\":", 16, (QSUINT64)(*pvalue).speedLimitMin)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedLimitMin\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "speedLimitMin", 13)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).speedLimitMin)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1296,16 +1284,20 @@ int asn1JsonEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_In
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1317,29 +1309,34 @@ int asn1JsonEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Int
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.junctionDirectionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"junctionDirection\":", 20, (QSUINT64)(*pvalue).junctionDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"junctionDirection\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "junctionDirection", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).junctionDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCwDirection\":", 24, (QSUINT64)(*pvalue).roundaboutCwDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCwDirection\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roundaboutCwDirection", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCwDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128 || !rtJsonEncMemberUInt(ctxt, first, "\"roundaboutCcwDirection\":", 25, (QSUINT64)(*pvalue).roundaboutCcwDirection)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roundaboutCcwDirection\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roundaboutCcwDirection", 22)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roundaboutCcwDirection)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ioList\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "ioList", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1352,15 +1349,13 @@ int asn1JsonEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.startingPointLengthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"startingPointLength\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "startingPointLength", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).startingPointLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.continuityLengthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"continuityLength\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "continuityLength", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1411,53 +1406,54 @@ int asn1JsonEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "arrowDirection", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.destPlacePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).arrowDirection > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"arrowDirection\":", 17, (QSUINT64)(*pvalue).arrowDirection)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"arrowDirection\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "destPlace", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).arrowDirection)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.destPlacePresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destPlace\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destRoadPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destRoad\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "destRoad", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_DestinationRoads(ctxt, &(*pvalue).destRoad)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadNumberIdentifier", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"streetName\":", 13, (QSUINT64)(*pvalue).streetName)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetName\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "streetName", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).streetName)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"streetNameText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "streetNameText", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).streetNameText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distanceToDivergingPoint\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "distanceToDivergingPoint", 24)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"distanceToDestinationPlace\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "distanceToDestinationPlace", 26)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1470,33 +1466,34 @@ int asn1JsonEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "destType", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.destRSCodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"destType\":", 11, (QSUINT64)(*pvalue).destType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "destRSCode", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DestinationType(ctxt, &(*pvalue).destType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.destRSCodePresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destRSCode\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_GddStructure(ctxt, &(*pvalue).destRSCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destBlobPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"destBlob\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "destBlob", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"placeNameIdentification\":", 26, (QSUINT64)(*pvalue).placeNameIdentification)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameIdentification\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "placeNameIdentification", 23)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).placeNameIdentification)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"placeNameText\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "placeNameText", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1523,21 +1520,24 @@ int asn1JsonEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "derType", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.roadNumberIdentifierPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"derType\":", 10, (QSUINT64)(*pvalue).derType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"derType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadNumberIdentifier", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_DestinationRoadType(ctxt, &(*pvalue).derType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.roadNumberIdentifierPresent) {
+      if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999 || !rtJsonEncMemberUInt(ctxt, first, "\"roadNumberIdentifier\":", 23, (QSUINT64)(*pvalue).roadNumberIdentifier)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberIdentifier\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadNumberIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.roadNumberTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadNumberText\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadNumberText", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -1578,16 +1578,20 @@ int asn1JsonEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 8 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1598,16 +1602,20 @@ int asn1JsonEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 2 || (*pvalue).unit > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1618,16 +1626,20 @@ int asn1JsonEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).hours > 23 || !rtJsonEncMemberUInt(ctxt, first, "\"hours\":", 8, (QSUINT64)(*pvalue).hours)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"hours\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "hours", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).hours)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).mins > 59 || !rtJsonEncMemberUInt(ctxt, first, "\"mins\":", 7, (QSUINT64)(*pvalue).mins)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mins\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "mins", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).mins)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1638,16 +1650,20 @@ int asn1JsonEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).month < 1 || (*pvalue).month > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"month\":", 8, (QSUINT64)(*pvalue).month)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"month\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "month", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).month)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).day < 1 || (*pvalue).day > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"day\":", 6, (QSUINT64)(*pvalue).day)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"day\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "day", 3)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).day)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1666,16 +1682,20 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).value < 1 || (*pvalue).value > 16384 || !rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unit < 10 || (*pvalue).unit > 12 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

@@ -1978,18 +1978,38 @@ int asn1PD_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
 int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "protocolVersion", 15 },
       { "messageID", 9 },
       { "stationID", 9 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "messageID", 9) == 0) idx = 1;
+                  else if (memcmp(k, "stationID", 9) == 0) idx = 2;
+                  break;
+               case 15:
+                  if (memcmp(k, "protocolVersion", 15) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2003,7 +2023,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).protocolVersion = (QSUINT8)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt8(ctxt, &(*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2011,7 +2037,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).messageID = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2019,7 +2051,13 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).stationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2027,12 +2065,11 @@ int asn1JsonDec_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "protocolVersion", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "messageID", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "stationID", THIS_FILE, __LINE__);
@@ -2056,7 +2093,7 @@ int asn1JsonDec_ITS_StationID(QSCTXT* ctxt, ASN1T_ITS_StationID* pvalue)
 int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[4] = {
       { "latitude", 8 },
       { "longitude", 9 },
@@ -2064,11 +2101,34 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
       { "altitude", 8 },
    };
    QSOCTET seen[4] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 4);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "latitude", 8) == 0) idx = 0;
+                  else if (memcmp(k, "altitude", 8) == 0) idx = 3;
+                  break;
+               case 9:
+                  if (memcmp(k, "longitude", 9) == 0) idx = 1;
+                  break;
+               case 25:
+                  if (memcmp(k, "positionConfidenceEllipse", 25) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 4);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2082,7 +2142,13 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).latitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2090,7 +2156,13 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).longitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2114,12 +2186,11 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "latitude", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "longitude", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "positionConfidenceEllipse", THIS_FILE, __LINE__);
@@ -2130,18 +2201,38 @@ int asn1JsonDec_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
 int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosition* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "deltaLatitude", 13 },
       { "deltaLongitude", 14 },
       { "deltaAltitude", 13 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "deltaLatitude", 13) == 0) idx = 0;
+                  else if (memcmp(k, "deltaAltitude", 13) == 0) idx = 2;
+                  break;
+               case 14:
+                  if (memcmp(k, "deltaLongitude", 14) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2155,7 +2246,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2163,7 +2260,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -131071LL, 131072LL, &iv)) (*pvalue).deltaLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2171,7 +2274,13 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -12700LL, 12800LL, &iv)) (*pvalue).deltaAltitude = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2179,12 +2288,11 @@ int asn1JsonDec_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "deltaLatitude", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "deltaLongitude", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "deltaAltitude", THIS_FILE, __LINE__);
@@ -2218,17 +2326,36 @@ int asn1JsonDec_ITS_Latitude(QSCTXT* ctxt, ASN1T_ITS_Latitude* pvalue)
 int asn1JsonDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "altitudeValue", 13 },
       { "altitudeConfidence", 18 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "altitudeValue", 13) == 0) idx = 0;
+                  break;
+               case 18:
+                  if (memcmp(k, "altitudeConfidence", 18) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2242,7 +2369,13 @@ int asn1JsonDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -100000LL, 800001LL, &iv)) (*pvalue).altitudeValue = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2258,12 +2391,11 @@ int asn1JsonDec_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "altitudeValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "altitudeConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -2285,16 +2417,51 @@ int asn1JsonDec_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidenc
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ITS_AltitudeConfidence_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "alt-000-01", 10) == 0) fv = 0;
+            else if (memcmp(s, "alt-000-02", 10) == 0) fv = 1;
+            else if (memcmp(s, "alt-000-05", 10) == 0) fv = 2;
+            else if (memcmp(s, "alt-000-10", 10) == 0) fv = 3;
+            else if (memcmp(s, "alt-000-20", 10) == 0) fv = 4;
+            else if (memcmp(s, "alt-000-50", 10) == 0) fv = 5;
+            else if (memcmp(s, "alt-001-00", 10) == 0) fv = 6;
+            else if (memcmp(s, "alt-002-00", 10) == 0) fv = 7;
+            else if (memcmp(s, "alt-005-00", 10) == 0) fv = 8;
+            else if (memcmp(s, "alt-010-00", 10) == 0) fv = 9;
+            else if (memcmp(s, "alt-020-00", 10) == 0) fv = 10;
+            else if (memcmp(s, "alt-050-00", 10) == 0) fv = 11;
+            else if (memcmp(s, "alt-100-00", 10) == 0) fv = 12;
+            else if (memcmp(s, "alt-200-00", 10) == 0) fv = 13;
+            else if (memcmp(s, "outOfRange", 10) == 0) fv = 14;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 15;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_AltitudeConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ITS_AltitudeConfidence_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_AltitudeConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2338,18 +2505,38 @@ int asn1JsonDec_ITS_DeltaAltitude(QSCTXT* ctxt, ASN1T_ITS_DeltaAltitude* pvalue)
 int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[3] = {
       { "semiMajorConfidence", 19 },
       { "semiMinorConfidence", 19 },
       { "semiMajorOrientation", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 19:
+                  if (memcmp(k, "semiMajorConfidence", 19) == 0) idx = 0;
+                  else if (memcmp(k, "semiMinorConfidence", 19) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "semiMajorOrientation", 20) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2363,7 +2550,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).semiMajorConfidence = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2371,7 +2564,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4095LL, &iv)) (*pvalue).semiMinorConfidence = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -2379,7 +2578,13 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3601LL, &iv)) (*pvalue).semiMajorOrientation = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2387,12 +2592,11 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "semiMajorConfidence", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "semiMinorConfidence", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "semiMajorOrientation", THIS_FILE, __LINE__);
@@ -2402,18 +2606,37 @@ int asn1JsonDec_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
 int asn1JsonDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[2] = {
       { "pathPosition", 12 },
       { "pathDeltaTime", 13 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "pathPosition", 12) == 0) idx = 0;
+                  break;
+               case 13:
+                  if (memcmp(k, "pathDeltaTime", 13) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2435,12 +2658,18 @@ int asn1JsonDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.pathDeltaTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).pathDeltaTime = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2448,12 +2677,11 @@ int asn1JsonDec_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "pathPosition", THIS_FILE, __LINE__);
    return 0;
 }
@@ -2468,17 +2696,34 @@ int asn1JsonDec_ITS_PathDeltaTime(QSCTXT* ctxt, ASN1T_ITS_PathDeltaTime* pvalue)
 int asn1JsonDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "ptActivationType", 16 },
       { "ptActivationData", 16 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 16:
+                  if (memcmp(k, "ptActivationType", 16) == 0) idx = 0;
+                  else if (memcmp(k, "ptActivationData", 16) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2492,7 +2737,13 @@ int asn1JsonDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).ptActivationType = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2508,12 +2759,11 @@ int asn1JsonDec_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "ptActivationType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "ptActivationData", THIS_FILE, __LINE__);
    return 0;
@@ -2562,18 +2812,37 @@ int asn1JsonDec_ITS_SemiAxisLength(QSCTXT* ctxt, ASN1T_ITS_SemiAxisLength* pvalu
 int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
       { "causeCode", 9 },
       { "subCauseCode", 12 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 9:
+                  if (memcmp(k, "causeCode", 9) == 0) idx = 0;
+                  break;
+               case 12:
+                  if (memcmp(k, "subCauseCode", 12) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2587,7 +2856,13 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).causeCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2595,7 +2870,13 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 255LL, &iv)) (*pvalue).subCauseCode = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -2610,12 +2891,11 @@ int asn1JsonDec_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "causeCode", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "subCauseCode", THIS_FILE, __LINE__);
    return 0;
@@ -2806,17 +3086,36 @@ int asn1JsonDec_ITS_PostCrashSubCauseCode(QSCTXT* ctxt, ASN1T_ITS_PostCrashSubCa
 int asn1JsonDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "curvatureValue", 14 },
       { "curvatureConfidence", 19 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "curvatureValue", 14) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "curvatureConfidence", 19) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2830,7 +3129,13 @@ int asn1JsonDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1023LL, 1023LL, &iv)) (*pvalue).curvatureValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2846,12 +3151,11 @@ int asn1JsonDec_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "curvatureValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "curvatureConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -2873,16 +3177,53 @@ int asn1JsonDec_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfide
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ITS_CurvatureConfidence_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "outOfRange", 10) == 0) fv = 6;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 7;
+            break;
+         case 15:
+            if (memcmp(s, "onePerMeter-0-1", 15) == 0) fv = 5;
+            break;
+         case 16:
+            if (memcmp(s, "onePerMeter-0-01", 16) == 0) fv = 4;
+            break;
+         case 17:
+            if (memcmp(s, "onePerMeter-0-002", 17) == 0) fv = 3;
+            break;
+         case 18:
+            if (memcmp(s, "onePerMeter-0-0001", 18) == 0) fv = 1;
+            else if (memcmp(s, "onePerMeter-0-0005", 18) == 0) fv = 2;
+            break;
+         case 19:
+            if (memcmp(s, "onePerMeter-0-00002", 19) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ITS_CurvatureConfidence_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2891,16 +3232,38 @@ int asn1JsonDec_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "yawRateUsed", 11) == 0) fv = 0;
+            else if (memcmp(s, "unavailable", 11) == 0) fv = 2;
+            break;
+         case 14:
+            if (memcmp(s, "yawRateNotUsed", 14) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_CurvatureCalculationMode_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -2908,17 +3271,36 @@ int asn1JsonDec_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
 int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "headingValue", 12 },
       { "headingConfidence", 17 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "headingValue", 12) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "headingConfidence", 17) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2932,7 +3314,13 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 3601LL, &iv)) (*pvalue).headingValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -2940,7 +3328,13 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).headingConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -2948,12 +3342,11 @@ int asn1JsonDec_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "headingValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "headingConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -2998,7 +3391,7 @@ int asn1JsonDec_ITS_LanePosition(QSCTXT* ctxt, ASN1T_ITS_LanePosition* pvalue)
 int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -3007,11 +3400,31 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
       { "drivingLaneStatus", 17 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 17:
+                  if (memcmp(k, "drivingLaneStatus", 17) == 0) idx = 2;
+                  break;
+               case 23:
+                  if (memcmp(k, "innerhardShoulderStatus", 23) == 0) idx = 0;
+                  else if (memcmp(k, "outerhardShoulderStatus", 23) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3025,7 +3438,7 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3038,7 +3451,7 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3051,7 +3464,7 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3071,12 +3484,11 @@ int asn1JsonDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3084,16 +3496,40 @@ int asn1JsonDec_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_ITS_HardShoulderStatus_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 6:
+            if (memcmp(s, "closed", 6) == 0) fv = 1;
+            break;
+         case 19:
+            if (memcmp(s, "availableForDriving", 19) == 0) fv = 2;
+            break;
+         case 20:
+            if (memcmp(s, "availableForStopping", 20) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_HardShoulderStatus_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_ITS_HardShoulderStatus_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_HardShoulderStatus_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3156,17 +3592,36 @@ int asn1JsonDec_ITS_VehicleMass(QSCTXT* ctxt, ASN1T_ITS_VehicleMass* pvalue)
 int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "speedValue", 10 },
       { "speedConfidence", 15 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "speedValue", 10) == 0) idx = 0;
+                  break;
+               case 15:
+                  if (memcmp(k, "speedConfidence", 15) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3180,7 +3635,13 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 16383LL, &iv)) (*pvalue).speedValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3188,7 +3649,13 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).speedConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3196,12 +3663,11 @@ int asn1JsonDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "speedValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "speedConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -3211,16 +3677,40 @@ int asn1JsonDec_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalu
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_DriveDirection_ENUMTAB, 3);
-      if (idx < 0 || ASN1T_ITS_DriveDirection_ENUMTAB[idx].value > 2) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "forward", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "backward", 8) == 0) fv = 1;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_DriveDirection_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_DriveDirection_ENUMTAB, 3);
+         if (idx < 0 || ASN1T_ITS_DriveDirection_ENUMTAB[idx].value > 2) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_DriveDirection_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3235,17 +3725,36 @@ int asn1JsonDec_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus*
 int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "longitudinalAccelerationValue", 29 },
       { "longitudinalAccelerationConfidence", 34 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 29:
+                  if (memcmp(k, "longitudinalAccelerationValue", 29) == 0) idx = 0;
+                  break;
+               case 34:
+                  if (memcmp(k, "longitudinalAccelerationConfidence", 34) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3259,7 +3768,13 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).longitudinalAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3267,7 +3782,13 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).longitudinalAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3275,12 +3796,11 @@ int asn1JsonDec_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "longitudinalAccelerationValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "longitudinalAccelerationConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -3313,17 +3833,36 @@ int asn1JsonDec_ITS_AccelerationConfidence(QSCTXT* ctxt, ASN1T_ITS_AccelerationC
 int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "lateralAccelerationValue", 24 },
       { "lateralAccelerationConfidence", 29 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 24:
+                  if (memcmp(k, "lateralAccelerationValue", 24) == 0) idx = 0;
+                  break;
+               case 29:
+                  if (memcmp(k, "lateralAccelerationConfidence", 29) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3337,7 +3876,13 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).lateralAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3345,7 +3890,13 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).lateralAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3353,12 +3904,11 @@ int asn1JsonDec_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "lateralAccelerationValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "lateralAccelerationConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -3379,17 +3929,36 @@ int asn1JsonDec_ITS_LateralAccelerationValue(QSCTXT* ctxt, ASN1T_ITS_LateralAcce
 int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "verticalAccelerationValue", 25 },
       { "verticalAccelerationConfidence", 30 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 25:
+                  if (memcmp(k, "verticalAccelerationValue", 25) == 0) idx = 0;
+                  break;
+               case 30:
+                  if (memcmp(k, "verticalAccelerationConfidence", 30) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3403,7 +3972,13 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -160LL, 161LL, &iv)) (*pvalue).verticalAccelerationValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3411,7 +3986,13 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 102LL, &iv)) (*pvalue).verticalAccelerationConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -3419,12 +4000,11 @@ int asn1JsonDec_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "verticalAccelerationValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "verticalAccelerationConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -3461,16 +4041,73 @@ int asn1JsonDec_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20);
-      if (idx < 0 || ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[idx].value > 19) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "toxicGases", 10) == 0) fv = 8;
+            break;
+         case 11:
+            if (memcmp(s, "explosives1", 11) == 0) fv = 0;
+            else if (memcmp(s, "explosives2", 11) == 0) fv = 1;
+            else if (memcmp(s, "explosives3", 11) == 0) fv = 2;
+            else if (memcmp(s, "explosives4", 11) == 0) fv = 3;
+            else if (memcmp(s, "explosives5", 11) == 0) fv = 4;
+            else if (memcmp(s, "explosives6", 11) == 0) fv = 5;
+            break;
+         case 14:
+            if (memcmp(s, "flammableGases", 14) == 0) fv = 6;
+            break;
+         case 15:
+            if (memcmp(s, "flammableSolids", 15) == 0) fv = 10;
+            else if (memcmp(s, "toxicSubstances", 15) == 0) fv = 15;
+            break;
+         case 16:
+            if (memcmp(s, "flammableLiquids", 16) == 0) fv = 9;
+            else if (memcmp(s, "organicPeroxides", 16) == 0) fv = 14;
+            break;
+         case 17:
+            if (memcmp(s, "nonFlammableGases", 17) == 0) fv = 7;
+            break;
+         case 19:
+            if (memcmp(s, "oxidizingSubstances", 19) == 0) fv = 13;
+            else if (memcmp(s, "radioactiveMaterial", 19) == 0) fv = 17;
+            else if (memcmp(s, "corrosiveSubstances", 19) == 0) fv = 18;
+            break;
+         case 20:
+            if (memcmp(s, "infectiousSubstances", 20) == 0) fv = 16;
+            break;
+         case 32:
+            if (memcmp(s, "miscellaneousDangerousSubstances", 32) == 0) fv = 19;
+            break;
+         case 39:
+            if (memcmp(s, "substancesLiableToSpontaneousCombustion", 39) == 0) fv = 11;
+            break;
+         case 52:
+            if (memcmp(s, "substancesEmittingFlammableGasesUponContactWithWater", 52) == 0) fv = 12;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20);
+         if (idx < 0 || ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[idx].value > 19) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_DangerousGoodsBasic_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3478,7 +4115,7 @@ int asn1JsonDec_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
 int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExtended* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[8] = {
@@ -3492,11 +4129,44 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       { "companyName", 11 },
    };
    QSOCTET seen[8] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 8);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 8:
+                  if (memcmp(k, "unNumber", 8) == 0) idx = 1;
+                  break;
+               case 11:
+                  if (memcmp(k, "phoneNumber", 11) == 0) idx = 6;
+                  else if (memcmp(k, "companyName", 11) == 0) idx = 7;
+                  break;
+               case 15:
+                  if (memcmp(k, "limitedQuantity", 15) == 0) idx = 4;
+                  break;
+               case 17:
+                  if (memcmp(k, "tunnelsRestricted", 17) == 0) idx = 3;
+                  break;
+               case 18:
+                  if (memcmp(k, "dangerousGoodsType", 18) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "elevatedTemperature", 19) == 0) idx = 2;
+                  else if (memcmp(k, "emergencyActionCode", 19) == 0) idx = 5;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 8);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3518,11 +4188,17 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
-            if ((*pvalue).unNumber > 9999) {
-               rtxErrAddElemNameParm(ctxt);
-               rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unNumber);
-               return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 9999LL, &iv)) (*pvalue).unNumber = (QSUINT16)iv;
+               else {
+                  if ((stat = rtxTxtReadUInt16(ctxt, &(*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
+                  if ((*pvalue).unNumber > 9999) {
+                     rtxErrAddElemNameParm(ctxt);
+                     rtxErrAddInt64Parm(ctxt, (QSINT64)(*pvalue).unNumber);
+                     return LOG_RTERR(ctxt, RTERR_VALUE_CONSTRAINT_VIOLATION);
+                  }
+               }
             }
             break;
          case 2:
@@ -3555,7 +4231,7 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3576,7 +4252,7 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[6] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3589,7 +4265,7 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[7] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3617,12 +4293,11 @@ int asn1JsonDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "dangerousGoodsType", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "unNumber", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "elevatedTemperature", THIS_FILE, __LINE__);
@@ -3699,16 +4374,37 @@ int asn1JsonDec_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestRes
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_ITS_RequestResponseIndication_ENUMTAB[idx].value > 1) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 7:
+            if (memcmp(s, "request", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "response", 8) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_RequestResponseIndication_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_ITS_RequestResponseIndication_ENUMTAB[idx].value > 1) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_RequestResponseIndication_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3729,16 +4425,43 @@ int asn1JsonDec_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pva
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_StationarySince_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ITS_StationarySince_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "lessThan1Minute", 15) == 0) fv = 0;
+            break;
+         case 16:
+            if (memcmp(s, "lessThan2Minutes", 16) == 0) fv = 1;
+            break;
+         case 17:
+            if (memcmp(s, "lessThan15Minutes", 17) == 0) fv = 2;
+            break;
+         case 23:
+            if (memcmp(s, "equalOrGreater15Minutes", 23) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_StationarySince_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_StationarySince_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ITS_StationarySince_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_StationarySince_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3759,16 +4482,43 @@ int asn1JsonDec_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_TrafficRule_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ITS_TrafficRule_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 9:
+            if (memcmp(s, "noPassing", 9) == 0) fv = 0;
+            break;
+         case 10:
+            if (memcmp(s, "passToLeft", 10) == 0) fv = 3;
+            break;
+         case 11:
+            if (memcmp(s, "passToRight", 11) == 0) fv = 2;
+            break;
+         case 18:
+            if (memcmp(s, "noPassingForTrucks", 18) == 0) fv = 1;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_TrafficRule_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_TrafficRule_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ITS_TrafficRule_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_TrafficRule_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3821,16 +4571,45 @@ int asn1JsonDec_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6);
-      if (idx < 0 || ASN1T_ITS_PositioningSolutionType_ENUMTAB[idx].value > 5) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 2:
+            if (memcmp(s, "dR", 2) == 0) fv = 5;
+            break;
+         case 5:
+            if (memcmp(s, "sGNSS", 5) == 0) fv = 1;
+            else if (memcmp(s, "dGNSS", 5) == 0) fv = 2;
+            break;
+         case 11:
+            if (memcmp(s, "sGNSSplusDR", 11) == 0) fv = 3;
+            else if (memcmp(s, "dGNSSplusDR", 11) == 0) fv = 4;
+            break;
+         case 21:
+            if (memcmp(s, "noPositioningSolution", 21) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_PositioningSolutionType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6);
+         if (idx < 0 || ASN1T_ITS_PositioningSolutionType_ENUMTAB[idx].value > 5) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_PositioningSolutionType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -3838,7 +4617,7 @@ int asn1JsonDec_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
 int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentification* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[2] = {
@@ -3846,11 +4625,30 @@ int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
       { "vDS", 3 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 3:
+                  if (memcmp(k, "vDS", 3) == 0) idx = 1;
+                  break;
+               case 9:
+                  if (memcmp(k, "wMInumber", 9) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3864,7 +4662,7 @@ int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3877,7 +4675,7 @@ int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
@@ -3897,12 +4695,11 @@ int asn1JsonDec_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3947,17 +4744,36 @@ int asn1JsonDec_ITS_EnergyStorageType(QSCTXT* ctxt, ASN1T_ITS_EnergyStorageType*
 int asn1JsonDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "vehicleLengthValue", 18 },
       { "vehicleLengthConfidenceIndication", 33 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 18:
+                  if (memcmp(k, "vehicleLengthValue", 18) == 0) idx = 0;
+                  break;
+               case 33:
+                  if (memcmp(k, "vehicleLengthConfidenceIndication", 33) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3971,7 +4787,13 @@ int asn1JsonDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 1023LL, &iv)) (*pvalue).vehicleLengthValue = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -3987,12 +4809,11 @@ int asn1JsonDec_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "vehicleLengthValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "vehicleLengthConfidenceIndication", THIS_FILE, __LINE__);
    return 0;
@@ -4014,16 +4835,46 @@ int asn1JsonDec_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Ve
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5);
-      if (idx < 0 || ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[idx].value > 4) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 4;
+            break;
+         case 16:
+            if (memcmp(s, "noTrailerPresent", 16) == 0) fv = 0;
+            break;
+         case 24:
+            if (memcmp(s, "trailerPresenceIsUnknown", 24) == 0) fv = 3;
+            break;
+         case 29:
+            if (memcmp(s, "trailerPresentWithKnownLength", 29) == 0) fv = 1;
+            break;
+         case 31:
+            if (memcmp(s, "trailerPresentWithUnknownLength", 31) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5);
+         if (idx < 0 || ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[idx].value > 4) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4044,8 +4895,8 @@ int asn1JsonDec_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_PathPoint* elem = (ASN1T_ITS_PathPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathPoint));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4053,11 +4904,10 @@ int asn1JsonDec_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_PathPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4085,16 +4935,43 @@ int asn1JsonDec_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RoadType_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ITS_RoadType_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 43:
+            if (memcmp(s, "urban-NoStructuralSeparationToOppositeLanes", 43) == 0) fv = 0;
+            break;
+         case 45:
+            if (memcmp(s, "urban-WithStructuralSeparationToOppositeLanes", 45) == 0) fv = 1;
+            break;
+         case 46:
+            if (memcmp(s, "nonUrban-NoStructuralSeparationToOppositeLanes", 46) == 0) fv = 2;
+            break;
+         case 48:
+            if (memcmp(s, "nonUrban-WithStructuralSeparationToOppositeLanes", 48) == 0) fv = 3;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_RoadType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RoadType_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ITS_RoadType_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_RoadType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4102,17 +4979,36 @@ int asn1JsonDec_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
 int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "steeringWheelAngleValue", 23 },
       { "steeringWheelAngleConfidence", 28 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 23:
+                  if (memcmp(k, "steeringWheelAngleValue", 23) == 0) idx = 0;
+                  break;
+               case 28:
+                  if (memcmp(k, "steeringWheelAngleConfidence", 28) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4126,7 +5022,13 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -511LL, 512LL, &iv)) (*pvalue).steeringWheelAngleValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4134,7 +5036,13 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 1LL, 127LL, &iv)) (*pvalue).steeringWheelAngleConfidence = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4142,12 +5050,11 @@ int asn1JsonDec_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "steeringWheelAngleValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "steeringWheelAngleConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -4193,16 +5100,69 @@ int asn1JsonDec_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_VehicleRole_ENUMTAB, 16);
-      if (idx < 0 || ASN1T_ITS_VehicleRole_ENUMTAB[idx].value > 15) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 4:
+            if (memcmp(s, "taxi", 4) == 0) fv = 12;
+            break;
+         case 6:
+            if (memcmp(s, "rescue", 6) == 0) fv = 5;
+            break;
+         case 7:
+            if (memcmp(s, "default", 7) == 0) fv = 0;
+            break;
+         case 8:
+            if (memcmp(s, "roadWork", 8) == 0) fv = 4;
+            else if (memcmp(s, "military", 8) == 0) fv = 10;
+            break;
+         case 9:
+            if (memcmp(s, "emergency", 9) == 0) fv = 6;
+            else if (memcmp(s, "safetyCar", 9) == 0) fv = 7;
+            else if (memcmp(s, "reserved1", 9) == 0) fv = 13;
+            else if (memcmp(s, "reserved2", 9) == 0) fv = 14;
+            else if (memcmp(s, "reserved3", 9) == 0) fv = 15;
+            break;
+         case 10:
+            if (memcmp(s, "commercial", 10) == 0) fv = 9;
+            break;
+         case 11:
+            if (memcmp(s, "agriculture", 11) == 0) fv = 8;
+            break;
+         case 12:
+            if (memcmp(s, "roadOperator", 12) == 0) fv = 11;
+            break;
+         case 14:
+            if (memcmp(s, "dangerousGoods", 14) == 0) fv = 3;
+            break;
+         case 15:
+            if (memcmp(s, "publicTransport", 15) == 0) fv = 1;
+            break;
+         case 16:
+            if (memcmp(s, "specialTransport", 16) == 0) fv = 2;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleRole_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_VehicleRole_ENUMTAB, 16);
+         if (idx < 0 || ASN1T_ITS_VehicleRole_ENUMTAB[idx].value > 15) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_VehicleRole_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4210,17 +5170,36 @@ int asn1JsonDec_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
 int asn1JsonDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "yawRateValue", 12 },
       { "yawRateConfidence", 17 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 12:
+                  if (memcmp(k, "yawRateValue", 12) == 0) idx = 0;
+                  break;
+               case 17:
+                  if (memcmp(k, "yawRateConfidence", 17) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4234,7 +5213,13 @@ int asn1JsonDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -32766LL, 32767LL, &iv)) (*pvalue).yawRateValue = (QSINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4250,12 +5235,11 @@ int asn1JsonDec_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "yawRateValue", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "yawRateConfidence", THIS_FILE, __LINE__);
    return 0;
@@ -4277,16 +5261,46 @@ int asn1JsonDec_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_YawRateConfidence_ENUMTAB, 9);
-      if (idx < 0 || ASN1T_ITS_YawRateConfidence_ENUMTAB[idx].value > 8) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 10:
+            if (memcmp(s, "outOfRange", 10) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "unavailable", 11) == 0) fv = 8;
+            break;
+         case 13:
+            if (memcmp(s, "degSec-000-01", 13) == 0) fv = 0;
+            else if (memcmp(s, "degSec-000-05", 13) == 0) fv = 1;
+            else if (memcmp(s, "degSec-000-10", 13) == 0) fv = 2;
+            else if (memcmp(s, "degSec-001-00", 13) == 0) fv = 3;
+            else if (memcmp(s, "degSec-005-00", 13) == 0) fv = 4;
+            else if (memcmp(s, "degSec-010-00", 13) == 0) fv = 5;
+            else if (memcmp(s, "degSec-100-00", 13) == 0) fv = 6;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_YawRateConfidence_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_YawRateConfidence_ENUMTAB, 9);
+         if (idx < 0 || ASN1T_ITS_YawRateConfidence_ENUMTAB[idx].value > 8) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_YawRateConfidence_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4295,16 +5309,34 @@ int asn1JsonDec_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2);
-      if (idx < 0 || ASN1T_ITS_ProtectedZoneType_ENUMTAB[idx].value > 0) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 23:
+            if (memcmp(s, "permanentCenDsrcTolling", 23) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_ProtectedZoneType_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2);
+         if (idx < 0 || ASN1T_ITS_ProtectedZoneType_ENUMTAB[idx].value > 0) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_ProtectedZoneType_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4313,16 +5345,47 @@ int asn1JsonDec_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance*
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RelevanceDistance_ENUMTAB, 8);
-      if (idx < 0 || ASN1T_ITS_RelevanceDistance_ENUMTAB[idx].value > 7) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 8:
+            if (memcmp(s, "over10km", 8) == 0) fv = 7;
+            break;
+         case 11:
+            if (memcmp(s, "lessThan50m", 11) == 0) fv = 0;
+            else if (memcmp(s, "lessThan5km", 11) == 0) fv = 5;
+            break;
+         case 12:
+            if (memcmp(s, "lessThan100m", 12) == 0) fv = 1;
+            else if (memcmp(s, "lessThan200m", 12) == 0) fv = 2;
+            else if (memcmp(s, "lessThan500m", 12) == 0) fv = 3;
+            else if (memcmp(s, "lessThan10km", 12) == 0) fv = 6;
+            break;
+         case 13:
+            if (memcmp(s, "lessThan1000m", 13) == 0) fv = 4;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceDistance_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RelevanceDistance_ENUMTAB, 8);
+         if (idx < 0 || ASN1T_ITS_RelevanceDistance_ENUMTAB[idx].value > 7) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceDistance_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4331,16 +5394,41 @@ int asn1JsonDec_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceT
 {
    int stat;
    {
-      char* id = 0;
-      if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
-      int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4);
-      if (idx < 0 || ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[idx].value > 3) {
-         rtxErrAddStrParm(ctxt, id);
-         rtxMemHeapFreePtr(ctxt, id);
-         return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      QSSIZE start = ctxt->buffer.byteIndex;
+      const QSOCTET* s = 0;
+      int slen = rtJsonDecStringFast(ctxt, &s);
+      QSINT64 fv = -1;
+      if (slen >= 0) {
+         switch (slen) {
+         case 15:
+            if (memcmp(s, "upstreamTraffic", 15) == 0) fv = 1;
+            else if (memcmp(s, "oppositeTraffic", 15) == 0) fv = 3;
+            break;
+         case 17:
+            if (memcmp(s, "downstreamTraffic", 17) == 0) fv = 2;
+            break;
+         case 20:
+            if (memcmp(s, "allTrafficDirections", 20) == 0) fv = 0;
+            break;
+         default: break;
+         }
       }
-      rtxMemHeapFreePtr(ctxt, id);
-      (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[idx].value;
+      if (fv >= 0) {
+         (*pvalue) = (QSUINT32)fv;
+      }
+      else {
+         ctxt->buffer.byteIndex = start;
+         char* id = 0;
+         if ((stat = rtJsonDecStringValue(ctxt, &id)) != 0) return LOG_RTERR(ctxt, stat);
+         int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4);
+         if (idx < 0 || ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[idx].value > 3) {
+            rtxErrAddStrParm(ctxt, id);
+            rtxMemHeapFreePtr(ctxt, id);
+            return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+         }
+         rtxMemHeapFreePtr(ctxt, id);
+         (*pvalue) = (QSUINT32)ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB[idx].value;
+      }
    }
    return 0;
 }
@@ -4372,17 +5460,36 @@ int asn1JsonDec_ITS_ValidityDuration(QSCTXT* ctxt, ASN1T_ITS_ValidityDuration* p
 int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    static const QSJsonElemName names[2] = {
       { "originatingStationID", 20 },
       { "sequenceNumber", 14 },
    };
    QSOCTET seen[2] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 2);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 14:
+                  if (memcmp(k, "sequenceNumber", 14) == 0) idx = 1;
+                  break;
+               case 20:
+                  if (memcmp(k, "originatingStationID", 20) == 0) idx = 0;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 2);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4396,7 +5503,13 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).originatingStationID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4404,7 +5517,13 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 65535LL, &iv)) (*pvalue).sequenceNumber = (QSUINT16)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4412,12 +5531,11 @@ int asn1JsonDec_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "originatingStationID", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "sequenceNumber", THIS_FILE, __LINE__);
    return 0;
@@ -4427,8 +5545,8 @@ int asn1JsonDec_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4436,18 +5554,17 @@ int asn1JsonDec_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommunicationZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[6] = {
@@ -4459,11 +5576,42 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
       { "protectedZoneID", 15 },
    };
    QSOCTET seen[6] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 6);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 10:
+                  if (memcmp(k, "expiryTime", 10) == 0) idx = 1;
+                  break;
+               case 15:
+                  if (memcmp(k, "protectedZoneID", 15) == 0) idx = 5;
+                  break;
+               case 17:
+                  if (memcmp(k, "protectedZoneType", 17) == 0) idx = 0;
+                  break;
+               case 19:
+                  if (memcmp(k, "protectedZoneRadius", 19) == 0) idx = 4;
+                  break;
+               case 21:
+                  if (memcmp(k, "protectedZoneLatitude", 21) == 0) idx = 2;
+                  break;
+               case 22:
+                  if (memcmp(k, "protectedZoneLongitude", 22) == 0) idx = 3;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 6);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4485,12 +5633,18 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.expiryTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4398046511103LL, &iv)) (*pvalue).expiryTime = (QSUINT64)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4498,7 +5652,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).protectedZoneLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 3:
             if (seen[3]) {
@@ -4506,7 +5666,13 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[3] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).protectedZoneLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 4:
             if (seen[4]) {
@@ -4514,12 +5680,18 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[4] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.protectedZoneRadiusPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).protectedZoneRadius = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 5:
             if (seen[5]) {
@@ -4527,12 +5699,18 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[5] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.protectedZoneIDPresent = 1;
-            if ((stat = asn1JsonDec_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 134217727LL, &iv)) (*pvalue).protectedZoneID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -4547,12 +5725,11 @@ int asn1JsonDec_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "protectedZoneType", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "protectedZoneLatitude", THIS_FILE, __LINE__);
    if (!seen[3]) return rtJsonMissingMember(ctxt, "protectedZoneLongitude", THIS_FILE, __LINE__);
@@ -4563,8 +5740,8 @@ int asn1JsonDec_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_PathHistory* elem = (ASN1T_ITS_PathHistory*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PathHistory));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4572,11 +5749,10 @@ int asn1JsonDec_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_PathHistory(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4603,8 +5779,8 @@ int asn1JsonDec_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_PosPillar* elem = (ASN1T_ITS_PosPillar*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_PosPillar));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4612,11 +5788,10 @@ int asn1JsonDec_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_PosPillar(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4624,8 +5799,8 @@ int asn1JsonDec_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_StationType* elem = (ASN1T_ITS_StationType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_StationType));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4633,11 +5808,10 @@ int asn1JsonDec_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_StationType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4645,8 +5819,8 @@ int asn1JsonDec_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_EventPoint* elem = (ASN1T_ITS_EventPoint*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_EventPoint));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4654,18 +5828,17 @@ int asn1JsonDec_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_EventPoint(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    static const QSJsonElemName names[3] = {
       { "eventPosition", 13 },
@@ -4673,11 +5846,33 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
       { "informationQuality", 18 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 13:
+                  if (memcmp(k, "eventPosition", 13) == 0) idx = 0;
+                  break;
+               case 14:
+                  if (memcmp(k, "eventDeltaTime", 14) == 0) idx = 1;
+                  break;
+               case 18:
+                  if (memcmp(k, "informationQuality", 18) == 0) idx = 2;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4699,12 +5894,18 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.eventDeltaTimePresent = 1;
-            if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 4294967295LL, &iv)) (*pvalue).eventDeltaTime = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4712,7 +5913,13 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 7LL, &iv)) (*pvalue).informationQuality = (QSUINT8)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             rtxErrAddStrParm(ctxt, key);
@@ -4720,12 +5927,11 @@ int asn1JsonDec_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
             return LOG_RTERR(ctxt, RTERR_SET_INDEX_OUT_OF_BOUNDS);
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "eventPosition", THIS_FILE, __LINE__);
    if (!seen[2]) return rtJsonMissingMember(ctxt, "informationQuality", THIS_FILE, __LINE__);
    return 0;
@@ -4735,8 +5941,8 @@ int asn1JsonDec_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_ProtectedCommunicationZone* elem = (ASN1T_ITS_ProtectedCommunicationZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ProtectedCommunicationZone));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4744,18 +5950,17 @@ int asn1JsonDec_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList*
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ProtectedCommunicationZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pvalue)
 {
    int stat;
-   if ((stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '{') && (stat = rtJsonDecMatchChar(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    memset(&(*pvalue).m, 0, sizeof((*pvalue).m));
    rtxDListInit(&(*pvalue).extElem1);
    static const QSJsonElemName names[3] = {
@@ -4764,11 +5969,33 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
       { "cenDsrcTollingZoneID", 20 },
    };
    QSOCTET seen[3] = { 0 };
-   if (rtxTxtPeekChar2(ctxt, 1) != '}') {
+   if (!rtJsonDecNextIs(ctxt, '}')) {
       for (;;) {
          QSSIZE keyStart = ctxt->buffer.byteIndex;
-         int idx = rtJsonGetElemIdx(ctxt, names, 3);
-         if (idx < -1) return LOG_RTERR(ctxt, idx);
+         int idx;
+         {
+            const QSOCTET* k = 0;
+            int klen = rtJsonDecKeyFast(ctxt, &k);
+            if (klen >= 0) {
+               idx = -1;
+               switch (klen) {
+               case 20:
+                  if (memcmp(k, "cenDsrcTollingZoneID", 20) == 0) idx = 2;
+                  break;
+               case 21:
+                  if (memcmp(k, "protectedZoneLatitude", 21) == 0) idx = 0;
+                  break;
+               case 22:
+                  if (memcmp(k, "protectedZoneLongitude", 22) == 0) idx = 1;
+                  break;
+               default: break;
+               }
+            }
+            else {
+               idx = rtJsonGetElemIdx(ctxt, names, 3);
+               if (idx < -1) return LOG_RTERR(ctxt, idx);
+            }
+         }
          char* key = 0;
          if (idx < 0) {
          if ((stat = rtJsonDecRereadKey(ctxt, keyStart, &key)) != 0) return LOG_RTERR(ctxt, stat);
@@ -4782,7 +6009,13 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[0] = 1;
-            if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -900000000LL, 900000001LL, &iv)) (*pvalue).protectedZoneLatitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 1:
             if (seen[1]) {
@@ -4790,7 +6023,13 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[1] = 1;
-            if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, -1800000000LL, 1800000001LL, &iv)) (*pvalue).protectedZoneLongitude = (QSINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          case 2:
             if (seen[2]) {
@@ -4798,12 +6037,18 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
                return LOG_RTERR(ctxt, RTERR_DUPLICATE_ELEMENT);
             }
             seen[2] = 1;
-            if (rtxTxtPeekChar2(ctxt, 1) == 'n' && 1) {
+            if (rtJsonDecNextIs(ctxt, 'n') && 1) {
             if ((stat = rtJsonDecNull(ctxt)) != 0) return LOG_RTERR(ctxt, stat);
                break;
             }
             (*pvalue).m.cenDsrcTollingZoneIDPresent = 1;
-            if ((stat = asn1JsonDec_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+            {
+               QSINT64 iv;
+               if (rtJsonDecIntFast(ctxt, 0LL, 134217727LL, &iv)) (*pvalue).cenDsrcTollingZoneID = (QSUINT32)iv;
+               else {
+                  if ((stat = asn1JsonDec_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+               }
+            }
             break;
          default:
             {
@@ -4818,12 +6063,11 @@ int asn1JsonDec_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
             break;
          }
          rtxCtxtPopElemName(ctxt);
-         rtxMemHeapFreePtr(ctxt, key);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (key != 0) rtxMemHeapFreePtr(ctxt, key);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, '}') && (stat = rtJsonDecMatchChar(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    if (!seen[0]) return rtJsonMissingMember(ctxt, "protectedZoneLatitude", THIS_FILE, __LINE__);
    if (!seen[1]) return rtJsonMissingMember(ctxt, "protectedZoneLongitude", THIS_FILE, __LINE__);
    return 0;
@@ -4864,8 +6108,8 @@ int asn1JsonDec_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 {
    int stat;
    rtxDListInit(&(*pvalue));
-   if ((stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtxTxtPeekChar2(ctxt, 1) != ']') {
+   if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
          ASN1T_ITS_ReferencePosition* elem = (ASN1T_ITS_ReferencePosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ReferencePosition));
          if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
@@ -4873,11 +6117,10 @@ int asn1JsonDec_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ReferencePosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
          rtxCtxtPopElemName(ctxt);
-         if (rtxTxtPeekChar2(ctxt, 1) != ',') break;
-         if ((stat = rtJsonDecMatchChar(ctxt, ',')) != 0) return LOG_RTERR(ctxt, stat);
+         if (!rtJsonDecMore(ctxt)) break;
       }
    }
-   if ((stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonDecTakeChar(ctxt, ']') && (stat = rtJsonDecMatchChar(ctxt, ']')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -1510,18 +1510,24 @@ int asn1JsonEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"protocolVersion\":", 18, (QSUINT64)(*pvalue).protocolVersion)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protocolVersion\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protocolVersion", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).protocolVersion)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"messageID\":", 12, (QSUINT64)(*pvalue).messageID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"messageID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "messageID", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_ItsPduHeader_messageID(ctxt, &(*pvalue).messageID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"stationID\":", 12, (QSUINT64)(*pvalue).stationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"stationID\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "stationID", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).stationID)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1546,21 +1552,23 @@ int asn1JsonEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition*
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "latitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "longitude", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"positionConfidenceEllipse\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "positionConfidenceEllipse", 25)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "altitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1572,18 +1580,24 @@ int asn1JsonEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferenc
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "deltaLatitude", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "deltaLongitude", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || !rtJsonEncMemberInt(ctxt, first, "\"deltaAltitude\":", 16, (QSINT64)(*pvalue).deltaAltitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaAltitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "deltaAltitude", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaAltitude(ctxt, &(*pvalue).deltaAltitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1610,13 +1624,14 @@ int asn1JsonEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || !rtJsonEncMemberInt(ctxt, first, "\"altitudeValue\":", 16, (QSINT64)(*pvalue).altitudeValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeValue\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "altitudeValue", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_AltitudeValue(ctxt, &(*pvalue).altitudeValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitudeConfidence\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "altitudeConfidence", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_AltitudeConfidence(ctxt, &(*pvalue).altitudeConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1636,9 +1651,27 @@ int asn1JsonEnc_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidenc
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"alt-000-01\"", 12 },
+         { "\"alt-000-02\"", 12 },
+         { "\"alt-000-05\"", 12 },
+         { "\"alt-000-10\"", 12 },
+         { "\"alt-000-20\"", 12 },
+         { "\"alt-000-50\"", 12 },
+         { "\"alt-001-00\"", 12 },
+         { "\"alt-002-00\"", 12 },
+         { "\"alt-005-00\"", 12 },
+         { "\"alt-010-00\"", 12 },
+         { "\"alt-020-00\"", 12 },
+         { "\"alt-050-00\"", 12 },
+         { "\"alt-100-00\"", 12 },
+         { "\"alt-200-00\"", 12 },
+         { "\"outOfRange\"", 12 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -1672,18 +1705,24 @@ int asn1JsonEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMajorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorConfidence\":", 22, (QSUINT64)(*pvalue).semiMajorConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "semiMajorConfidence", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMajorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMinorConfidence > 4095 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMinorConfidence\":", 22, (QSUINT64)(*pvalue).semiMinorConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMinorConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "semiMinorConfidence", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SemiAxisLength(ctxt, &(*pvalue).semiMinorConfidence)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).semiMajorOrientation > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"semiMajorOrientation\":", 23, (QSUINT64)(*pvalue).semiMajorOrientation)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"semiMajorOrientation\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "semiMajorOrientation", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).semiMajorOrientation)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1694,15 +1733,16 @@ int asn1JsonEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathPosition\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pathPosition", 12)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.pathDeltaTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"pathDeltaTime\":", 16, (QSUINT64)(*pvalue).pathDeltaTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pathDeltaTime\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "pathDeltaTime", 13)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).pathDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1721,13 +1761,14 @@ int asn1JsonEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"ptActivationType\":", 19, (QSUINT64)(*pvalue).ptActivationType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationType\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "ptActivationType", 16)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_PtActivationType(ctxt, &(*pvalue).ptActivationType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ptActivationData\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "ptActivationData", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -1770,14 +1811,18 @@ int asn1JsonEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"causeCode\":", 12, (QSUINT64)(*pvalue).causeCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"causeCode\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "causeCode", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_CauseCodeType(ctxt, &(*pvalue).causeCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"subCauseCode\":", 15, (QSUINT64)(*pvalue).subCauseCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"subCauseCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "subCauseCode", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SubCauseCodeType(ctxt, &(*pvalue).subCauseCode)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
@@ -1975,13 +2020,14 @@ int asn1JsonEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || !rtJsonEncMemberInt(ctxt, first, "\"curvatureValue\":", 17, (QSINT64)(*pvalue).curvatureValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureValue\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "curvatureValue", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_CurvatureValue(ctxt, &(*pvalue).curvatureValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"curvatureConfidence\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "curvatureConfidence", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_CurvatureConfidence(ctxt, &(*pvalue).curvatureConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2001,9 +2047,19 @@ int asn1JsonEnc_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfide
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"onePerMeter-0-00002\"", 21 },
+         { "\"onePerMeter-0-0001\"", 20 },
+         { "\"onePerMeter-0-0005\"", 20 },
+         { "\"onePerMeter-0-002\"", 19 },
+         { "\"onePerMeter-0-01\"", 18 },
+         { "\"onePerMeter-0-1\"", 17 },
+         { "\"outOfRange\"", 12 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2013,9 +2069,14 @@ int asn1JsonEnc_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCa
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"yawRateUsed\"", 13 },
+         { "\"yawRateNotUsed\"", 16 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2025,14 +2086,18 @@ int asn1JsonEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).headingValue > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"headingValue\":", 15, (QSUINT64)(*pvalue).headingValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "headingValue", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).headingValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"headingConfidence\":", 20, (QSUINT64)(*pvalue).headingConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"headingConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "headingConfidence", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_HeadingConfidence(ctxt, &(*pvalue).headingConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2068,21 +2133,18 @@ int asn1JsonEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"innerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "innerhardShoulderStatus", 23)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).innerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.outerhardShoulderStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"outerhardShoulderStatus\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "outerhardShoulderStatus", 23)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_HardShoulderStatus(ctxt, &(*pvalue).outerhardShoulderStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.drivingLaneStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"drivingLaneStatus\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "drivingLaneStatus", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -2100,9 +2162,14 @@ int asn1JsonEnc_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatu
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"availableForStopping\"", 22 },
+         { "\"closed\"", 8 },
+         { "\"availableForDriving\"", 21 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2152,14 +2219,18 @@ int asn1JsonEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speedValue > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"speedValue\":", 13, (QSUINT64)(*pvalue).speedValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedValue\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "speedValue", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).speedValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"speedConfidence\":", 18, (QSUINT64)(*pvalue).speedConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"speedConfidence\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "speedConfidence", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SpeedConfidence(ctxt, &(*pvalue).speedConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2170,9 +2241,14 @@ int asn1JsonEnc_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalu
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_DriveDirection_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"forward\"", 9 },
+         { "\"backward\"", 10 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2189,14 +2265,18 @@ int asn1JsonEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_Longitudina
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"longitudinalAccelerationValue\":", 32, (QSINT64)(*pvalue).longitudinalAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationValue\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "longitudinalAccelerationValue", 29)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_LongitudinalAccelerationValue(ctxt, &(*pvalue).longitudinalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitudinalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitudinalAccelerationConfidence\":", 37)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "longitudinalAccelerationConfidence", 34)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).longitudinalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2223,14 +2303,18 @@ int asn1JsonEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAccelerat
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"lateralAccelerationValue\":", 27, (QSINT64)(*pvalue).lateralAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationValue\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lateralAccelerationValue", 24)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_LateralAccelerationValue(ctxt, &(*pvalue).lateralAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).lateralAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"lateralAccelerationConfidence\":", 32, (QSUINT64)(*pvalue).lateralAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lateralAccelerationConfidence\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "lateralAccelerationConfidence", 29)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).lateralAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2249,14 +2333,18 @@ int asn1JsonEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceler
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || !rtJsonEncMemberInt(ctxt, first, "\"verticalAccelerationValue\":", 28, (QSINT64)(*pvalue).verticalAccelerationValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationValue\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "verticalAccelerationValue", 25)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_VerticalAccelerationValue(ctxt, &(*pvalue).verticalAccelerationValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).verticalAccelerationConfidence > 102 || !rtJsonEncMemberUInt(ctxt, first, "\"verticalAccelerationConfidence\":", 33, (QSUINT64)(*pvalue).verticalAccelerationConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"verticalAccelerationConfidence\":", 33)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "verticalAccelerationConfidence", 30)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_AccelerationConfidence(ctxt, &(*pvalue).verticalAccelerationConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2290,9 +2378,31 @@ int asn1JsonEnc_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBa
    int stat;
    if ((*pvalue) > 19) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[20] = {
+         { "\"explosives1\"", 13 },
+         { "\"explosives2\"", 13 },
+         { "\"explosives3\"", 13 },
+         { "\"explosives4\"", 13 },
+         { "\"explosives5\"", 13 },
+         { "\"explosives6\"", 13 },
+         { "\"flammableGases\"", 16 },
+         { "\"nonFlammableGases\"", 19 },
+         { "\"toxicGases\"", 12 },
+         { "\"flammableLiquids\"", 18 },
+         { "\"flammableSolids\"", 17 },
+         { "\"substancesLiableToSpontaneousCombustion\"", 41 },
+         { "\"substancesEmittingFlammableGasesUponContactWithWater\"", 54 },
+         { "\"oxidizingSubstances\"", 21 },
+         { "\"organicPeroxides\"", 18 },
+         { "\"toxicSubstances\"", 17 },
+         { "\"infectiousSubstances\"", 22 },
+         { "\"radioactiveMaterial\"", 21 },
+         { "\"corrosiveSubstances\"", 21 },
+         { "\"miscellaneousDangerousSubstances\"", 34 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 19 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2302,31 +2412,28 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "dangerousGoodsType", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).unNumber > 9999 || !rtJsonEncMemberUInt(ctxt, first, "\"unNumber\":", 11, (QSUINT64)(*pvalue).unNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unNumber\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "unNumber", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).unNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"elevatedTemperature\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "elevatedTemperature", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tunnelsRestricted\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "tunnelsRestricted", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limitedQuantity\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "limitedQuantity", 15)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncBoolValue(ctxt, (*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emergencyActionCodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"emergencyActionCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "emergencyActionCode", 19)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2334,15 +2441,13 @@ int asn1JsonEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGood
       if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).emergencyActionCode)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.phoneNumberPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"phoneNumber\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "phoneNumber", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_PhoneNumber(ctxt, &(*pvalue).phoneNumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.companyNamePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"companyName\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "companyName", 11)) != 0) return LOG_RTERR(ctxt, stat);
       {
          size_t nbytes = (*pvalue).companyName != 0 ? strlen((*pvalue).companyName) : 0;
          if (nbytes < 1 || nbytes > 24) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2412,9 +2517,13 @@ int asn1JsonEnc_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestRes
    int stat;
    if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[2] = {
+         { "\"request\"", 9 },
+         { "\"response\"", 10 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 1 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2432,9 +2541,15 @@ int asn1JsonEnc_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pva
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"lessThan1Minute\"", 17 },
+         { "\"lessThan2Minutes\"", 18 },
+         { "\"lessThan15Minutes\"", 19 },
+         { "\"equalOrGreater15Minutes\"", 25 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2452,9 +2567,15 @@ int asn1JsonEnc_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"noPassing\"", 11 },
+         { "\"noPassingForTrucks\"", 20 },
+         { "\"passToRight\"", 13 },
+         { "\"passToLeft\"", 12 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2496,9 +2617,17 @@ int asn1JsonEnc_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningS
    int stat;
    if ((*pvalue) > 5) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[6] = {
+         { "\"noPositioningSolution\"", 23 },
+         { "\"sGNSS\"", 7 },
+         { "\"dGNSS\"", 7 },
+         { "\"sGNSSplusDR\"", 13 },
+         { "\"dGNSSplusDR\"", 13 },
+         { "\"dR\"", 4 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 5 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2509,15 +2638,13 @@ int asn1JsonEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentif
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.wMInumberPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wMInumber\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "wMInumber", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_WMInumber(ctxt, &(*pvalue).wMInumber)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vDS\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vDS", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_VDS(ctxt, &(*pvalue).vDS)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -2565,13 +2692,14 @@ int asn1JsonEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"vehicleLengthValue\":", 21, (QSUINT64)(*pvalue).vehicleLengthValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthValue\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleLengthValue", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_VehicleLengthValue(ctxt, &(*pvalue).vehicleLengthValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleLengthConfidenceIndication\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vehicleLengthConfidenceIndication", 33)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_VehicleLengthConfidenceIndication(ctxt, &(*pvalue).vehicleLengthConfidenceIndication)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2591,9 +2719,16 @@ int asn1JsonEnc_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_Ve
    int stat;
    if ((*pvalue) > 4) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[5] = {
+         { "\"noTrailerPresent\"", 18 },
+         { "\"trailerPresentWithKnownLength\"", 31 },
+         { "\"trailerPresentWithUnknownLength\"", 33 },
+         { "\"trailerPresenceIsUnknown\"", 26 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 4 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2641,9 +2776,15 @@ int asn1JsonEnc_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"urban-NoStructuralSeparationToOppositeLanes\"", 45 },
+         { "\"urban-WithStructuralSeparationToOppositeLanes\"", 47 },
+         { "\"nonUrban-NoStructuralSeparationToOppositeLanes\"", 48 },
+         { "\"nonUrban-WithStructuralSeparationToOppositeLanes\"", 50 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2653,14 +2794,18 @@ int asn1JsonEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || !rtJsonEncMemberInt(ctxt, first, "\"steeringWheelAngleValue\":", 26, (QSINT64)(*pvalue).steeringWheelAngleValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleValue\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "steeringWheelAngleValue", 23)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleValue(ctxt, &(*pvalue).steeringWheelAngleValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || !rtJsonEncMemberUInt(ctxt, first, "\"steeringWheelAngleConfidence\":", 31, (QSUINT64)(*pvalue).steeringWheelAngleConfidence)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"steeringWheelAngleConfidence\":", 31)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "steeringWheelAngleConfidence", 28)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SteeringWheelAngleConfidence(ctxt, &(*pvalue).steeringWheelAngleConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2695,9 +2840,27 @@ int asn1JsonEnc_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
    int stat;
    if ((*pvalue) > 15) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[16] = {
+         { "\"default\"", 9 },
+         { "\"publicTransport\"", 17 },
+         { "\"specialTransport\"", 18 },
+         { "\"dangerousGoods\"", 16 },
+         { "\"roadWork\"", 10 },
+         { "\"rescue\"", 8 },
+         { "\"emergency\"", 11 },
+         { "\"safetyCar\"", 11 },
+         { "\"agriculture\"", 13 },
+         { "\"commercial\"", 12 },
+         { "\"military\"", 10 },
+         { "\"roadOperator\"", 14 },
+         { "\"taxi\"", 6 },
+         { "\"reserved1\"", 11 },
+         { "\"reserved2\"", 11 },
+         { "\"reserved3\"", 11 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 15 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2707,13 +2870,14 @@ int asn1JsonEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).yawRateValue < -32766 || !rtJsonEncMemberInt(ctxt, first, "\"yawRateValue\":", 15, (QSINT64)(*pvalue).yawRateValue)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateValue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "yawRateValue", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_YawRateValue(ctxt, &(*pvalue).yawRateValue)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"yawRateConfidence\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "yawRateConfidence", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_YawRateConfidence(ctxt, &(*pvalue).yawRateConfidence)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -2733,9 +2897,20 @@ int asn1JsonEnc_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence*
    int stat;
    if ((*pvalue) > 8) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[9] = {
+         { "\"degSec-000-01\"", 15 },
+         { "\"degSec-000-05\"", 15 },
+         { "\"degSec-000-10\"", 15 },
+         { "\"degSec-001-00\"", 15 },
+         { "\"degSec-005-00\"", 15 },
+         { "\"degSec-010-00\"", 15 },
+         { "\"degSec-100-00\"", 15 },
+         { "\"outOfRange\"", 12 },
+         { "\"unavailable\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 8 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2745,9 +2920,12 @@ int asn1JsonEnc_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType*
    int stat;
    if ((*pvalue) > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[1] = {
+         { "\"permanentCenDsrcTolling\"", 25 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 0 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2757,9 +2935,19 @@ int asn1JsonEnc_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance*
    int stat;
    if ((*pvalue) > 7) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[8] = {
+         { "\"lessThan50m\"", 13 },
+         { "\"lessThan100m\"", 14 },
+         { "\"lessThan200m\"", 14 },
+         { "\"lessThan500m\"", 14 },
+         { "\"lessThan1000m\"", 15 },
+         { "\"lessThan5km\"", 13 },
+         { "\"lessThan10km\"", 14 },
+         { "\"over10km\"", 10 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 7 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2769,9 +2957,15 @@ int asn1JsonEnc_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceT
    int stat;
    if ((*pvalue) > 3) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[4] = {
+         { "\"allTrafficDirections\"", 22 },
+         { "\"upstreamTraffic\"", 17 },
+         { "\"downstreamTraffic\"", 19 },
+         { "\"oppositeTraffic\"", 17 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 3 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -2797,14 +2991,18 @@ int asn1JsonEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"originatingStationID\":", 23, (QSUINT64)(*pvalue).originatingStationID)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"originatingStationID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "originatingStationID", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_StationID(ctxt, &(*pvalue).originatingStationID)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"sequenceNumber\":", 17, (QSUINT64)(*pvalue).sequenceNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"sequenceNumber\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "sequenceNumber", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_SequenceNumber(ctxt, &(*pvalue).sequenceNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2829,35 +3027,44 @@ int asn1JsonEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_Protected
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protectedZoneType", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_ProtectedZoneType(ctxt, &(*pvalue).protectedZoneType)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).expiryTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"expiryTime\":", 13, (QSUINT64)(*pvalue).expiryTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"expiryTime\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "expiryTime", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).expiryTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protectedZoneLatitude", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protectedZoneLongitude", 22)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "protectedZoneRadius", 19)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.protectedZoneRadiusPresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneRadius\":", 22, (QSUINT64)(*pvalue).protectedZoneRadius)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneRadius\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ProtectedZoneRadius(ctxt, &(*pvalue).protectedZoneRadius)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).protectedZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"protectedZoneID\":", 18, (QSUINT64)(*pvalue).protectedZoneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneID\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "protectedZoneID", 15)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_ProtectedZoneID(ctxt, &(*pvalue).protectedZoneID)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2945,20 +3152,23 @@ int asn1JsonEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventPosition\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "eventPosition", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"eventDeltaTime\":", 17, (QSUINT64)(*pvalue).eventDeltaTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"eventDeltaTime\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "eventDeltaTime", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_PathDeltaTime(ctxt, &(*pvalue).eventDeltaTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).informationQuality > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"informationQuality\":", 21, (QSUINT64)(*pvalue).informationQuality)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"informationQuality\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "informationQuality", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_InformationQuality(ctxt, &(*pvalue).informationQuality)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -2983,19 +3193,25 @@ int asn1JsonEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZon
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protectedZoneLatitude", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "protectedZoneLongitude", 22)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLatitude\":", 24, (QSINT64)(*pvalue).protectedZoneLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLatitude\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "cenDsrcTollingZoneID", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).protectedZoneLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"protectedZoneLongitude\":", 25, (QSINT64)(*pvalue).protectedZoneLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"protectedZoneLongitude\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).protectedZoneLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
+      if ((*pvalue).cenDsrcTollingZoneID > 134217727 || !rtJsonEncMemberUInt(ctxt, first, "\"cenDsrcTollingZoneID\":", 23, (QSUINT64)(*pvalue).cenDsrcTollingZoneID)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"cenDsrcTollingZoneID\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_CenDsrcTollingZoneID(ctxt, &(*pvalue).cenDsrcTollingZoneID)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);

@@ -2943,14 +2943,12 @@ int asn1JsonEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mandatory\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "mandatory", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.optionalPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"optional\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "optional", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_IviContainers(ctxt, &(*pvalue).optional)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -2979,58 +2977,50 @@ int asn1JsonEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"glc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "glc", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"giv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "giv", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.giv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rcc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "rcc", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.rcc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tc\":", 5)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "tc", 2)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.tc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"lac\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "lac", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.lac == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "avc", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.avc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mlc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "mlc", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.mlc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"rsc\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "rsc", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.rsc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -3054,46 +3044,53 @@ int asn1JsonEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagement
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceProviderId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "serviceProviderId", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).serviceProviderId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "iviIdentificationNumber", 23)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.timeStampPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"iviIdentificationNumber\":", 26, (QSUINT64)(*pvalue).iviIdentificationNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviIdentificationNumber\":", 26)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "timeStamp", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_IviIdentificationNumber(ctxt, &(*pvalue).iviIdentificationNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.timeStampPresent) {
+      if ((*pvalue).timeStamp > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"timeStamp\":", 12, (QSUINT64)(*pvalue).timeStamp)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"timeStamp\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).timeStamp)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.validFromPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validFrom > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validFrom\":", 12, (QSUINT64)(*pvalue).validFrom)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validFrom\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "validFrom", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validFrom)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).validTo > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"validTo\":", 10, (QSUINT64)(*pvalue).validTo)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "validTo", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).validTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectedIviStructuresPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedIviStructures\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connectedIviStructures", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "iviStatus", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.connectedDenmsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).iviStatus > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviStatus\":", 12, (QSUINT64)(*pvalue).iviStatus)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviStatus\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "connectedDenms", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_IviStatus(ctxt, &(*pvalue).iviStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.connectedDenmsPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"connectedDenms\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3111,31 +3108,29 @@ int asn1JsonEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_Geograph
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePosition\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "referencePosition", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.referencePositionTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).referencePositionTime > 4398046511103ULL || !rtJsonEncMemberUInt(ctxt, first, "\"referencePositionTime\":", 24, (QSUINT64)(*pvalue).referencePositionTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionTime\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "referencePositionTime", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_TimestampIts(ctxt, &(*pvalue).referencePositionTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionHeadingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionHeading\":", 27)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "referencePositionHeading", 24)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionSpeedPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"referencePositionSpeed\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "referencePositionSpeed", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "parts", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_GlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3166,32 +3161,39 @@ int asn1JsonEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "zoneId", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneNumberPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneNumber", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneNumberPresent) {
+      if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.zoneExtensionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneExtension\":", 16, (QSUINT64)(*pvalue).zoneExtension)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneExtension\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "zoneExtension", 13)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).zoneExtension)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneHeadingPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).zoneHeading > 3601 || !rtJsonEncMemberUInt(ctxt, first, "\"zoneHeading\":", 14, (QSUINT64)(*pvalue).zoneHeading)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneHeading\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "zoneHeading", 11)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_HeadingValue(ctxt, &(*pvalue).zoneHeading)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zonePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zone\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "zone", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_Zone(ctxt, &(*pvalue).zone)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3224,95 +3226,103 @@ int asn1JsonEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "detectionZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.its_RridPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"its-Rrid\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "its-Rrid", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "direction", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "driverAwarenessZoneIds", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minimumAwarenessTime", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "applicableLanes", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "iviType", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.iviPurposePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "iviPurpose", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.iviPurposePresent) {
+      if ((*pvalue).iviPurpose > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"iviPurpose\":", 13, (QSUINT64)(*pvalue).iviPurpose)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviPurpose\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviPurpose(ctxt, &(*pvalue).iviPurpose)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneStatus", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleCharacteristics", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).driverCharacteristics > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"driverCharacteristics\":", 24, (QSUINT64)(*pvalue).driverCharacteristics)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "driverCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_DriverCharacteristics(ctxt, &(*pvalue).driverCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layoutId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "preStoredlayoutId", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "roadSignCodes", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extraText", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3344,17 +3354,14 @@ int asn1JsonEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "roadType", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_RoadType(ctxt, &(*pvalue).roadType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneConfiguration\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneConfiguration", 17)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3386,31 +3393,29 @@ int asn1JsonEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "detectionZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "direction", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadSurfaceStaticCharacteristics", 32)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadSurfaceDynamicCharacteristics", 33)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -3438,77 +3443,82 @@ int asn1JsonEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "detectionZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "direction", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"driverAwarenessZoneIds\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "driverAwarenessZoneIds", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minimumAwarenessTime\":", 23, (QSUINT64)(*pvalue).minimumAwarenessTime)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minimumAwarenessTime\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minimumAwarenessTime", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).minimumAwarenessTime)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "applicableLanes", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layoutId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"preStoredlayoutId\":", 20, (QSUINT64)(*pvalue).preStoredlayoutId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"preStoredlayoutId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "preStoredlayoutId", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).preStoredlayoutId)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.textPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"text\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "text", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TextLines(ctxt, &(*pvalue).text)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"data\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "data", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).data.numocts, (*pvalue).data.data)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviTypePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).iviType > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"iviType\":", 10, (QSUINT64)(*pvalue).iviType)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iviType\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "iviType", 7)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_IviType(ctxt, &(*pvalue).iviType)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneStatus", 10)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleCharacteristics", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3526,27 +3536,32 @@ int asn1JsonEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "layoutId", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.heightPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutId\":", 11, (QSUINT64)(*pvalue).layoutId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutId\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "height", 6)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.heightPresent) {
+      if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.widthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "width", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponents\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "layoutComponents", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
       if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3578,43 +3593,39 @@ int asn1JsonEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "detectionZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "direction", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"applicableLanes\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "applicableLanes", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleCharacteristics\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleCharacteristics", 22)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleRulesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleRules\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "automatedVehicleRules", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platooningRulesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platooningRules\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "platooningRules", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -3632,13 +3643,11 @@ int asn1JsonEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationCont
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"reference\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "reference", 9)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_MapReference(ctxt, &(*pvalue).reference)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"parts\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "parts", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_MlcParts(ctxt, &(*pvalue).parts)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -3664,14 +3673,15 @@ int asn1JsonEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "zoneId", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneIds", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneIdsPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneIds\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -4048,14 +4058,18 @@ int asn1JsonEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* p
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "latitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "longitude", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4066,17 +4080,20 @@ int asn1JsonEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePo
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || !rtJsonEncMemberInt(ctxt, first, "\"latitude\":", 11, (QSINT64)(*pvalue).latitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"latitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "latitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Latitude(ctxt, &(*pvalue).latitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || !rtJsonEncMemberInt(ctxt, first, "\"longitude\":", 12, (QSINT64)(*pvalue).longitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"longitude\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "longitude", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_Longitude(ctxt, &(*pvalue).longitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"altitude\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "altitude", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_Altitude(ctxt, &(*pvalue).altitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4088,34 +4105,40 @@ int asn1JsonEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"owner\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "owner", 5)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_Provider(ctxt, &(*pvalue).owner)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "version", 7)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pictogramCode", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.valuePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"version\":", 10, (QSUINT64)(*pvalue).version)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"version\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).version)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"pictogramCode\":", 16, (QSUINT64)(*pvalue).pictogramCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.valuePresent) {
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -4128,54 +4151,63 @@ int asn1JsonEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicl
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "priority", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "allowedSaeAutomationLevels", 26)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minGapBetweenVehicles", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"recGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).recGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"recGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "recGapBetweenVehicles", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).recGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMaxSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "automatedVehicleMaxSpeedLimit", 29)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleMinSpeedLimit\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "automatedVehicleMinSpeedLimit", 29)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).automatedVehicleSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"automatedVehicleSpeedRecommendation\":", 38)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "automatedVehicleSpeedRecommendation", 35)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).automatedVehicleSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadSignCodes", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extraText", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4194,21 +4226,18 @@ int asn1JsonEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Compl
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.tractorPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"tractor\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "tractor", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trailerPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trailer\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "trailer", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trainPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"train\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "train", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -4221,28 +4250,35 @@ int asn1JsonEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "zoneId", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneNumber", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.offsetDistancePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneId\":", 9, (QSUINT64)(*pvalue).zoneId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneId\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "offsetDistance", 14)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteInt(ctxt, (*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).zoneId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.offsetDistancePresent) {
+      if (!rtJsonEncMemberInt(ctxt, first, "\"offsetDistance\":", 17, (QSINT64)(*pvalue).offsetDistance)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetDistance\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteInt(ctxt, (*pvalue).offsetDistance)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.offsetPositionPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"offsetPosition\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "offsetPosition", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -4255,14 +4291,18 @@ int asn1JsonEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLatitude\":", 16, (QSINT64)(*pvalue).deltaLatitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLatitude\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "deltaLatitude", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaLatitude(ctxt, &(*pvalue).deltaLatitude)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || !rtJsonEncMemberInt(ctxt, first, "\"deltaLongitude\":", 17, (QSINT64)(*pvalue).deltaLongitude)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaLongitude\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "deltaLongitude", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_DeltaLongitude(ctxt, &(*pvalue).deltaLongitude)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4275,58 +4315,50 @@ int asn1JsonEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute*
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dtm\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dtm", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"edt\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "edt", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dfl\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dfl", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_directionalFlowOfLane(ctxt, &(*(*pvalue).u.dfl))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ved\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ved", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"spe\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "spe", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roi\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roi", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_rateOfIncline(ctxt, &(*(*pvalue).u.roi))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dbv\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dbv", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ddd\":", 6)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ddd", 3)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -4344,14 +4376,12 @@ int asn1JsonEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCode\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pictogramCode", 13)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"attributes\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "attributes", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -4365,19 +4395,16 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823C
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.countryCodePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"countryCode\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "countryCode", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtJsonEncHexStr(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serviceCategoryCode\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "serviceCategoryCode", 19)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"pictogramCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "pictogramCategoryCode", 21)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4391,23 +4418,20 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt,
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"trafficSignPictogram\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "trafficSignPictogram", 20)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, &(*(*pvalue).u.trafficSignPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"publicFacilitiesPictogram\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "publicFacilitiesPictogram", 25)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, &(*(*pvalue).u.publicFacilitiesPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ambientOrRoadConditionPictogram\":", 34)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ambientOrRoadConditionPictogram", 31)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, &(*(*pvalue).u.ambientOrRoadConditionPictogram))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -4431,9 +4455,14 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPi
    int stat;
    if ((*pvalue) > 2) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[3] = {
+         { "\"dangerWarning\"", 15 },
+         { "\"regulatory\"", 12 },
+         { "\"informative\"", 13 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 2 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -4443,9 +4472,12 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilit
    int stat;
    if ((*pvalue) > 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[1] = {
+         { "\"publicFacilities\"", 18 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 0 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -4455,9 +4487,13 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoad
    int stat;
    if ((*pvalue) > 1) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
    {
-      const char* id = rtxEnumValueToString(ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*pvalue));
-      if (strcmp(id, "_UNKNOWN_") == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
-   if ((stat = rtJsonEncStringValue(ctxt, id)) != 0) return LOG_RTERR(ctxt, stat);
+      static const QSJsonElemName ids[2] = {
+         { "\"ambientCondition\"", 18 },
+         { "\"roadCondition\"", 15 },
+      };
+      QSUINT32 v = (QSUINT32)(*pvalue);
+      if (v > 1 || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);
+      if ((stat = rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)) != 0) return LOG_RTERR(ctxt, stat);
    }
    return 0;
 }
@@ -4467,16 +4503,20 @@ int asn1JsonEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctx
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).nature < 1 || (*pvalue).nature > 9 || !rtJsonEncMemberUInt(ctxt, first, "\"nature\":", 9, (QSUINT64)(*pvalue).nature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"nature\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "nature", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).nature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).serialNumber > 99 || !rtJsonEncMemberUInt(ctxt, first, "\"serialNumber\":", 15, (QSUINT64)(*pvalue).serialNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"serialNumber\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "serialNumber", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).serialNumber)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4487,68 +4527,71 @@ int asn1JsonEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneNumber", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "direction", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.validityPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || !rtJsonEncMemberInt(ctxt, first, "\"laneNumber\":", 13, (QSINT64)(*pvalue).laneNumber)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneNumber\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "validity", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_ITS_LanePosition(ctxt, &(*pvalue).laneNumber)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).direction > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"direction\":", 12, (QSUINT64)(*pvalue).direction)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"direction\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Direction(ctxt, &(*pvalue).direction)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.validityPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneType", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneTypeQualifierPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).laneType > 31 || !rtJsonEncMemberUInt(ctxt, first, "\"laneType\":", 11, (QSUINT64)(*pvalue).laneType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneTypeQualifier", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_LaneType(ctxt, &(*pvalue).laneType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneTypeQualifierPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneTypeQualifier\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneStatus", 10)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneStatus\":", 13, (QSUINT64)(*pvalue).laneStatus)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneStatus\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_LaneStatus(ctxt, &(*pvalue).laneStatus)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.laneWidthPresent) {
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
+      first = 0;
    }
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"detectionZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "detectionZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"relevanceZoneIds\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "relevanceZoneIds", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneCharacteristics\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneCharacteristics", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceStaticCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSurfaceStaticCharacteristics\":", 35)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneSurfaceStaticCharacteristics", 32)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneSurfaceDynamicCharacteristics\":", 36)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneSurfaceDynamicCharacteristics", 33)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4566,30 +4609,39 @@ int asn1JsonEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacterist
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"zoneDefinitionAccuracy\":", 25, (QSUINT64)(*pvalue).zoneDefinitionAccuracy)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"zoneDefinitionAccuracy\":", 25)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "zoneDefinitionAccuracy", 22)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_DefinitionAccuracy(ctxt, &(*pvalue).zoneDefinitionAccuracy)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"existinglaneMarkingStatus\":", 28)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "existinglaneMarkingStatus", 25)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_LaneMarkingStatus(ctxt, &(*pvalue).existinglaneMarkingStatus)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"newlaneMarkingColour\":", 23, (QSUINT64)(*pvalue).newlaneMarkingColour)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"newlaneMarkingColour\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "newlaneMarkingColour", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_MarkingColour(ctxt, &(*pvalue).newlaneMarkingColour)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationLeft\":", 23, (QSUINT64)(*pvalue).laneDelimitationLeft)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationLeft\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneDelimitationLeft", 20)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationLeft)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"laneDelimitationRight\":", 24, (QSUINT64)(*pvalue).laneDelimitationRight)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneDelimitationRight\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "laneDelimitationRight", 21)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_LaneDelimitation(ctxt, &(*pvalue).laneDelimitationRight)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"mergingWith\":", 14, (QSUINT64)(*pvalue).mergingWith)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"mergingWith\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "mergingWith", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Zid(ctxt, &(*pvalue).mergingWith)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4600,34 +4652,46 @@ int asn1JsonEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pva
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "layoutComponentId", 17)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).height < 10 || (*pvalue).height > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"height\":", 9, (QSUINT64)(*pvalue).height)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"height\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "height", 6)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).height)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).width < 10 || (*pvalue).width > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"width\":", 8, (QSUINT64)(*pvalue).width)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"width\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "width", 5)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).width)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).x < 10 || (*pvalue).x > 265 || !rtJsonEncMemberUInt(ctxt, first, "\"x\":", 4, (QSUINT64)(*pvalue).x)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"x\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "x", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).x)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).y < 10 || (*pvalue).y > 73 || !rtJsonEncMemberUInt(ctxt, first, "\"y\":", 4, (QSUINT64)(*pvalue).y)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"y\":", 4)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "y", 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).textScripting > 1 || !rtJsonEncMemberUInt(ctxt, first, "\"textScripting\":", 16, (QSUINT64)(*pvalue).textScripting)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textScripting\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "textScripting", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_LayoutComponent_textScripting(ctxt, &(*pvalue).textScripting)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4646,17 +4710,17 @@ int asn1JsonEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"goodsType\":", 12, (QSUINT64)(*pvalue).goodsType)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"goodsType\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "goodsType", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_GoodsType(ctxt, &(*pvalue).goodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dangerousGoodsType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "dangerousGoodsType", 18)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsType)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"specialTransportType\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "specialTransportType", 20)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4670,16 +4734,14 @@ int asn1JsonEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadsegment\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadsegment", 11)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"intersection\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "intersection", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -4697,60 +4759,71 @@ int asn1JsonEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalu
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).priority > 2 || !rtJsonEncMemberUInt(ctxt, first, "\"priority\":", 11, (QSUINT64)(*pvalue).priority)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"priority\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "priority", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_PriorityLevel(ctxt, &(*pvalue).priority)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"allowedSaeAutomationLevels\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "allowedSaeAutomationLevels", 26)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxNoOfVehicles\":", 18, (QSUINT64)(*pvalue).maxNoOfVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxNoOfVehicles\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maxNoOfVehicles", 15)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_MaxNoOfVehicles(ctxt, &(*pvalue).maxNoOfVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"maxLenghtOfPlatoon\":", 21, (QSUINT64)(*pvalue).maxLenghtOfPlatoon)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"maxLenghtOfPlatoon\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "maxLenghtOfPlatoon", 18)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_MaxLenghtOfPlatoon(ctxt, &(*pvalue).maxLenghtOfPlatoon)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"minGapBetweenVehicles\":", 24, (QSUINT64)(*pvalue).minGapBetweenVehicles)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"minGapBetweenVehicles\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "minGapBetweenVehicles", 21)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_GapBetweenVehicles(ctxt, &(*pvalue).minGapBetweenVehicles)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonMaxSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMaxSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMaxSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMaxSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "platoonMaxSpeedLimit", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMaxSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonMinSpeedLimit > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonMinSpeedLimit\":", 23, (QSUINT64)(*pvalue).platoonMinSpeedLimit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonMinSpeedLimit\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "platoonMinSpeedLimit", 20)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonMinSpeedLimit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).platoonSpeedRecommendation > 16383 || !rtJsonEncMemberUInt(ctxt, first, "\"platoonSpeedRecommendation\":", 29, (QSUINT64)(*pvalue).platoonSpeedRecommendation)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"platoonSpeedRecommendation\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "platoonSpeedRecommendation", 26)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_ITS_SpeedValue(ctxt, &(*pvalue).platoonSpeedRecommendation)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCodes\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "roadSignCodes", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"extraText\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "extraText", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (rtJsonHasExtElems(&(*pvalue).extElem1)) {
@@ -4770,30 +4843,26 @@ int asn1JsonEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaPositions\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "deltaPositions", 14)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"deltaPositionsWithAltitude\":", 29)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "deltaPositionsWithAltitude", 26)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absolutePositions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "absolutePositions", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"absolutePositionsWithAltitude\":", 32)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "absolutePositionsWithAltitude", 29)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -4817,22 +4886,30 @@ int asn1JsonEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Ro
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"condition\":", 12, (QSUINT64)(*pvalue).condition)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"condition\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "condition", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Condition(ctxt, &(*pvalue).condition)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || !rtJsonEncMemberInt(ctxt, first, "\"temperature\":", 14, (QSINT64)(*pvalue).temperature)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"temperature\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "temperature", 11)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Temperature(ctxt, &(*pvalue).temperature)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"iceOrWaterDepth\":", 18, (QSUINT64)(*pvalue).iceOrWaterDepth)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iceOrWaterDepth\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "iceOrWaterDepth", 15)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_Depth(ctxt, &(*pvalue).iceOrWaterDepth)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).treatment > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"treatment\":", 12, (QSUINT64)(*pvalue).treatment)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"treatment\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "treatment", 9)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_TreatmentType(ctxt, &(*pvalue).treatment)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4843,22 +4920,30 @@ int asn1JsonEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_Roa
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).frictionCoefficient > 101 || !rtJsonEncMemberUInt(ctxt, first, "\"frictionCoefficient\":", 22, (QSUINT64)(*pvalue).frictionCoefficient)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"frictionCoefficient\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "frictionCoefficient", 19)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_FrictionCoefficient(ctxt, &(*pvalue).frictionCoefficient)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"material\":", 11, (QSUINT64)(*pvalue).material)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"material\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "material", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_MaterialType(ctxt, &(*pvalue).material)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!rtJsonEncMemberUInt(ctxt, first, "\"wear\":", 7, (QSUINT64)(*pvalue).wear)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"wear\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "wear", 4)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_WearLevel(ctxt, &(*pvalue).wear)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || !rtJsonEncMemberInt(ctxt, first, "\"avBankingAngle\":", 17, (QSINT64)(*pvalue).avBankingAngle)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"avBankingAngle\":", 17)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "avBankingAngle", 14)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_BankingAngle(ctxt, &(*pvalue).avBankingAngle)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4870,14 +4955,15 @@ int asn1JsonEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layoutComponentId", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"code\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "code", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_RSCode_code(ctxt, &(*pvalue).code)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4891,30 +4977,26 @@ int asn1JsonEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"viennaConvention\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "viennaConvention", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso14823\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "iso14823", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"itisCodes\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "itisCodes", 9)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.itisCodes))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"anyCatalogue\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "anyCatalogue", 12)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -4938,15 +5020,16 @@ int asn1JsonEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"line\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "line", 4)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).laneWidth > 1023 || !rtJsonEncMemberUInt(ctxt, first, "\"laneWidth\":", 12, (QSUINT64)(*pvalue).laneWidth)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"laneWidth\":", 12)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "laneWidth", 9)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_IviLaneWidth(ctxt, &(*pvalue).laneWidth)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4959,19 +5042,19 @@ int asn1JsonEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue)
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"layoutComponentId\":", 20, (QSUINT64)(*pvalue).layoutComponentId)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"layoutComponentId\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "layoutComponentId", 17)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).layoutComponentId)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"language\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "language", 8)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtJsonEncFixedBitStrValue(ctxt, (*pvalue).language.numbits, (*pvalue).language.data)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"textContent\":", 14)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "textContent", 11)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtJsonEncStringValue(ctxt, (*pvalue).textContent)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -4984,21 +5067,18 @@ int asn1JsonEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharac
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "equalTo", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "notEqualTo", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ranges", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -5012,21 +5092,18 @@ int asn1JsonEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharac
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "equalTo", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "notEqualTo", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ranges", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -5040,21 +5117,18 @@ int asn1JsonEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteri
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"equalTo\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "equalTo", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"notEqualTo\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "notEqualTo", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"ranges\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "ranges", 6)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
@@ -5067,36 +5141,45 @@ int asn1JsonEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue)
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "roadSignClass", 13)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "roadSignCode", 12)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
-   first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "vcOption", 8)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.validityPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).roadSignClass > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignClass\":", 16, (QSUINT64)(*pvalue).roadSignClass)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignClass\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "validity", 8)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = asn1JsonEnc_IVI_VcClass(ctxt, &(*pvalue).roadSignClass)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64 || !rtJsonEncMemberUInt(ctxt, first, "\"roadSignCode\":", 15, (QSUINT64)(*pvalue).roadSignCode)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"roadSignCode\":", 15)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
+      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).roadSignCode)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).vcOption > 7 || !rtJsonEncMemberUInt(ctxt, first, "\"vcOption\":", 11, (QSUINT64)(*pvalue).vcOption)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vcOption\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_VcOption(ctxt, &(*pvalue).vcOption)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   first = 0;
+   if ((*pvalue).m.validityPresent) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"validity\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
       if ((stat = asn1JsonEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!rtJsonEncMemberUInt(ctxt, first, "\"value\":", 8, (QSUINT64)(*pvalue).value)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"value\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "value", 5)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtxTxtWriteUInt(ctxt, (*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((*pvalue).unit > 15 || !rtJsonEncMemberUInt(ctxt, first, "\"unit\":", 7, (QSUINT64)(*pvalue).unit)) {
+         if ((stat = rtJsonEncMemberKey(ctxt, first, "\"unit\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
+         first = 0;
+         if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
+      }
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "unit", 4)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = asn1JsonEnc_IVI_RSCUnit(ctxt, &(*pvalue).unit)) != 0) return LOG_RTERR(ctxt, stat);
    }
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5110,51 +5193,44 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_Vehi
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"simpleVehicleType\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "simpleVehicleType", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_StationType(ctxt, &(*(*pvalue).u.simpleVehicleType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euVehicleCategoryCode\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euVehicleCategoryCode", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"iso3833VehicleType\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "iso3833VehicleType", 18)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_Iso3833VehicleType(ctxt, &(*(*pvalue).u.iso3833VehicleType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"euroAndCo2value\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "euroAndCo2value", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"engineCharacteristics\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "engineCharacteristics", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_EngineCharacteristics(ctxt, &(*(*pvalue).u.engineCharacteristics))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"loadType\":", 11)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "loadType", 8)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"usage\":", 8)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "usage", 5)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ITS_VehicleRole(ctxt, &(*(*pvalue).u.usage))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -5178,13 +5254,14 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_Vehicle
    int stat;
    if ((stat = rtJsonEncOpen(ctxt, '{')) != 0) return LOG_RTERR(ctxt, stat);
    QSBOOL first = 1;
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).comparisonOperator > 3 || !rtJsonEncMemberUInt(ctxt, first, "\"comparisonOperator\":", 21, (QSUINT64)(*pvalue).comparisonOperator)) {
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"comparisonOperator\":", 21)) != 0) return LOG_RTERR(ctxt, stat);
+      first = 0;
+      if ((stat = asn1JsonEnc_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
+   }
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "comparisonOperator", 18)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = asn1JsonEnc_IVI_ComparisonOperator(ctxt, &(*pvalue).comparisonOperator)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtJsonEncMemberKey(ctxt, first, "\"limits\":", 9)) != 0) return LOG_RTERR(ctxt, stat);
    first = 0;
-   if ((stat = rtJsonEncKey(ctxt, "limits", 6)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits)) != 0) return LOG_RTERR(ctxt, stat);
    (void)first;
    if ((stat = rtJsonEncClose(ctxt, '}')) != 0) return LOG_RTERR(ctxt, stat);
@@ -5198,59 +5275,51 @@ int asn1JsonEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"numberOfAxles\":", 16)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "numberOfAxles", 13)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtxTxtWriteUInt(ctxt, (*(*pvalue).u.numberOfAxles))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleDimensions\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleDimensions", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"vehicleWeightLimits\":", 22)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "vehicleWeightLimits", 19)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"axleWeightLimits\":", 19)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "axleWeightLimits", 16)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"passengerCapacity\":", 20)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "passengerCapacity", 17)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"exhaustEmissionValues\":", 24)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "exhaustEmissionValues", 21)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"dieselEmissionValues\":", 23)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "dieselEmissionValues", 20)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"soundLevel\":", 13)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "soundLevel", 10)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel))) != 0) return LOG_RTERR(ctxt, stat);
       break;
@@ -5276,23 +5345,20 @@ int asn1JsonEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue)
    QSBOOL first = 1;
    switch ((*pvalue).t) {
    case 1:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"segment\":", 10)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "segment", 7)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"area\":", 7)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "area", 4)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area))) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
-      if ((stat = rtJsonEncMember(ctxt, first)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtJsonEncMemberKey(ctxt, first, "\"computedSegment\":", 18)) != 0) return LOG_RTERR(ctxt, stat);
       first = 0;
-      if ((stat = rtJsonEncKey(ctxt, "computedSegment", 15)) != 0) return LOG_RTERR(ctxt, stat);
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((stat = asn1JsonEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment))) != 0) return LOG_RTERR(ctxt, stat);
       break;

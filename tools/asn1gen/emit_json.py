@@ -3,7 +3,7 @@
 defined, members in definition order, CHOICEs as objects with one member."""
 
 from .ctypes import ctype, int_ctype, is_small_bitstring
-from .emit_text import TextEmitter
+from .emit_text import TextEmitter, ctype_limits, range_conds
 from .emit_values import Family, tname
 from .lexer import Asn1Error
 from .model import c_ident
@@ -12,6 +12,20 @@ from .writer import CodeWriter
 
 def param_type(td):
     return "ASN1TSeqOfList" if td.body.kind == "SEQUENCE_OF" else tname(td)
+
+
+def enum_id_table(rt):
+    """The identifier of each value 0..largest root value (None where no item has the value),
+    or None when the values do not suit such a table."""
+    items = rt.root + (rt.ext_items or [])
+    top = max(v for _, v in rt.root)
+    if any(v < 0 for _, v in items) or top > 255:
+        return None
+    ids = [None] * (top + 1)
+    for name, v in items:
+        if v <= top:
+            ids[v] = name
+    return ids
 
 
 def name_table(w, var, names):
@@ -45,6 +59,24 @@ class JsonEmitter(TextEmitter):
             fn = {"QSINT64": "rtxTxtWriteInt64", "QSUINT64": "rtxTxtWriteUInt64"}.get(
                 ct, "rtxTxtWriteUInt" if ct.startswith("QSU") else "rtxTxtWriteInt")
             self.check(w, "%s(ctxt, %s)" % (fn, expr))
+        elif k == "ENUMERATED" and enum_id_table(rt) is not None:
+            top = max(v for _, v in rt.root)
+            w.line("if (%s > %d) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % (expr, top))
+            w.line("{")
+            w.indent()
+            ids = enum_id_table(rt)
+            w.line("static const QSJsonElemName ids[%d] = {" % len(ids))
+            for name in ids:
+                if name is None:
+                    w.line("   { 0, 0 },")
+                else:
+                    w.line('   { "\\"%s\\"", %d },' % (name, len(name.encode("utf-8")) + 2))
+            w.line("};")
+            w.line("QSUINT32 v = (QSUINT32)%s;" % expr)
+            w.line("if (v > %d || ids[v].name == 0) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % top)
+            self.check(w, "rtJsonEncQuoted(ctxt, ids[v].name, ids[v].nameLen)")
+            w.dedent()
+            w.line("}")
         elif k == "ENUMERATED":
             top = max(v for _, v in rt.root)
             w.line("if (%s > %d) return LOG_RTERR(ctxt, RTERR_ENUM_NOT_IN_SET);" % (expr, top))
@@ -82,9 +114,32 @@ class JsonEmitter(TextEmitter):
             raise Asn1Error("no JSON encoding for %s" % k)
 
     def member(self, w, name):
-        self.check(w, "rtJsonEncMember(ctxt, first)")
+        """The separator, the new line and the key before a member, in one call."""
+        self.check(w, 'rtJsonEncMemberKey(ctxt, first, "\\"%s\\":", %d)'
+                   % (name, len(name.encode("utf-8")) + 3))
         w.line("first = 0;")
-        self.check(w, 'rtJsonEncKey(ctxt, "%s", %d)' % (name, len(name)))
+
+    def enc_int_member(self, w, c, expr):
+        """An INTEGER member within its range is written whole by one call when the buffer has
+        room; otherwise (and for a value out of range) the general code writes it."""
+        rt = c.type
+        cons = rt.cons
+        ct = int_ctype(cons)
+        conds = []
+        if cons.has_range() and not cons.ext:
+            conds = range_conds(ct, cons.lo, cons.hi, expr)
+        key = '"\\"%s\\":", %d' % (c.name, len(c.name.encode("utf-8")) + 3)
+        if ct.startswith("QSU"):
+            fast = "rtJsonEncMemberUInt(ctxt, first, %s, (QSUINT64)%s)" % (key, expr)
+        else:
+            fast = "rtJsonEncMemberInt(ctxt, first, %s, (QSINT64)%s)" % (key, expr)
+        w.line("if (%s!%s) {" % ("".join(x + " || " for x in conds), fast))
+        w.indent()
+        self.member(w, c.name)
+        self.enc_value(w, rt, expr)
+        w.dedent()
+        w.line("}")
+        w.line("first = 0;")
 
     def enc_sequence(self, w, rt, expr):
         self.check(w, "rtJsonEncOpen(ctxt, '{')")
@@ -93,11 +148,14 @@ class JsonEmitter(TextEmitter):
             if c.has_present_bit:
                 w.line("if (%s.m.%sPresent) {" % (expr, c.cname))
                 w.indent()
-            self.member(w, c.name)
-            if rt.regional and c.type.kind == "OPEN":
-                self.enc_regional_value(w, c, expr)
+            if c.type.kind == "INTEGER" and not (rt.regional and c.type.kind == "OPEN"):
+                self.enc_int_member(w, c, "%s.%s" % (expr, c.cname))
             else:
-                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname))
+                self.member(w, c.name)
+                if rt.regional and c.type.kind == "OPEN":
+                    self.enc_regional_value(w, c, expr)
+                else:
+                    self.enc_value(w, c.type, "%s.%s" % (expr, c.cname))
             if c.has_present_bit:
                 w.dedent()
                 w.line("}")
@@ -176,6 +234,12 @@ class JsonEmitter(TextEmitter):
         self.check(w, "rtJsonEncClose(ctxt, ']')")
 
     # ---- decoding ------------------------------------------------------------------------------
+    @staticmethod
+    def match_char(w, ch):
+        """rtJsonDecMatchChar for ch, with the character taken inline when it stands at the cursor."""
+        w.line("if (!rtJsonDecTakeChar(ctxt, '%s') && (stat = rtJsonDecMatchChar(ctxt, '%s')) != 0) "
+               "return LOG_RTERR(ctxt, stat);" % (ch, ch))
+
     def dec_value(self, w, rt, expr):
         if self.uses_typedef_codec(rt):
             self.check(w, "asn1JsonDec_%s(ctxt, &%s)" % (rt.typedef.cname, expr))
@@ -199,8 +263,26 @@ class JsonEmitter(TextEmitter):
             top = max(v for _, v in rt.root)
             n = len(rt.root) + len(rt.ext_items or [])
             t = tname(self.cur_td)
+            # a plain identifier of the root is looked up in place; anything else is read
+            # again from the same position by the general code below
             w.line("{")
             w.indent()
+            w.line("QSSIZE start = ctxt->buffer.byteIndex;")
+            w.line("const QSOCTET* s = 0;")
+            w.line("int slen = rtJsonDecStringFast(ctxt, &s);")
+            items = [(name, v) for name, v in rt.root + (rt.ext_items or []) if v <= top]
+            w.line("QSINT64 fv = -1;")
+            w.line("if (slen >= 0) {")
+            w.indent()
+            self.enum_switch(w, items)
+            w.dedent()
+            w.line("}")
+            w.line("if (fv >= 0) {")
+            w.line("   %s = (QSUINT32)fv;" % expr)
+            w.line("}")
+            w.line("else {")
+            w.indent()
+            w.line("ctxt->buffer.byteIndex = start;")
             w.line("char* id = 0;")
             self.check(w, "rtJsonDecStringValue(ctxt, &id)")
             w.line("int idx = rtxLookupEnum(ctxt, (const QSUTF8CHAR*)id, strlen(id), %s_ENUMTAB, %d);" % (t, n))
@@ -211,6 +293,8 @@ class JsonEmitter(TextEmitter):
             w.line("}")
             w.line("rtxMemHeapFreePtr(ctxt, id);")
             w.line("%s = (QSUINT32)%s_ENUMTAB[idx].value;" % (expr, t))
+            w.dedent()
+            w.line("}")
             w.dedent()
             w.line("}")
         elif k == "BIT_STRING":
@@ -265,13 +349,65 @@ class JsonEmitter(TextEmitter):
         else:
             raise Asn1Error("no JSON decoding for %s" % k)
 
-    def read_key(self, w, count):
+    @staticmethod
+    def key_switch(w, names):
+        """Sets `idx` to the place of the key `k` (klen bytes) in `names`, or -1: a switch on
+        the length, then whole-key comparisons of that length."""
+        w.line("idx = -1;")
+        if not names:
+            w.line("(void)k;")
+            return
+        by_len = {}
+        for i, n in enumerate(names):
+            by_len.setdefault(len(n.encode("utf-8")), []).append((i, n))
+        w.line("switch (klen) {")
+        for length in sorted(by_len):
+            w.line("case %d:" % length)
+            for j, (i, n) in enumerate(by_len[length]):
+                w.line('   %sif (memcmp(k, "%s", %d) == 0) idx = %d;' % ("else " if j else "", n, length, i))
+            w.line("   break;")
+        w.line("default: break;")
+        w.line("}")
+
+    @staticmethod
+    def enum_switch(w, items):
+        """Sets `fv` to the value of the identifier `s` (slen bytes) among `items`, if any: a
+        switch on the length, then whole-identifier comparisons of that length."""
+        by_len = {}
+        for name, v in items:
+            by_len.setdefault(len(name.encode("utf-8")), []).append((name, v))
+        w.line("switch (slen) {")
+        for length in sorted(by_len):
+            w.line("case %d:" % length)
+            for j, (name, v) in enumerate(by_len[length]):
+                w.line('   %sif (memcmp(s, "%s", %d) == 0) fv = %d;' % ("else " if j else "", name, length, v))
+            w.line("   break;")
+        w.line("default: break;")
+        w.line("}")
+
+    def read_key(self, w, names):
         """Reads a member key and its colon: `idx` is its place in the name table, or -1 with
         the key's text in `key` (heap) for a member the table does not know. The key is pushed
-        as element name."""
+        as element name. A plain key is looked up in place; any other form goes through
+        rtJsonGetElemIdx from the same position."""
+        count = len(names)
         w.line("QSSIZE keyStart = ctxt->buffer.byteIndex;")
-        w.line("int idx = rtJsonGetElemIdx(ctxt, %s, %d);" % ("names" if count else "0", count))
-        w.line("if (idx < -1) return LOG_RTERR(ctxt, idx);")
+        w.line("int idx;")
+        w.line("{")
+        w.indent()
+        w.line("const QSOCTET* k = 0;")
+        w.line("int klen = rtJsonDecKeyFast(ctxt, &k);")
+        w.line("if (klen >= 0) {")
+        w.indent()
+        self.key_switch(w, names)
+        w.dedent()
+        w.line("}")
+        w.line("else {")
+        w.line("   idx = rtJsonGetElemIdx(ctxt, %s, %d);" % ("names" if count else "0", count))
+        w.line("   if (idx < -1) return LOG_RTERR(ctxt, idx);")
+        w.line("}")
+        w.dedent()
+        w.line("}")
         w.line("char* key = 0;")
         w.line("if (idx < 0) {")
         self.check(w, "rtJsonDecRereadKey(ctxt, keyStart, &key)")
@@ -279,10 +415,35 @@ class JsonEmitter(TextEmitter):
         w.line("}")
         w.line("else rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)names[idx].name);")
 
+    def dec_int_member(self, w, rt, expr):
+        """An INTEGER member in its plain form and within the values its decoder accepts is
+        read in place by one call; anything else is left, from the same position, to the
+        member's decoder."""
+        c = rt.cons
+        ct = int_ctype(c)
+        lo, hi = ctype_limits(ct)
+        if c.has_range() and not c.ext:
+            lo, hi = max(lo, c.lo), min(hi, c.hi)
+        hi = min(hi, (1 << 63) - 1)
+
+        def lit64(v):
+            return "(-9223372036854775807LL - 1)" if v == -(1 << 63) else "%dLL" % v
+        w.line("{")
+        w.indent()
+        w.line("QSINT64 iv;")
+        w.line("if (rtJsonDecIntFast(ctxt, %s, %s, &iv)) %s = (%s)iv;" % (lit64(lo), lit64(hi), expr, ct))
+        w.line("else {")
+        w.indent()
+        self.dec_value(w, rt, expr)
+        w.dedent()
+        w.line("}")
+        w.dedent()
+        w.line("}")
+
     def dec_sequence(self, w, rt, expr):
         comps = rt.components
         names = [c.name for c in comps]
-        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        self.match_char(w, "{")
         if any(c.has_present_bit for c in comps):
             w.line("memset(&%s.m, 0, sizeof(%s.m));" % (expr, expr))
         if rt.extensible:
@@ -290,11 +451,11 @@ class JsonEmitter(TextEmitter):
         if comps:
             name_table(w, "names", names)
             w.line("QSOCTET seen[%d] = { 0 };" % len(comps))
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != '}') {")
+        w.line("if (!rtJsonDecNextIs(ctxt, '}')) {")
         w.indent()
         w.line("for (;;) {")
         w.indent()
-        self.read_key(w, len(comps))
+        self.read_key(w, names)
         w.line("switch (idx) {")
         for i, c in enumerate(comps):
             w.line("case %d:" % i)
@@ -305,7 +466,7 @@ class JsonEmitter(TextEmitter):
             w.line("}")
             w.line("seen[%d] = 1;" % i)
             if c.has_present_bit:
-                w.line("if (rtxTxtPeekChar2(ctxt, 1) == 'n' && %s) {" %
+                w.line("if (rtJsonDecNextIs(ctxt, 'n') && %s) {" %
                        ("1" if c.type.kind != "NULL" else "0"))
                 self.check(w, "rtJsonDecNull(ctxt)")
                 w.line("   break;")
@@ -314,6 +475,8 @@ class JsonEmitter(TextEmitter):
             if rt.regional and c.type.kind == "OPEN":
                 w.line("%s.%s.t = 0;" % (expr, c.cname))
                 self.check(w, "rtJsonDecCaptureOpenType(ctxt, &%s.%s.u.extElem1)" % (expr, c.cname))
+            elif c.type.kind == "INTEGER":
+                self.dec_int_member(w, c.type, "%s.%s" % (expr, c.cname))
             else:
                 self.dec_value(w, c.type, "%s.%s" % (expr, c.cname))
             w.line("break;")
@@ -339,14 +502,13 @@ class JsonEmitter(TextEmitter):
         w.dedent()
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("rtxMemHeapFreePtr(ctxt, key);")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.line("if (key != 0) rtxMemHeapFreePtr(ctxt, key);")
+        w.line("if (!rtJsonDecMore(ctxt)) break;")
         w.dedent()
         w.line("}")
         w.dedent()
         w.line("}")
-        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+        self.match_char(w, "}")
         for i, c in enumerate(comps):
             if not c.has_present_bit:
                 w.line('if (!seen[%d]) return rtJsonMissingMember(ctxt, "%s", THIS_FILE, __LINE__);' % (i, c.name))
@@ -383,9 +545,9 @@ class JsonEmitter(TextEmitter):
 
     def dec_choice(self, w, rt, expr):
         alts = rt.alternatives
-        self.check(w, "rtJsonDecMatchChar(ctxt, '{')")
+        self.match_char(w, "{")
         name_table(w, "names", [a.name for a in alts])
-        self.read_key(w, len(alts))
+        self.read_key(w, [a.name for a in alts])
         w.line("switch (idx) {")
         for i, a in enumerate(alts):
             w.line("case %d: {" % i)
@@ -415,15 +577,15 @@ class JsonEmitter(TextEmitter):
         w.dedent()
         w.line("}")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("rtxMemHeapFreePtr(ctxt, key);")
-        self.check(w, "rtJsonDecMatchChar(ctxt, '}')")
+        w.line("if (key != 0) rtxMemHeapFreePtr(ctxt, key);")
+        self.match_char(w, "}")
 
     def dec_seqof(self, w, rt, expr):
         el = rt.element
         t = ctype(el)
         w.line("rtxDListInit(&%s);" % expr)
-        self.check(w, "rtJsonDecMatchChar(ctxt, '[')")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ']') {")
+        self.match_char(w, "[")
+        w.line("if (!rtJsonDecNextIs(ctxt, ']')) {")
         w.indent()
         w.line("for (;;) {")
         w.indent()
@@ -431,13 +593,12 @@ class JsonEmitter(TextEmitter):
         w.line('rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", %s.count - 1);' % expr)
         self.dec_value(w, el, "(*elem)")
         w.line("rtxCtxtPopElemName(ctxt);")
-        w.line("if (rtxTxtPeekChar2(ctxt, 1) != ',') break;")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ',')")
+        w.line("if (!rtJsonDecMore(ctxt)) break;")
         w.dedent()
         w.line("}")
         w.dedent()
         w.line("}")
-        self.check(w, "rtJsonDecMatchChar(ctxt, ']')")
+        self.match_char(w, "]")
 
     # ---- functions -----------------------------------------------------------------------------
     def function(self, w, td, enc):
