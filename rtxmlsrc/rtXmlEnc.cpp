@@ -54,6 +54,90 @@ inline QSOCTET* putIndentChars(QSOCTET* p, QSUTF8CHAR ch, QSSIZE n)
    return p + n;
 }
 
+/* ---- fast writers ------------------------------------------------------------------------------
+ * The common shapes (ASN.1 XML mode or plain, no start tag pending, no nil mark, no canonical form,
+ * space indentation, room in the buffer) are written in one piece by storing whole blocks: runs of
+ * spaces and bit or hex digits are copied a fixed number of bytes at a time, so these writers ask
+ * for kSlack bytes of room beyond their text. The bytes behind the NUL are not part of the text.
+ * When a case does not apply they write nothing and the general code takes over at the same
+ * point. */
+const QSSIZE kSlack = 64;
+
+const char kSpaces32[33] = "                                ";
+
+/* Room for n text bytes (and the slack) at the write position; null when there is none. */
+inline QSOCTET* fastRoom(QSCTXT* ctxt, QSSIZE n)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data == nullptr || b.byteIndex + n + kSlack > b.size) return nullptr;
+   return b.data + b.byteIndex;
+}
+
+/* Ends a fast write at p: NUL behind the text, byte index, last character. */
+inline void fastCommit(QSCTXT* ctxt, QSOCTET* p)
+{
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   ctxt->lastChar = p[-1];
+}
+
+/* True when the fast writers apply in the current state (see above); *pIndent is the indentation
+ * width of one level (0: no line ends either). */
+inline bool fastState(const QSCTXT* ctxt, QSSIZE* pIndent)
+{
+   const QSXmlCtxtInfo* info = static_cast<const QSXmlCtxtInfo*>(ctxt->pAppInfo[0]);
+   if (info == nullptr || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) != 0 ||
+       ctxt->xmlState == QSXMLINIT || ctxt->xmlDepth == 0 || (info->indentChar != ' ' && info->indent != 0))
+      return false;
+   *pIndent = info->indent;
+   return true;
+}
+
+/* Line end and nindent spaces at p (nothing when indent is 0); the new cursor. */
+inline QSOCTET* fastLine(QSOCTET* p, QSSIZE indent, QSSIZE nindent)
+{
+   *p = '\n';
+   p += (indent != 0);
+   for (QSSIZE i = 0; i < nindent; i += 32) std::memcpy(p + i, kSpaces32, 32);
+   return p + nindent;
+}
+
+/* '<' or "</", the name, '>' at p; the new cursor. */
+inline QSOCTET* fastTag(QSOCTET* p, bool endTag, const QSUTF8CHAR* name, QSSIZE nlen)
+{
+   *p++ = '<';
+   *p = '/';
+   p += endTag;
+   std::memcpy(p, name, nlen);
+   p += nlen;
+   *p++ = '>';
+   return p;
+}
+
+/* Eight '0'/'1' digits per byte value, first bit first. */
+struct BitDigits {
+   char d[256][8];
+   constexpr BitDigits() : d()
+   {
+      for (int v = 0; v < 256; v++)
+         for (int i = 0; i < 8; i++) d[v][i] = (v & (0x80 >> i)) ? '1' : '0';
+   }
+};
+constexpr BitDigits kBitDigits;
+
+/* The newest name of the element-name stack, or null. */
+inline const QSUTF8CHAR* openName(const QSCTXT* ctxt)
+{
+   const QSElemNameStack& st = ctxt->elemNameStack;
+   if (st.count == 0) return nullptr;
+   return (st.more != nullptr ? st.more : st.inlineNames)[st.count - 1].name;
+}
+
+inline bool sameName(const QSUTF8CHAR* a, const QSUTF8CHAR* b)
+{
+   return a == b || (a != nullptr && std::strcmp((const char*)a, (const char*)b) == 0);
+}
+
 /* opener, "prefix:" when there is a prefix, the name, closer: the name part of a start or end
  * tag, reserved once. The opener and closer are literals of olen and clen bytes. */
 inline int putTagName(QSCTXT* ctxt, const char* opener, QSSIZE olen, const char* prefix,
@@ -212,34 +296,17 @@ bool isUTF8(const QSOCTET* p, QSSIZE n)
 bool encValueTextFast(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* elemName,
                       const QSXmlNamespace* pNS)
 {
-   const QSXmlCtxtInfo* info = infoOf(ctxt);
-   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || info == nullptr ||
-       ctxt->xmlDepth == 0 || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) != 0)
-      return false;
-   bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-   bool newLine = indent && ctxt->xmlState != QSXMLINIT;
-   QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
+   QSSIZE indent;
+   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || !fastState(ctxt, &indent)) return false;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
    QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-   QSSIZE need = (newLine ? 1 : 0) + nindent + 2 * nlen + 5 + len + 1;
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.data == nullptr || b.byteIndex + need > b.size) return false;
-   QSOCTET* p = b.data + b.byteIndex;
-   if (newLine) *p++ = '\n';
-   p = putIndentChars(p, info->indentChar, nindent);
-   *p++ = '<';
-   std::memcpy(p, elemName, nlen);
-   p += nlen;
-   *p++ = '>';
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + len);
+   if (p == nullptr) return false;
+   p = fastLine(p, indent, nindent);
+   p = fastTag(p, false, elemName, nlen);
    std::memcpy(p, text, len);
-   p += len;
-   *p++ = '<';
-   *p++ = '/';
-   std::memcpy(p, elemName, nlen);
-   p += nlen;
-   *p++ = '>';
-   *p = 0;
-   b.byteIndex = (QSSIZE)(p - b.data);
-   ctxt->lastChar = '>';
+   p = fastTag(p + len, true, elemName, nlen);
+   fastCommit(ctxt, p);
    ctxt->xmlState = QSXMLEND;
    return true;
 }
@@ -284,6 +351,28 @@ int encInt64(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const QSUTF8CHAR* 
 int encEmptyChild(QSCTXT* ctxt, const QSUTF8CHAR* identifier, const QSUTF8CHAR* elemName,
                   const QSXmlNamespace* pNS)
 {
+   /* the common case in one piece: three lines, <elemName>, one level deeper <identifier/>,
+    * </elemName> */
+   QSSIZE indent;
+   if (!isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSSIZE ilen = (QSSIZE)std::strlen((const char*)identifier);
+      QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * nlen + 5 + ilen + 3);
+      if (p != nullptr) {
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         p = fastLine(p, indent, nindent + indent);
+         *p++ = '<';
+         std::memcpy(p, identifier, ilen);
+         p += ilen;
+         *p++ = '/';
+         *p++ = '>';
+         p = fastTag(fastLine(p, indent, nindent), true, elemName, nlen);
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0) stat = rtXmlEncEmptyElement(ctxt, identifier, nullptr, nullptr, TRUE);
@@ -349,35 +438,6 @@ int rtXmlEncIndent(QSCTXT* ctxt)
 
 /* ---- tags ------------------------------------------------------------------------------------- */
 
-/* A whole tag line when the buffer has room for it: a line feed (when asked), the indentation,
- * "<" or "</", the prefix and ':', the name, ">". False, with nothing written, otherwise. */
-static bool putTagLine(QSCTXT* ctxt, bool newLine, QSUTF8CHAR indentChar, QSSIZE nindent, bool endTag,
-                       const char* prefix, const QSUTF8CHAR* name)
-{
-   QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
-   QSSIZE nlen = (QSSIZE)std::strlen((const char*)name);
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.data == nullptr || b.byteIndex + (newLine ? 1 : 0) + nindent + plen + nlen + (endTag ? 4 : 3) > b.size)
-      return false;
-   QSOCTET* p = b.data + b.byteIndex;
-   if (newLine) *p++ = '\n';
-   p = putIndentChars(p, indentChar, nindent);
-   *p++ = '<';
-   if (endTag) *p++ = '/';
-   if (prefix != nullptr) {
-      std::memcpy(p, prefix, plen - 1);
-      p += plen - 1;
-      *p++ = ':';
-   }
-   std::memcpy(p, name, nlen);
-   p += nlen;
-   *p++ = '>';
-   *p = 0;
-   b.byteIndex = (QSSIZE)(p - b.data);
-   ctxt->lastChar = '>';
-   return true;
-}
-
 int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
                          QSRTDList* pNSAttrs, QSBOOL terminate)
 {
@@ -393,14 +453,16 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
       ctxt->flags &= ~QSXMLNIL;
       return 0;
    }
-   /* the common case in one piece: a complete start tag inside the root, no start tag pending,
-    * no nil mark, room in the buffer: line end, indentation, <prefix:name> */
-   const QSXmlCtxtInfo* info = infoOf(ctxt);
-   if (terminate && ctxt->xmlDepth != 0 && (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) == 0) {
-      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-      bool newLine = indent && ctxt->xmlState != QSXMLINIT;
-      QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
-      if (putTagLine(ctxt, newLine, info->indentChar, nindent, false, prefixOf(pNS), elemName)) {
+   /* the common case in one piece: a complete start tag inside the root: line end, indentation,
+    * <name> */
+   QSSIZE indent;
+   if (terminate && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 2);
+      if (p != nullptr) {
+         p = fastLine(p, indent, nindent);
+         fastCommit(ctxt, fastTag(p, false, elemName, nlen));
          stat = rtxCtxtPushElemName(ctxt, elemName);
          if (stat != 0) return XML_LOG(ctxt, stat);
          ctxt->xmlDepth++;
@@ -466,15 +528,19 @@ int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlName
    if (isEmptyName(elemName)) return 0;
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
 
-   const QSUTF8CHAR* open = rtxCtxtPeekElemName(ctxt);
-   /* the common case in one piece: the end of an element whose last child ended, its name the
-    * open one, room in the buffer: line end, indentation, </prefix:name> */
-   if (open == elemName && ctxt->xmlState == QSXMLEND && ctxt->xmlDepth > 0 &&
-       !(ctxt->flags & QSXMLSTARTOPEN)) {
-      const QSXmlCtxtInfo* info = infoOf(ctxt);
-      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-      QSSIZE nindent = indent ? (QSSIZE)info->indent * (ctxt->xmlDepth - 1) : 0;
-      if (putTagLine(ctxt, indent, info->indentChar, nindent, true, prefixOf(pNS), elemName)) {
+   const QSUTF8CHAR* open = openName(ctxt);
+   /* the common case in one piece: the end of the open element after its character data or its
+    * last child (then on a line of its own): [line end, indentation] </name> */
+   QSSIZE indent;
+   if ((ctxt->xmlState == QSXMLEND || ctxt->xmlState == QSXMLDATA) && prefixOf(pNS) == nullptr &&
+       fastState(ctxt, &indent) && sameName(open, elemName)) {
+      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 3);
+      if (p != nullptr) {
+         if (ctxt->xmlState == QSXMLEND) p = fastLine(p, indent, nindent);
+         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         ctxt->xmlState = QSXMLEND;
          ctxt->xmlDepth--;
          rtxCtxtPopElemName(ctxt);
          return 0;
@@ -641,6 +707,22 @@ int rtXmlEncBitStringExt(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE
                          const QSOCTET* extData, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr || (data == nullptr && nbits != 0)) return RTERR_INVALID_PARAMETER;
+   /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
+   QSSIZE indent;
+   if (nbits != 0 && (nbits <= 8 * dataSize || extData == nullptr) && nbits <= 4096 &&
+       !isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + nbits + 8);
+      if (p != nullptr) {
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
+         p = fastTag(p + nbits, true, elemName, nlen);
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0 && nbits != 0) {
@@ -688,6 +770,25 @@ int rtXmlEncHexBinary(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data,
    if ((QSINT64)nocts < 0) return XML_LOG(ctxt, RTERR_VALUE_WILL_NOT_FIT);
    if (data == nullptr && nocts != 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
    bool upper = asn1Mode(ctxt) || (ctxt->flags & QSXMLHEXUPPER);
+   /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
+   QSSIZE indent;
+   if (nocts != 0 && nocts <= 2048 && !isEmptyName(elemName) && prefixOf(pNS) == nullptr &&
+       fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + 2 * nocts);
+      if (p != nullptr) {
+         const char* digits = upper ? kHexUpper : kHexLower;
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         for (QSSIZE i = 0; i < nocts; i++) {
+            *p++ = digits[data[i] >> 4];
+            *p++ = digits[data[i] & 0x0F];
+         }
+         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0 && nocts != 0) {
