@@ -12,6 +12,7 @@
 #include "rtjsonsrc/rtxText.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxEnum.h"
 #include "rtxsrc/rtxMemory.h"
 
 #define XML_MODULE "../../rtxmlsrc/rtXmlEnc.cpp"
@@ -843,4 +844,98 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList)
       if (stat != 0) return XML_LOG(ctxt, stat);
    }
    return 0;
+}
+
+/* ---- fast element writers of the generated encoders ------------------------------------------- */
+
+namespace {
+
+/* '<' or "</", the padded name (copied in 16-byte blocks), '>' at p; the new cursor. */
+inline QSOCTET* fastPaddedTag(QSOCTET* p, bool endTag, const char* name, QSSIZE len)
+{
+   *p++ = '<';
+   *p = '/';
+   p += endTag;
+   for (QSSIZE i = 0; i < len; i += 16) std::memcpy(p + i, name + i, 16);
+   p += len;
+   *p++ = '>';
+   return p;
+}
+
+/* Number of decimal digits of v. */
+inline QSSIZE decDigits(QSUINT64 v)
+{
+   QSSIZE n = 1;
+   while (v >= 100) {
+      v /= 100;
+      n += 2;
+   }
+   return n + (v >= 10);
+}
+
+/* <name>[-]digits</name> on a line of its own. */
+int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSSIZE ndigits = decDigits(magnitude);
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 1 + ndigits);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   *p = '-';
+   p += negative;
+   rtxTxtFormatUInt64((char*)p + ndigits, magnitude);
+   fastCommit(ctxt, fastPaddedTag(p + ndigits, true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
+/* Three lines: <name>, one level deeper <identifier/>, </name>. */
+int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * len + 5 + ilen + 3);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   p = fastLine(p, indent, nindent + indent);
+   *p++ = '<';
+   std::memcpy(p, identifier, ilen);
+   p += ilen;
+   *p++ = '/';
+   *p++ = '>';
+   p = fastPaddedTag(fastLine(p, indent, nindent), true, name, len);
+   fastCommit(ctxt, p);
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
+} // namespace
+
+int rtXmlEncFastUInt(QSCTXT* ctxt, QSUINT64 value, const char* name, QSSIZE len)
+{
+   return fastDecimal(ctxt, false, value, name, len);
+}
+
+int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len)
+{
+   QSUINT64 magnitude = (value < 0) ? (QSUINT64)0 - (QSUINT64)value : (QSUINT64)value;
+   return fastDecimal(ctxt, value < 0, magnitude, name, len);
+}
+
+int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
+                     const char* name, QSSIZE len)
+{
+   if (value < 0 || value >= (QSINT32)count) return 1;
+   QSUINT16 idx = table[value].transidx;
+   if (idx >= count || table[idx].value != value || table[idx].namelen == 0) return 1;
+   return fastEmptyChild(ctxt, (const char*)table[idx].name, table[idx].namelen, name, len);
+}
+
+int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
+{
+   if (!asn1Mode(ctxt)) return 1;
+   return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
 }

@@ -1088,6 +1088,28 @@ int asn1JsonEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeRefere
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "AddGrpC";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "connectionID";
+static const char XmlName_1[32] = "maxVehicleHeight";
+static const char XmlName_2[32] = "maxVehicleWeight";
+static const char XmlName_3[32] = "stateChangeReason";
+static const char XmlName_4[16] = "ptvRequest";
+static const char XmlName_5[16] = "emission";
+static const char XmlName_6[16] = "fuel";
+static const char XmlName_7[16] = "batteryStatus";
+static const char XmlName_8[16] = "synchToSchedule";
+static const char XmlName_9[16] = "rejectedReason";
+static const char XmlName_10[16] = "stationID";
+static const char XmlName_11[16] = "laneID";
+static const char XmlName_12[16] = "timeReference";
+static const char XmlName_13[16] = "id";
+static const char XmlName_14[16] = "lane";
+static const char XmlName_15[16] = "intersectionID";
+static const char XmlName_16[16] = "priorState";
+static const char XmlName_17[16] = "signalGroup";
+static const char XmlName_18[16] = "nodeZ";
+static const char XmlName_19[16] = "signalGroupID";
+
 int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
@@ -1107,7 +1129,7 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_0, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1132,10 +1154,10 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxVehicleHeightPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxVehicleHeight > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleHeight, XmlName_1, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxVehicleWeightPresent) {
-      if ((stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleWeight, XmlName_2, 16) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1161,7 +1183,7 @@ int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stateChangeReasonPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).stateChangeReason > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue).stateChangeReason, XmlName_3, 17) != 0) && (stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1174,7 +1196,7 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptvRequestPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ptvRequest > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue).ptvRequest, XmlName_4, 10) != 0) && (stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeLinkPresent) {
       if ((stat = XmlEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink, (const QSUTF8CHAR*)"nodeLink", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1204,10 +1226,10 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emissionPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).emission > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue).emission, XmlName_5, 8) != 0) && (stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_6, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1220,10 +1242,10 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_6, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.batteryStatusPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).batteryStatus > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue).batteryStatus, XmlName_7, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1236,10 +1258,10 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.synchToSchedulePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).synchToSchedule, XmlName_8, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rejectedReasonPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).rejectedReason > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue).rejectedReason, XmlName_9, 14) != 0) && (stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1251,15 +1273,15 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_10, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_11, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeXYPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeReferencePresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeReference > 60000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeReference, XmlName_12, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1284,15 +1306,15 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).id, XmlName_13, 2) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_14, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_0, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).intersectionID, XmlName_15, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1317,9 +1339,9 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_10, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priorState > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).priorState, XmlName_16, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_17, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1344,8 +1366,8 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).nodeZ, XmlName_18, 5) != 0) && (stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroupID, XmlName_19, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

@@ -976,6 +976,21 @@ int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "CAM-PDU-Descriptions";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "generationDeltaTime";
+static const char XmlName_1[16] = "stationType";
+static const char XmlName_2[16] = "driveDirection";
+static const char XmlName_3[16] = "vehicleWidth";
+static const char XmlName_4[32] = "curvatureCalculationMode";
+static const char XmlName_5[16] = "lanePosition";
+static const char XmlName_6[32] = "performanceClass";
+static const char XmlName_7[16] = "vehicleRole";
+static const char XmlName_8[32] = "embarkationStatus";
+static const char XmlName_9[32] = "dangerousGoodsBasic";
+static const char XmlName_10[32] = "roadworksSubCauseCode";
+static const char XmlName_11[16] = "trafficRule";
+static const char XmlName_12[16] = "speedLimit";
+
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
@@ -992,7 +1007,7 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).generationDeltaTime, XmlName_0, 19) != 0) && (stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"camParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1115,7 +1130,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_1, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1129,18 +1144,18 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DriveDirection(ctxt, (*pvalue).driveDirection, (const QSUTF8CHAR*)"driveDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).driveDirection > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DriveDirection_ENUMTAB, 3, (QSINT32)(*pvalue).driveDirection, XmlName_2, 14) != 0) && (stat = XmlEnc_ITS_DriveDirection(ctxt, (*pvalue).driveDirection, (const QSUTF8CHAR*)"driveDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleWidth(ctxt, (*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleWidth < 1 || (*pvalue).vehicleWidth > 62 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidth, XmlName_3, 12) != 0) && (stat = XmlEnc_ITS_VehicleWidth(ctxt, (*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration, (const QSUTF8CHAR*)"longitudinalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_Curvature(ctxt, &(*pvalue).curvature, (const QSUTF8CHAR*)"curvature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CurvatureCalculationMode(ctxt, (*pvalue).curvatureCalculationMode, (const QSUTF8CHAR*)"curvatureCalculationMode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).curvatureCalculationMode > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, (QSINT32)(*pvalue).curvatureCalculationMode, XmlName_4, 24) != 0) && (stat = XmlEnc_ITS_CurvatureCalculationMode(ctxt, (*pvalue).curvatureCalculationMode, (const QSUTF8CHAR*)"curvatureCalculationMode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"yawRate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.accelerationControlPresent) {
       if ((stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_5, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.steeringWheelAnglePresent) {
       if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"steeringWheelAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1152,7 +1167,7 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"verticalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.performanceClassPresent) {
-      if ((stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).performanceClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).performanceClass, XmlName_6, 16) != 0) && (stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.cenDsrcTollingZonePresent) {
       if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"cenDsrcTollingZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1166,7 +1181,7 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_7, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"pathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1178,7 +1193,7 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_8, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
       if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"ptActivation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1202,7 +1217,7 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_9, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1213,7 +1228,7 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
-      if ((stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_10, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.closedLanesPresent) {
@@ -1259,10 +1274,10 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
       if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficRulePresent) {
-      if ((stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).trafficRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficRule, XmlName_11, 11) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_12, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;

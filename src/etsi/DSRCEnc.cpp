@@ -8878,20 +8878,112 @@ int asn1JsonEnc_ETSI_DSRC_ZoneLength(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ZoneLength* p
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "DSRC";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "timeStamp";
+static const char XmlName_1[32] = "msgIssueRevision";
+static const char XmlName_2[16] = "layerType";
+static const char XmlName_3[16] = "layerID";
+static const char XmlName_4[16] = "regionId";
+static const char XmlName_5[16] = "msgCnt";
+static const char XmlName_6[16] = "rev";
+static const char XmlName_7[16] = "second";
+static const char XmlName_8[16] = "sequenceNumber";
+static const char XmlName_9[16] = "type";
+static const char XmlName_10[16] = "speed";
+static const char XmlName_11[16] = "confidence";
+static const char XmlName_12[16] = "distance";
+static const char XmlName_13[16] = "class";
+static const char XmlName_14[16] = "antOffsetX";
+static const char XmlName_15[16] = "antOffsetY";
+static const char XmlName_16[16] = "antOffsetZ";
+static const char XmlName_17[16] = "referenceLaneId";
+static const char XmlName_18[16] = "rotateXY";
+static const char XmlName_19[16] = "scaleXaxis";
+static const char XmlName_20[16] = "scaleYaxis";
+static const char XmlName_21[16] = "small";
+static const char XmlName_22[16] = "large";
+static const char XmlName_23[16] = "lane";
+static const char XmlName_24[16] = "signalGroup";
+static const char XmlName_25[16] = "userClass";
+static const char XmlName_26[16] = "connectionID";
+static const char XmlName_27[16] = "queueLength";
+static const char XmlName_28[32] = "availableStorageLength";
+static const char XmlName_29[16] = "waitOnStop";
+static const char XmlName_30[32] = "pedBicycleDetect";
+static const char XmlName_31[16] = "year";
+static const char XmlName_32[16] = "month";
+static const char XmlName_33[16] = "day";
+static const char XmlName_34[16] = "hour";
+static const char XmlName_35[16] = "minute";
+static const char XmlName_36[16] = "offset";
+static const char XmlName_37[16] = "LaneID";
+static const char XmlName_38[16] = "long";
+static const char XmlName_39[16] = "lat";
+static const char XmlName_40[16] = "elevation";
+static const char XmlName_41[16] = "heading";
+static const char XmlName_42[16] = "timeConfidence";
+static const char XmlName_43[16] = "laneID";
+static const char XmlName_44[16] = "ingressApproach";
+static const char XmlName_45[16] = "egressApproach";
+static const char XmlName_46[16] = "approach";
+static const char XmlName_47[16] = "connection";
+static const char XmlName_48[16] = "revision";
+static const char XmlName_49[16] = "laneWidth";
+static const char XmlName_50[16] = "region";
+static const char XmlName_51[16] = "id";
+static const char XmlName_52[16] = "moy";
+static const char XmlName_53[32] = "pathEndPointAngle";
+static const char XmlName_54[32] = "laneCrownPointCenter";
+static const char XmlName_55[32] = "laneCrownPointLeft";
+static const char XmlName_56[32] = "laneCrownPointRight";
+static const char XmlName_57[16] = "laneAngle";
+static const char XmlName_58[16] = "eventState";
+static const char XmlName_59[16] = "dWidth";
+static const char XmlName_60[16] = "dElevation";
+static const char XmlName_61[16] = "NodeAttributeXY";
+static const char XmlName_62[16] = "lon";
+static const char XmlName_63[16] = "x";
+static const char XmlName_64[16] = "y";
+static const char XmlName_65[16] = "semiMajor";
+static const char XmlName_66[16] = "semiMinor";
+static const char XmlName_67[16] = "orientation";
+static const char XmlName_68[16] = "pos";
+static const char XmlName_69[32] = "transitOccupancy";
+static const char XmlName_70[16] = "transitSchedule";
+static const char XmlName_71[16] = "role";
+static const char XmlName_72[16] = "subrole";
+static const char XmlName_73[16] = "request";
+static const char XmlName_74[16] = "iso3883";
+static const char XmlName_75[16] = "hpmsType";
+static const char XmlName_76[16] = "basicType";
+static const char XmlName_77[32] = "SegmentAttributeXY";
+static const char XmlName_78[16] = "requestID";
+static const char XmlName_79[16] = "requestType";
+static const char XmlName_80[16] = "duration";
+static const char XmlName_81[16] = "status";
+static const char XmlName_82[16] = "throttle";
+static const char XmlName_83[16] = "startTime";
+static const char XmlName_84[16] = "minEndTime";
+static const char XmlName_85[16] = "maxEndTime";
+static const char XmlName_86[16] = "likelyTime";
+static const char XmlName_87[16] = "nextTime";
+static const char XmlName_88[16] = "transmisson";
+static const char XmlName_89[16] = "stationID";
+
 int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgIssueRevision, (const QSUTF8CHAR*)"msgIssueRevision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).msgIssueRevision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).msgIssueRevision, XmlName_1, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgIssueRevision, (const QSUTF8CHAR*)"msgIssueRevision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layerTypePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LayerType(ctxt, (*pvalue).layerType, (const QSUTF8CHAR*)"layerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).layerType > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, (QSINT32)(*pvalue).layerType, XmlName_2, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LayerType(ctxt, (*pvalue).layerType, (const QSUTF8CHAR*)"layerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layerIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LayerID(ctxt, (*pvalue).layerID, (const QSUTF8CHAR*)"layerID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).layerID > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layerID, XmlName_3, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LayerID(ctxt, (*pvalue).layerID, (const QSUTF8CHAR*)"layerID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionsPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometryList(ctxt, &(*pvalue).intersections, (const QSUTF8CHAR*)"intersections", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8931,7 +9023,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -8952,10 +9044,10 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt, (const QSUTF8CHAR*)"msgCnt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RTCM_Revision(ctxt, (*pvalue).rev, (const QSUTF8CHAR*)"rev", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).msgCnt > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).msgCnt, XmlName_5, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt, (const QSUTF8CHAR*)"msgCnt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).rev > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)(*pvalue).rev, XmlName_6, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_RTCM_Revision(ctxt, (*pvalue).rev, (const QSUTF8CHAR*)"rev", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.anchorPointPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_FullPositionVector(ctxt, &(*pvalue).anchorPoint, (const QSUTF8CHAR*)"anchorPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8990,7 +9082,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9008,7 +9100,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9040,7 +9132,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9058,11 +9150,11 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_7, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_8, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestsPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequestList(ctxt, &(*pvalue).requests, (const QSUTF8CHAR*)"requests", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9094,7 +9186,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9112,11 +9204,11 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_7, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.sequenceNumberPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_8, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ETSI_DSRC_SignalStatusList(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
@@ -9145,7 +9237,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9162,18 +9254,18 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_9, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_10, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).confidence, XmlName_11, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distancePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).distance > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).distance, XmlName_12, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).distance, (const QSUTF8CHAR*)"distance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.class_Present) {
-      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).class_, XmlName_13, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).class_, (const QSUTF8CHAR*)"class", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9201,7 +9293,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9231,9 +9323,9 @@ int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_14, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_15, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_16, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9243,17 +9335,17 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_17, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"offsetXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(ctxt, &(*pvalue).offsetYaxis, (const QSUTF8CHAR*)"offsetYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rotateXYPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).rotateXY > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).rotateXY, XmlName_18, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).rotateXY, (const QSUTF8CHAR*)"rotateXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleXaxisPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleXaxis < -2048 || (*pvalue).scaleXaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleXaxis, XmlName_19, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleXaxis, (const QSUTF8CHAR*)"scaleXaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.scaleYaxisPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).scaleYaxis < -2048 || (*pvalue).scaleYaxis > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).scaleYaxis, XmlName_20, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Scale_B12(ctxt, (*pvalue).scaleYaxis, (const QSUTF8CHAR*)"scaleYaxis", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9271,11 +9363,11 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_21, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -9293,11 +9385,11 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.small) < -2047 || (*(*pvalue).u.small) > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.small), XmlName_21, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetSm(ctxt, (*(*pvalue).u.small), (const QSUTF8CHAR*)"small", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.large == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.large) < -32767 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.large), XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DrivenLineOffsetLg(ctxt, (*(*pvalue).u.large), (const QSUTF8CHAR*)"large", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -9325,7 +9417,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9355,7 +9447,7 @@ int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_23, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9373,13 +9465,13 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"remoteIntersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_24, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_25, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_26, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9390,18 +9482,18 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_26, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.queueLengthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_27, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_28, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_30, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9429,7 +9521,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -9489,25 +9581,25 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_31, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_32, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_33, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_34, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_35, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_7, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_36, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9520,7 +9612,7 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_37, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9534,13 +9626,13 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
    if ((*pvalue).m.utcTimePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"utcTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_38, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_39, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_40, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.headingPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_41, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9549,7 +9641,7 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"posAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_42, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"posConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9567,15 +9659,15 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_43, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_44, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_45, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"laneAttributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
@@ -9614,7 +9706,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -9638,15 +9730,15 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.lane), XmlName_23, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(*pvalue).u.lane), (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_46, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_47, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -9669,10 +9761,10 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_48, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_49, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9707,7 +9799,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -9738,9 +9830,9 @@ int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_50, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_51, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9754,13 +9846,13 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_48, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_52, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"enabledLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9795,7 +9887,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -9844,7 +9936,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -9868,23 +9960,23 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_53, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_54, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_55, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_56, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_57, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -9924,7 +10016,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10039,7 +10131,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_58, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"timing", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -10072,7 +10164,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -10122,7 +10214,7 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
    if ((*pvalue).m.movementNamePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_24, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"state-time-speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"maneuverAssistList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10153,7 +10245,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10183,10 +10275,10 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"data", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_59, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_60, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10214,7 +10306,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -10246,7 +10338,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_61, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10257,8 +10349,8 @@ int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_62, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_39, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10268,8 +10360,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10279,8 +10371,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10290,8 +10382,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10301,8 +10393,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10312,8 +10404,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10323,8 +10415,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_63, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_64, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10406,7 +10498,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10452,7 +10544,7 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_37, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10463,9 +10555,9 @@ int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_65, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_66, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_67, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10475,8 +10567,8 @@ int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_68, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_40, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10486,10 +10578,10 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_39, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_38, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_40, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10517,7 +10609,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -10551,8 +10643,8 @@ int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_9, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_10, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10579,10 +10671,10 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       if ((stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_69, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_70, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10610,7 +10702,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -10633,7 +10725,7 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_41, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10648,18 +10740,18 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_71, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_72, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_73, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_74, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_75, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10674,7 +10766,7 @@ int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10691,7 +10783,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_51, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"users", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10718,7 +10810,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_76, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -10754,7 +10846,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -10802,9 +10894,9 @@ int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_50, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_51, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10818,10 +10910,10 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_48, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_49, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10853,7 +10945,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10909,7 +11001,7 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_77, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -10931,7 +11023,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -10949,10 +11041,10 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_73, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_8, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rolePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_71, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"typeData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10968,8 +11060,8 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_78, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_79, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"inBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane, (const QSUTF8CHAR*)"outBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11000,7 +11092,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -11032,13 +11124,13 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_35, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_7, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_80, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11066,7 +11158,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -11083,7 +11175,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_8, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus, (const QSUTF8CHAR*)"sigStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
@@ -11112,7 +11204,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    default:
@@ -11163,15 +11255,15 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"outboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_35, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_7, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_80, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_81, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -11198,7 +11290,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_4, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
    case 1:
@@ -11219,9 +11311,9 @@ int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_41, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_10, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_82, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11254,20 +11346,20 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startTimePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_83, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_84, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxEndTimePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_85, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_86, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_11, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_87, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11287,8 +11379,8 @@ int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_88, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_10, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11305,7 +11397,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
       break;
    case 2:
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_89, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);

@@ -1684,6 +1684,35 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "GDD";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "trafficSignPictogram";
+static const char XmlName_1[32] = "publicFacilitiesPictogram";
+static const char XmlName_2[32] = "ambientOrRoadConditionPictogram";
+static const char XmlName_3[16] = "nature";
+static const char XmlName_4[16] = "serialNumber";
+static const char XmlName_5[16] = "dfl";
+static const char XmlName_6[16] = "roi";
+static const char XmlName_7[16] = "nol";
+static const char XmlName_8[32] = "yearRangeStartYear";
+static const char XmlName_9[32] = "yearRangeEndYear";
+static const char XmlName_10[16] = "speedLimitMax";
+static const char XmlName_11[16] = "speedLimitMin";
+static const char XmlName_12[16] = "unit";
+static const char XmlName_13[16] = "value";
+static const char XmlName_14[32] = "junctionDirection";
+static const char XmlName_15[32] = "roundaboutCwDirection";
+static const char XmlName_16[32] = "roundaboutCcwDirection";
+static const char XmlName_17[16] = "arrowDirection";
+static const char XmlName_18[32] = "roadNumberIdentifier";
+static const char XmlName_19[16] = "streetName";
+static const char XmlName_20[16] = "destType";
+static const char XmlName_21[32] = "placeNameIdentification";
+static const char XmlName_22[16] = "derType";
+static const char XmlName_23[16] = "hours";
+static const char XmlName_24[16] = "mins";
+static const char XmlName_25[16] = "month";
+static const char XmlName_26[16] = "day";
+
 int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
@@ -1720,15 +1749,15 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trafficSignPictogram) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.trafficSignPictogram), XmlName_0, 20) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.publicFacilitiesPictogram) > 0 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*(*pvalue).u.publicFacilitiesPictogram), XmlName_1, 25) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.ambientOrRoadConditionPictogram) > 1 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*(*pvalue).u.ambientOrRoadConditionPictogram), XmlName_2, 31) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -1775,9 +1804,9 @@ int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_3, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_4, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1810,7 +1839,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
       break;
    case 3:
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.dfl) < 1 || (*(*pvalue).u.dfl) > 8 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.dfl), XmlName_5, 3) != 0) && (stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1822,7 +1851,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
       break;
    case 6:
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.roi) < 1 || (*(*pvalue).u.roi) > 32 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.roi), XmlName_6, 3) != 0) && (stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1838,7 +1867,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
       break;
    case 10:
       if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_numberOfLane(ctxt, (*(*pvalue).u.nol), (const QSUTF8CHAR*)"nol", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.nol) > 99 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.nol), XmlName_7, 3) != 0) && (stat = XmlEnc_InternationalSign_numberOfLane(ctxt, (*(*pvalue).u.nol), (const QSUTF8CHAR*)"nol", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -1880,8 +1909,8 @@ int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_8, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_9, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1972,14 +2001,14 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax, XmlName_10, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
       if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMin, XmlName_11, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_12, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1999,9 +2028,9 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_13, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_12, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2013,15 +2042,15 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
       if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection, XmlName_14, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
       if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCwDirection, XmlName_15, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
       if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCcwDirection, XmlName_16, 22) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2088,7 +2117,7 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_17, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
       if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2097,11 +2126,11 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_18, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
       if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_19, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2121,7 +2150,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_20, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
       if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"destRSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -2130,7 +2159,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
       if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_21, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2156,10 +2185,10 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_22, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_18, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2202,9 +2231,9 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_13, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_12, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2215,9 +2244,9 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_13, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_12, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2228,9 +2257,9 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_23, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_24, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2241,9 +2270,9 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_25, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_26, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2263,9 +2292,9 @@ int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_13, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_12, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

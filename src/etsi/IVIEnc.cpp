@@ -5557,6 +5557,93 @@ int asn1JsonEnc_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "IVI";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "iviIdentificationNumber";
+static const char XmlName_1[16] = "timeStamp";
+static const char XmlName_2[16] = "validFrom";
+static const char XmlName_3[16] = "validTo";
+static const char XmlName_4[16] = "iviStatus";
+static const char XmlName_5[32] = "referencePositionTime";
+static const char XmlName_6[16] = "zoneId";
+static const char XmlName_7[16] = "laneNumber";
+static const char XmlName_8[16] = "zoneExtension";
+static const char XmlName_9[16] = "zoneHeading";
+static const char XmlName_10[16] = "direction";
+static const char XmlName_11[32] = "minimumAwarenessTime";
+static const char XmlName_12[16] = "iviType";
+static const char XmlName_13[16] = "iviPurpose";
+static const char XmlName_14[16] = "laneStatus";
+static const char XmlName_15[32] = "driverCharacteristics";
+static const char XmlName_16[16] = "layoutId";
+static const char XmlName_17[32] = "preStoredlayoutId";
+static const char XmlName_18[16] = "roadType";
+static const char XmlName_19[16] = "height";
+static const char XmlName_20[16] = "width";
+static const char XmlName_21[32] = "IviIdentificationNumber";
+static const char XmlName_22[16] = "LaneID";
+static const char XmlName_23[16] = "LanePosition";
+static const char XmlName_24[32] = "SaeAutomationLevel";
+static const char XmlName_25[16] = "Zid";
+static const char XmlName_26[16] = "latitude";
+static const char XmlName_27[16] = "longitude";
+static const char XmlName_28[16] = "version";
+static const char XmlName_29[16] = "pictogramCode";
+static const char XmlName_30[16] = "value";
+static const char XmlName_31[16] = "unit";
+static const char XmlName_32[16] = "priority";
+static const char XmlName_33[32] = "minGapBetweenVehicles";
+static const char XmlName_34[32] = "recGapBetweenVehicles";
+static const char XmlName_35[32] = "automatedVehicleMaxSpeedLimit";
+static const char XmlName_36[32] = "automatedVehicleMinSpeedLimit";
+static const char XmlName_37[48] = "automatedVehicleSpeedRecommendation";
+static const char XmlName_38[16] = "laneWidth";
+static const char XmlName_39[16] = "offsetDistance";
+static const char XmlName_40[16] = "deltaLatitude";
+static const char XmlName_41[16] = "deltaLongitude";
+static const char XmlName_42[16] = "dfl";
+static const char XmlName_43[16] = "roi";
+static const char XmlName_44[32] = "trafficSignPictogram";
+static const char XmlName_45[32] = "publicFacilitiesPictogram";
+static const char XmlName_46[32] = "ambientOrRoadConditionPictogram";
+static const char XmlName_47[16] = "nature";
+static const char XmlName_48[16] = "serialNumber";
+static const char XmlName_49[16] = "laneType";
+static const char XmlName_50[32] = "zoneDefinitionAccuracy";
+static const char XmlName_51[32] = "existinglaneMarkingStatus";
+static const char XmlName_52[32] = "newlaneMarkingColour";
+static const char XmlName_53[32] = "laneDelimitationLeft";
+static const char XmlName_54[32] = "laneDelimitationRight";
+static const char XmlName_55[16] = "mergingWith";
+static const char XmlName_56[32] = "layoutComponentId";
+static const char XmlName_57[16] = "x";
+static const char XmlName_58[16] = "y";
+static const char XmlName_59[16] = "textScripting";
+static const char XmlName_60[16] = "goodsType";
+static const char XmlName_61[32] = "dangerousGoodsType";
+static const char XmlName_62[16] = "maxNoOfVehicles";
+static const char XmlName_63[32] = "maxLenghtOfPlatoon";
+static const char XmlName_64[32] = "platoonMaxSpeedLimit";
+static const char XmlName_65[32] = "platoonMinSpeedLimit";
+static const char XmlName_66[32] = "platoonSpeedRecommendation";
+static const char XmlName_67[16] = "condition";
+static const char XmlName_68[16] = "temperature";
+static const char XmlName_69[16] = "iceOrWaterDepth";
+static const char XmlName_70[16] = "treatment";
+static const char XmlName_71[32] = "frictionCoefficient";
+static const char XmlName_72[16] = "material";
+static const char XmlName_73[16] = "wear";
+static const char XmlName_74[16] = "avBankingAngle";
+static const char XmlName_75[16] = "itisCodes";
+static const char XmlName_76[16] = "roadSignClass";
+static const char XmlName_77[16] = "roadSignCode";
+static const char XmlName_78[16] = "vcOption";
+static const char XmlName_79[32] = "simpleVehicleType";
+static const char XmlName_80[32] = "iso3833VehicleType";
+static const char XmlName_81[32] = "engineCharacteristics";
+static const char XmlName_82[16] = "usage";
+static const char XmlName_83[32] = "comparisonOperator";
+static const char XmlName_84[16] = "numberOfAxles";
+
 int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
@@ -5638,20 +5725,20 @@ int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"serviceProviderId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*pvalue).iviIdentificationNumber, (const QSUTF8CHAR*)"iviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviIdentificationNumber, XmlName_0, 23) != 0) && (stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*pvalue).iviIdentificationNumber, (const QSUTF8CHAR*)"iviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_1, 9) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validFromPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validFrom, (const QSUTF8CHAR*)"validFrom", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).validFrom > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).validFrom, XmlName_2, 9) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validFrom, (const QSUTF8CHAR*)"validFrom", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validToPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validTo, (const QSUTF8CHAR*)"validTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).validTo > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).validTo, XmlName_3, 7) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validTo, (const QSUTF8CHAR*)"validTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectedIviStructuresPresent) {
       if ((stat = XmlEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures, (const QSUTF8CHAR*)"connectedIviStructures", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_IviStatus(ctxt, (*pvalue).iviStatus, (const QSUTF8CHAR*)"iviStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).iviStatus > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviStatus, XmlName_4, 9) != 0) && (stat = XmlEnc_IVI_IviStatus(ctxt, (*pvalue).iviStatus, (const QSUTF8CHAR*)"iviStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectedDenmsPresent) {
       if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -5667,7 +5754,7 @@ int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.referencePositionTimePresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referencePositionTime, (const QSUTF8CHAR*)"referencePositionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).referencePositionTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referencePositionTime, XmlName_5, 21) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referencePositionTime, (const QSUTF8CHAR*)"referencePositionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionHeadingPresent) {
       if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading, (const QSUTF8CHAR*)"referencePositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5698,15 +5785,15 @@ int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_6, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneNumberPresent) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_7, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneExtensionPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).zoneExtension, (const QSUTF8CHAR*)"zoneExtension", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneExtension, XmlName_8, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).zoneExtension, (const QSUTF8CHAR*)"zoneExtension", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneHeadingPresent) {
-      if ((stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).zoneHeading, (const QSUTF8CHAR*)"zoneHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).zoneHeading > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneHeading, XmlName_9, 11) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).zoneHeading, (const QSUTF8CHAR*)"zoneHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zonePresent) {
       if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5743,35 +5830,35 @@ int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR
       if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_10, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
       if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime, XmlName_11, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).iviType > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviType, XmlName_12, 7) != 0) && (stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviPurposePresent) {
-      if ((stat = XmlEnc_IVI_IviPurpose(ctxt, (*pvalue).iviPurpose, (const QSUTF8CHAR*)"iviPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).iviPurpose > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviPurpose, XmlName_13, 10) != 0) && (stat = XmlEnc_IVI_IviPurpose(ctxt, (*pvalue).iviPurpose, (const QSUTF8CHAR*)"iviPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_14, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
       if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_DriverCharacteristics(ctxt, (*pvalue).driverCharacteristics, (const QSUTF8CHAR*)"driverCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).driverCharacteristics > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverCharacteristics, XmlName_15, 21) != 0) && (stat = XmlEnc_IVI_DriverCharacteristics(ctxt, (*pvalue).driverCharacteristics, (const QSUTF8CHAR*)"driverCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_16, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId, XmlName_17, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.extraTextPresent) {
@@ -5800,7 +5887,7 @@ int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue).roadType, XmlName_18, 8) != 0) && (stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5829,7 +5916,7 @@ int XmlEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue, const QSUTF8CHAR
    }
    if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_10, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
       if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"roadSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5863,32 +5950,32 @@ int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* 
    }
    if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_10, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
       if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime, XmlName_11, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_16, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId, XmlName_17, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.textPresent) {
       if ((stat = XmlEnc_IVI_TextLines(ctxt, &(*pvalue).text, (const QSUTF8CHAR*)"text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).data.numocts, (*pvalue).data.data, (const QSUTF8CHAR*)"data", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviTypePresent) {
-      if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).iviType > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviType, XmlName_12, 7) != 0) && (stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_14, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
       if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5903,14 +5990,14 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_16, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.heightPresent) {
       if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).height, XmlName_19, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.widthPresent) {
       if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).width, XmlName_20, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5940,7 +6027,7 @@ int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR
    }
    if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_10, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
       if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5987,7 +6074,7 @@ int XmlEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_6, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIdsPresent) {
       if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"laneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -6099,7 +6186,7 @@ int XmlEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_IviIdentificationNumber*)node->data), XmlName_21, 23) != 0) && (stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6135,7 +6222,7 @@ int XmlEnc_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_22, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6147,7 +6234,7 @@ int XmlEnc_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_LanePosition*)node->data) < -1 || (*(ASN1T_ITS_LanePosition*)node->data) > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*(ASN1T_ITS_LanePosition*)node->data), XmlName_23, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6246,7 +6333,7 @@ int XmlEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_IVI_SaeAutomationLevel*)node->data) > 5 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_SaeAutomationLevel*)node->data), XmlName_24, 18) != 0) && (stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6306,7 +6393,7 @@ int XmlEnc_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_Zid*)node->data), XmlName_25, 3) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6317,8 +6404,8 @@ int XmlEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_26, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_27, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6328,8 +6415,8 @@ int XmlEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositio
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_26, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_27, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6341,13 +6428,13 @@ int XmlEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue, const 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"owner", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).version, (const QSUTF8CHAR*)"version", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).version, XmlName_28, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).version, (const QSUTF8CHAR*)"version", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).pictogramCode, XmlName_29, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_30, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).unit > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_31, 4) != 0) && (stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.attributesPresent) {
       if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6361,22 +6448,22 @@ int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_32, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minGapBetweenVehicles, XmlName_33, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).recGapBetweenVehicles, (const QSUTF8CHAR*)"recGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).recGapBetweenVehicles, XmlName_34, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).recGapBetweenVehicles, (const QSUTF8CHAR*)"recGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMaxSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit, XmlName_35, 29) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMaxSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMinSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit, XmlName_36, 29) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMinSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleSpeedRecommendation, (const QSUTF8CHAR*)"automatedVehicleSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation, XmlName_37, 35) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleSpeedRecommendation, (const QSUTF8CHAR*)"automatedVehicleSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
       if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6412,11 +6499,11 @@ int XmlEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_6, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_7, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_38, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.offsetDistancePresent) {
-      if ((stat = rtXmlEncInt(ctxt, (*pvalue).offsetDistance, (const QSUTF8CHAR*)"offsetDistance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offsetDistance, XmlName_39, 14) != 0) && (stat = rtXmlEncInt(ctxt, (*pvalue).offsetDistance, (const QSUTF8CHAR*)"offsetDistance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPositionPresent) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"offsetPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6430,8 +6517,8 @@ int XmlEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_40, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_41, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6452,7 +6539,7 @@ int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
       break;
    case 3:
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.dfl) < 1 || (*(*pvalue).u.dfl) > 8 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.dfl), XmlName_42, 3) != 0) && (stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6464,7 +6551,7 @@ int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
       break;
    case 6:
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.roi) < 1 || (*(*pvalue).u.roi) > 32 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.roi), XmlName_43, 3) != 0) && (stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6518,15 +6605,15 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trafficSignPictogram) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.trafficSignPictogram), XmlName_44, 20) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.publicFacilitiesPictogram) > 0 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*(*pvalue).u.publicFacilitiesPictogram), XmlName_45, 25) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.ambientOrRoadConditionPictogram) > 1 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*(*pvalue).u.ambientOrRoadConditionPictogram), XmlName_46, 31) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -6573,9 +6660,9 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, AS
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_47, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_48, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6585,18 +6672,18 @@ int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_7, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_10, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_LaneType(ctxt, (*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneType, XmlName_49, 8) != 0) && (stat = XmlEnc_IVI_LaneType(ctxt, (*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneTypeQualifierPresent) {
       if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier, (const QSUTF8CHAR*)"laneTypeQualifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_14, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_38, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6623,12 +6710,12 @@ int XmlEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneDefinitionAccuracy, XmlName_50, 22) != 0) && (stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).existinglaneMarkingStatus, XmlName_51, 25) != 0) && (stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).newlaneMarkingColour, XmlName_52, 20) != 0) && (stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationLeft, XmlName_53, 20) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationRight, XmlName_54, 21) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mergingWith, XmlName_55, 11) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6638,16 +6725,16 @@ int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_56, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).height, XmlName_19, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).width, XmlName_20, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).x, XmlName_57, 1) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).y, XmlName_58, 1) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).textScripting > 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).textScripting, XmlName_59, 13) != 0) && (stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6666,8 +6753,8 @@ int XmlEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).goodsType, XmlName_60, 9) != 0) && (stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_61, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6700,25 +6787,25 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_32, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxNoOfVehicles, XmlName_62, 15) != 0) && (stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if ((stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLenghtOfPlatoon, XmlName_63, 18) != 0) && (stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minGapBetweenVehicles, XmlName_33, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMaxSpeedLimit, XmlName_64, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMinSpeedLimit, XmlName_65, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonSpeedRecommendation, XmlName_66, 26) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
       if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6770,10 +6857,10 @@ int XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSur
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).condition, XmlName_67, 9) != 0) && (stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).temperature, XmlName_68, 11) != 0) && (stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iceOrWaterDepth, XmlName_69, 15) != 0) && (stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).treatment > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).treatment, XmlName_70, 9) != 0) && (stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6783,10 +6870,10 @@ int XmlEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurf
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).frictionCoefficient > 101 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).frictionCoefficient, XmlName_71, 19) != 0) && (stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).material, XmlName_72, 8) != 0) && (stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wear, XmlName_73, 4) != 0) && (stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).avBankingAngle, XmlName_74, 14) != 0) && (stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6797,7 +6884,7 @@ int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_56, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"code", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6820,7 +6907,7 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
       break;
    case 3:
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.itisCodes), XmlName_75, 9) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6845,7 +6932,7 @@ int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"line", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_38, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6857,7 +6944,7 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_56, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6925,18 +7012,18 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_76, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_77, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_78, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_30, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).unit > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_31, 4) != 0) && (stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -6950,7 +7037,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_79, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6958,7 +7045,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 3:
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_80, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6966,7 +7053,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 5:
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_81, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -6974,7 +7061,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 7:
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_82, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
@@ -6993,7 +7080,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_83, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"limits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -7008,7 +7095,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_84, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);

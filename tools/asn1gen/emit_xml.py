@@ -85,11 +85,75 @@ class XmlEmitter(TextEmitter):
     def __init__(self, mi):
         self.mi = mi
         self.cur_td = None
+        self.fast_names = {}   # element name -> C array of the name padded for block copies
 
     # ---- encoding ------------------------------------------------------------------------------
-    def enc_value(self, w, rt, expr, name):
+    def fast_name(self, name):
+        """The static array holding `name` padded with NULs to a multiple of 16 bytes (the fast
+        element writers copy names in 16-byte blocks)."""
+        var = self.fast_names.get(name)
+        if var is None:
+            var = "XmlName_%d" % len(self.fast_names)
+            self.fast_names[name] = var
+        return var
+
+    def emit_fast_names(self):
+        lines = []
+        for name, var in self.fast_names.items():
+            size = (len(name.encode("utf-8")) // 16 + 1) * 16
+            lines.append('static const char %s[%d] = "%s";' % (var, size, name))
+        return lines
+
+    def fast_leaf(self, rt, expr, raw):
+        """The call of a fast element writer for a member value of a simple type (nonzero when
+        it did not write), with the checks of the value's encoder that must pass first; None
+        when the type has no fast writer."""
+        body = rt.typedef.body if self.uses_typedef_codec(rt) else rt
+        k = body.kind
+        if k not in ("INTEGER", "BOOLEAN") and not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
+            return None
+        nm = "@NAME@"
+        if k == "INTEGER":
+            ct = int_ctype(body.cons)
+            conds = []
+            if body.cons.has_range() and not body.cons.ext and self.uses_typedef_codec(rt):
+                conds = range_conds(ct, body.cons.lo, body.cons.hi, expr)
+            if ct.startswith("QSU"):
+                call = "rtXmlEncFastUInt(ctxt, (QSUINT64)%s, %s)" % (expr, nm)
+            else:
+                call = "rtXmlEncFastInt(ctxt, (QSINT64)%s, %s)" % (expr, nm)
+            return conds, call
+        if k == "ENUMERATED":
+            top = max(v for _, v in body.root)
+            n = len(body.root) + len(body.ext_items or [])
+            t = tname(rt.typedef)
+            return ["%s > %d" % (expr, top)], \
+                "rtXmlEncFastEnum(ctxt, %s_ENUMTAB, %d, (QSINT32)%s, %s)" % (t, n, expr, nm)
+        if k == "BOOLEAN":
+            return [], "rtXmlEncFastBool(ctxt, %s, %s)" % (expr, nm)
+        return None
+
+    def enc_value(self, w, rt, expr, name, raw=None):
         """Encodes the member value `expr` as the element `name` (a C expression) in the
-        members' namespace."""
+        members' namespace. With the name's text `raw`, a value of a simple type is written by
+        the fast writer when it can, else by the general code."""
+        fast = self.fast_leaf(rt, expr, raw) if raw is not None else None
+        if fast is not None:
+            conds, call = fast
+            sub = CodeWriter()
+            self.enc_value(sub, rt, expr, name)
+            general = sub.lines[-1].strip()
+            prefix = "if ((stat = "
+            suffix = ") != 0) return LOG_RTERR(ctxt, stat);"
+            if general.startswith(prefix) and general.endswith(suffix):
+                # the checks of an inline value stay in front, as they are
+                for line in sub.lines[:-1]:
+                    w.line(line.strip())
+                gcall = general[len(prefix):-len(suffix)]
+                call = call.replace("@NAME@", "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8"))))
+                w.line("if ((%s != 0) && (stat = %s) != 0) return LOG_RTERR(ctxt, stat);"
+                       % (" || ".join(conds + [call]), gcall))
+                return
         if self.uses_typedef_codec(rt):
             arg = "&%s" % expr if rt.typedef.body.kind in POINTER_KINDS else expr
             self.check(w, "XmlEnc_%s(ctxt, %s, %s, ns.childURI)" % (rt.typedef.cname, arg, name))
@@ -150,7 +214,7 @@ class XmlEmitter(TextEmitter):
             elif c.type.kind == "NULL" and c.type.typedef is None:
                 self.check(w, "rtXmlEncNull(ctxt, %s, ns.pChild)" % qs(c.name))
             else:
-                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname), qs(c.name))
+                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname), qs(c.name), c.name)
             if c.has_present_bit:
                 w.dedent()
                 w.line("}")
@@ -188,7 +252,7 @@ class XmlEmitter(TextEmitter):
                 self.check(w, "rtXmlEncNull(ctxt, %s, ns.pChild)" % qs(a.name))
             else:
                 w.line("if (%s.u.%s == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);" % (expr, a.cname))
-                self.enc_value(w, a.type, "(*%s.u.%s)" % (expr, a.cname), qs(a.name))
+                self.enc_value(w, a.type, "(*%s.u.%s)" % (expr, a.cname), qs(a.name), a.name)
             w.line("break;")
             w.dedent()
         w.line("default:")
@@ -213,7 +277,7 @@ class XmlEmitter(TextEmitter):
         self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
         w.line("for (QSRTDListNode* node = %s.head; node != 0; node = node->next) {" % expr)
         w.indent()
-        self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el), qs(item_name(el)))
+        self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el), qs(item_name(el)), item_name(el))
         w.dedent()
         w.line("}")
         self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
@@ -454,9 +518,13 @@ def emit_functions(mi, we, wd):
         w.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
         w.line('static const char* const XML_NS = "%s";' % mi.name)
         w.blank()
+    names_at = len(we.lines)
     for td in mi.typedefs:
         xe.encoder(we, td)
         xe.decoder(wd, td)
+    names = xe.emit_fast_names()
+    if names:
+        we.lines[names_at:names_at] = ["/* Element names of the fast element writers. */"] + names + [""]
 
 
 class XmlFamily(Family):
