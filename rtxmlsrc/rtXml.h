@@ -218,6 +218,12 @@ int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len);
 int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
                      const char* name, QSSIZE len);
 int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len);
+/* Start tag of an element whose content follows: written and the name pushed as by
+ * rtXmlEncStartElement (0), or nothing done (1). */
+int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len);
+/* End tag of the element opened by rtXmlEncFastStart with the same name: always done, by the
+ * one-piece form or by rtXmlEncEndElement (whose status is returned). */
+int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len);
 
 /* ================================ reader ================================ */
 

@@ -939,3 +939,42 @@ int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
    if (!asn1Mode(ctxt)) return 1;
    return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
 }
+
+int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 2);
+   if (p == nullptr || rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name) != 0) return 1;
+   fastCommit(ctxt, fastPaddedTag(fastLine(p, indent, nindent), false, name, len));
+   ctxt->xmlDepth++;
+   ctxt->xmlState = QSXMLSTART;
+   return 0;
+}
+
+int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
+      if (p != nullptr) {
+         if (ctxt->xmlState == QSXMLSTART) {
+            /* nothing since the start tag: the element becomes <name/> */
+            p[-1] = '/';
+            *p++ = '>';
+         }
+         else {
+            if (ctxt->xmlState != QSXMLDATA) p = fastLine(p, indent, nindent);
+            p = fastPaddedTag(p, true, name, len);
+         }
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         ctxt->xmlDepth--;
+         rtxCtxtPopElemName(ctxt);
+         return 0;
+      }
+   }
+   return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)name, nullptr);
+}

@@ -221,7 +221,14 @@ int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QS
       break;
    case 2:
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 9) == 0) {
+         if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CITSapplMgmtIDsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -244,7 +251,14 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
       break;
    case 2:
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 9) == 0) {
+         if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CITSapplMgmtIDsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);

@@ -2912,67 +2912,88 @@ static const char XmlName_5[16] = "attributeId";
 static const char XmlName_6[16] = "value";
 static const char XmlName_7[16] = "channelId";
 static const char XmlName_8[16] = "destinationEID";
-static const char XmlName_9[16] = "key";
-static const char XmlName_10[16] = "keyRef";
-static const char XmlName_11[32] = "posOfFirstInstance";
-static const char XmlName_12[32] = "posOfLastInstance";
-static const char XmlName_13[32] = "alphabetIndicator";
-static const char XmlName_14[16] = "year";
-static const char XmlName_15[16] = "month";
-static const char XmlName_16[16] = "day";
-static const char XmlName_17[16] = "absorptionCoeff";
-static const char XmlName_18[16] = "unitType";
-static const char XmlName_19[16] = "driverClass";
-static const char XmlName_20[16] = "tripPurpose";
-static const char XmlName_21[16] = "contextVersion";
-static const char XmlName_22[16] = "euroValue";
-static const char XmlName_23[16] = "copValue";
-static const char XmlName_24[16] = "engineCapacity";
-static const char XmlName_25[16] = "enginePower";
-static const char XmlName_26[16] = "emissionCO";
-static const char XmlName_27[16] = "emissionHC";
-static const char XmlName_28[16] = "emissionNOX";
-static const char XmlName_29[16] = "emissionHCNOX";
-static const char XmlName_30[16] = "numberOfSeats";
-static const char XmlName_31[32] = "numberOfStandingPlaces";
-static const char XmlName_32[32] = "paymentFeeAmount";
-static const char XmlName_33[16] = "positive";
-static const char XmlName_34[16] = "negative";
-static const char XmlName_35[32] = "providerIdentifier";
-static const char XmlName_36[32] = "sessionContractSerialNumber";
-static const char XmlName_37[32] = "locationOfStation";
-static const char XmlName_38[16] = "sessionType";
-static const char XmlName_39[16] = "sessionResult";
-static const char XmlName_40[32] = "sessionTariffClass";
-static const char XmlName_41[32] = "sessionClaimedClass";
-static const char XmlName_42[32] = "sessionContextVersion";
-static const char XmlName_43[32] = "receiptFinancialSerialNumber";
-static const char XmlName_44[16] = "stationLocation";
-static const char XmlName_45[16] = "typeOfSession";
-static const char XmlName_46[32] = "sessionResultOperational";
-static const char XmlName_47[32] = "ascendingKilometrage";
-static const char XmlName_48[16] = "laneCodeNumber";
-static const char XmlName_49[16] = "hours";
-static const char XmlName_50[16] = "mins";
-static const char XmlName_51[16] = "double-secs";
-static const char XmlName_52[16] = "soundstationary";
-static const char XmlName_53[16] = "sounddriveby";
-static const char XmlName_54[32] = "trailerMaxLadenWeight";
-static const char XmlName_55[32] = "trailerWeightUnladen";
-static const char XmlName_56[16] = "trailerType";
-static const char XmlName_57[16] = "trailerAxles";
-static const char XmlName_58[32] = "vehicleFirstAxleHeight";
-static const char XmlName_59[16] = "tyreType";
-static const char XmlName_60[16] = "tractorAxles";
-static const char XmlName_61[32] = "vehicleLengthOverall";
-static const char XmlName_62[32] = "vehicleHeigthOverall";
-static const char XmlName_63[32] = "vehicleWidthOverall";
-static const char XmlName_64[32] = "engineCharacteristics";
-static const char XmlName_65[32] = "descriptiveCharacteristics";
-static const char XmlName_66[32] = "futureCharacteristics";
-static const char XmlName_67[32] = "vehicleMaxLadenWeight";
-static const char XmlName_68[32] = "vehicleTrainMaximumWeight";
-static const char XmlName_69[32] = "vehicleWeightUnladen";
+static const char XmlName_9[16] = "attributeIdList";
+static const char XmlName_10[16] = "refund";
+static const char XmlName_11[16] = "key";
+static const char XmlName_12[16] = "debitPaymentFee";
+static const char XmlName_13[16] = "keyRef";
+static const char XmlName_14[32] = "posOfFirstInstance";
+static const char XmlName_15[32] = "posOfLastInstance";
+static const char XmlName_16[32] = "contractExpiryDate";
+static const char XmlName_17[32] = "alphabetIndicator";
+static const char XmlName_18[16] = "year";
+static const char XmlName_19[16] = "month";
+static const char XmlName_20[16] = "day";
+static const char XmlName_21[16] = "particulate";
+static const char XmlName_22[16] = "absorptionCoeff";
+static const char XmlName_23[16] = "unitType";
+static const char XmlName_24[16] = "driverClass";
+static const char XmlName_25[16] = "tripPurpose";
+static const char XmlName_26[32] = "contractProvider";
+static const char XmlName_27[16] = "contextVersion";
+static const char XmlName_28[16] = "euroValue";
+static const char XmlName_29[16] = "copValue";
+static const char XmlName_30[16] = "engineCapacity";
+static const char XmlName_31[16] = "enginePower";
+static const char XmlName_32[16] = "emissionCO";
+static const char XmlName_33[16] = "emissionHC";
+static const char XmlName_34[16] = "emissionNOX";
+static const char XmlName_35[16] = "emissionHCNOX";
+static const char XmlName_36[16] = "numberOfSeats";
+static const char XmlName_37[32] = "numberOfStandingPlaces";
+static const char XmlName_38[32] = "paymentFeeAmount";
+static const char XmlName_39[32] = "paymentMeansExpiryDate";
+static const char XmlName_40[16] = "positive";
+static const char XmlName_41[16] = "negative";
+static const char XmlName_42[32] = "providerIdentifier";
+static const char XmlName_43[16] = "purseValue";
+static const char XmlName_44[32] = "sessionContractProvider";
+static const char XmlName_45[32] = "sessionContractSerialNumber";
+static const char XmlName_46[16] = "sessionTime";
+static const char XmlName_47[32] = "sessionServiceProvider";
+static const char XmlName_48[32] = "locationOfStation";
+static const char XmlName_49[16] = "sessionLocation";
+static const char XmlName_50[16] = "sessionType";
+static const char XmlName_51[16] = "sessionResult";
+static const char XmlName_52[32] = "sessionTariffClass";
+static const char XmlName_53[32] = "sessionClaimedClass";
+static const char XmlName_54[16] = "sessionFee";
+static const char XmlName_55[32] = "sessionContextVersion";
+static const char XmlName_56[32] = "sessionPaymentFee";
+static const char XmlName_57[32] = "sessionCurrentBalance";
+static const char XmlName_58[32] = "receiptFinancialSerialNumber";
+static const char XmlName_59[16] = "stationLocation";
+static const char XmlName_60[16] = "typeOfSession";
+static const char XmlName_61[32] = "sessionResultOperational";
+static const char XmlName_62[32] = "ascendingKilometrage";
+static const char XmlName_63[16] = "laneCodeNumber";
+static const char XmlName_64[16] = "timeDate";
+static const char XmlName_65[16] = "timeCompact";
+static const char XmlName_66[16] = "hours";
+static const char XmlName_67[16] = "mins";
+static const char XmlName_68[16] = "double-secs";
+static const char XmlName_69[16] = "soundstationary";
+static const char XmlName_70[16] = "sounddriveby";
+static const char XmlName_71[16] = "trailerDetails";
+static const char XmlName_72[32] = "trailerMaxLadenWeight";
+static const char XmlName_73[32] = "trailerWeightUnladen";
+static const char XmlName_74[16] = "trailerType";
+static const char XmlName_75[16] = "trailerAxles";
+static const char XmlName_76[32] = "vehicleFirstAxleHeight";
+static const char XmlName_77[32] = "vehicleAxlesNumber";
+static const char XmlName_78[16] = "tyreType";
+static const char XmlName_79[16] = "numberOfAxles";
+static const char XmlName_80[16] = "tractorAxles";
+static const char XmlName_81[32] = "vehicleLengthOverall";
+static const char XmlName_82[32] = "vehicleHeigthOverall";
+static const char XmlName_83[32] = "vehicleWidthOverall";
+static const char XmlName_84[32] = "environmentalCharacteristics";
+static const char XmlName_85[32] = "engineCharacteristics";
+static const char XmlName_86[32] = "descriptiveCharacteristics";
+static const char XmlName_87[32] = "futureCharacteristics";
+static const char XmlName_88[32] = "vehicleMaxLadenWeight";
+static const char XmlName_89[32] = "vehicleTrainMaximumWeight";
+static const char XmlName_90[32] = "vehicleWeightUnladen";
 
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -3043,7 +3064,14 @@ int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destinationEID, XmlName_8, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3053,9 +3081,16 @@ int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elem
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"refund", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_10, 6) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"refund", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).key, XmlName_9, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).key, (const QSUTF8CHAR*)"key", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).key, XmlName_11, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).key, (const QSUTF8CHAR*)"key", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3076,9 +3111,16 @@ int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemNa
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"debitPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_12, 15) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_12, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"debitPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_10, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_13, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3099,9 +3141,16 @@ int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance, XmlName_11, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance, XmlName_12, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance, XmlName_14, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance, XmlName_15, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3111,9 +3160,16 @@ int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_10, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_13, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3168,7 +3224,14 @@ int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const 
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_16, 18) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3179,7 +3242,7 @@ int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QS
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_13, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3191,11 +3254,11 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_14, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_18, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_15, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_19, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_16, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_20, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3213,8 +3276,15 @@ int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).absorptionCoeff, XmlName_17, 15) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_21, 11) == 0) {
+      if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).absorptionCoeff, XmlName_22, 15) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3224,7 +3294,7 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_18, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_23, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3236,8 +3306,8 @@ int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_19, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_20, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_24, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3247,10 +3317,17 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_26, 16) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data, (const QSUTF8CHAR*)"typeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).contextVersion, XmlName_21, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).contextVersion, XmlName_27, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3260,8 +3337,8 @@ int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_22, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_23, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_28, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_29, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3297,8 +3374,8 @@ int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_24, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_25, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_30, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_31, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3325,12 +3402,12 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_18, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_23, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionCO, XmlName_26, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHC, XmlName_27, 10) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionNOX, XmlName_28, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHCNOX, XmlName_29, 13) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionCO, XmlName_32, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHC, XmlName_33, 10) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionNOX, XmlName_34, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHCNOX, XmlName_35, 13) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3390,7 +3467,7 @@ int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, cons
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_13, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3410,8 +3487,8 @@ int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_30, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_31, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_36, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_37, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3421,7 +3498,7 @@ int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_32, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_38, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3433,7 +3510,14 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_39, 22) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_39, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data, (const QSUTF8CHAR*)"pamentMeansUsageControl", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3449,12 +3533,12 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_33, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_40, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_34, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_41, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -3473,12 +3557,12 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_33, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_40, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_34, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_41, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -3529,7 +3613,7 @@ int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_35, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_42, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3539,7 +3623,14 @@ int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"purseValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_43, 10) == 0) {
+      if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"purseValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).purseUnit, (const QSUTF8CHAR*)"purseUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3550,10 +3641,17 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContractSerialNumber, XmlName_36, 27) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContractSerialNumber, XmlName_45, 27) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3563,19 +3661,54 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_37, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_38, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_39, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_40, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_41, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_42, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3587,19 +3720,54 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_37, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_38, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_39, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_40, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_41, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_42, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3611,19 +3779,54 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_37, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_38, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_39, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_40, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_41, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_42, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3645,9 +3848,23 @@ int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).receiptFinancialSerialNumber, XmlName_43, 28) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_56, 17) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_57, 21) == 0) {
+      if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 21)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).receiptFinancialSerialNumber, XmlName_58, 28) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3673,14 +3890,28 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationLocation, XmlName_44, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationLocation, XmlName_59, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).typeOfSession > 15 || rtXmlEncFastEnum(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue).typeOfSession, XmlName_45, 13) != 0) && (stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResultOperational, XmlName_46, 24) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).typeOfSession > 15 || rtXmlEncFastEnum(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue).typeOfSession, XmlName_60, 13) != 0) && (stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResultOperational, XmlName_61, 24) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial, (const QSUTF8CHAR*)"sessionResultFinancial", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3733,8 +3964,8 @@ int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_40, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_41, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3744,9 +3975,9 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_47, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_62, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber, XmlName_48, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber, XmlName_63, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3765,8 +3996,22 @@ int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"timeCompact", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_64, 8) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_65, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"timeCompact", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3777,11 +4022,11 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_49, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_66, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_50, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_67, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).double_secs, XmlName_51, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).double_secs, XmlName_68, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3791,8 +4036,8 @@ int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_52, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_53, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_69, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_70, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3802,9 +4047,16 @@ int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerMaxLadenWeight, XmlName_54, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerWeightUnladen, XmlName_55, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_71, 14) == 0) {
+      if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 14)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerMaxLadenWeight, XmlName_72, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerWeightUnladen, XmlName_73, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3814,8 +4066,8 @@ int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_56, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_57, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_74, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_75, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3835,7 +4087,7 @@ int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_13, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3857,7 +4109,14 @@ int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, co
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_16, 18) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3875,8 +4134,15 @@ int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_58, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"vehicleAxlesNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_76, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_77, 18) == 0) {
+      if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_77, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"vehicleAxlesNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3886,8 +4152,15 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_59, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"numberOfAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_78, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_79, 13) == 0) {
+      if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_79, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"numberOfAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3906,8 +4179,8 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_57, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_60, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_75, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_80, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3943,9 +4216,9 @@ int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_61, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_62, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidthOverall, XmlName_63, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_81, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidthOverall, XmlName_83, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3956,7 +4229,7 @@ int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_13, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3979,10 +4252,17 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_64, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_65, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_66, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_84, 28) == 0) {
+      if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_84, 28)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_85, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_86, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4016,9 +4296,9 @@ int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_67, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_68, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_69, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_88, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_89, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_90, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -154,11 +154,42 @@ class XmlEmitter(TextEmitter):
                 w.line("if ((%s != 0) && (stat = %s) != 0) return LOG_RTERR(ctxt, stat);"
                        % (" || ".join(conds + [call]), gcall))
                 return
+        if raw is not None and self.uses_typedef_codec(rt) and \
+                rt.typedef.body.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF"):
+            self.enc_container(w, rt, expr, name, raw)
+            return
         if self.uses_typedef_codec(rt):
             arg = "&%s" % expr if rt.typedef.body.kind in POINTER_KINDS else expr
             self.check(w, "XmlEnc_%s(ctxt, %s, %s, ns.childURI)" % (rt.typedef.cname, arg, name))
         else:
             self.enc_inline(w, rt, expr, name, "ns.pChild")
+
+    def enc_container(self, w, rt, expr, name, raw):
+        """A member of a structured type with an encoder of its own: its start and end tag are
+        written here by the fast writers around the encoder called with an empty name (which
+        writes the content straight in), the name pushed in between as the encoder would; when
+        the fast start does not apply, or a check that the encoder makes before its start tag
+        would fail, the encoder is called with the name."""
+        td = rt.typedef
+        while td.alias is not None and self.uses_typedef_codec(td.body):
+            td = td.alias
+        conds = []
+        c = td.body.cons
+        if td.body.kind == "SEQUENCE_OF" and c.has_size() and not c.size_ext:
+            conds = range_conds("QSUINT32", c.size_lo, c.size_hi, "%s.count" % expr)
+        nm = "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8")))
+        call = "XmlEnc_%s(ctxt, &%s, %%s, ns.childURI)" % (rt.typedef.cname, expr)
+        w.line("if (%srtXmlEncFastStart(ctxt, %s) == 0) {" % ("".join("!(%s) && " % x for x in conds), nm))
+        w.indent()
+        self.check(w, call % qs(""))
+        w.line("if ((stat = rtXmlEncFastEnd(ctxt, %s)) != 0) {" % nm)
+        # the encoder's own end tag would have recorded the failure there first
+        w.line('   rtxErrSetData(ctxt, stat, "../src/etsi/%sEnc.cpp", __LINE__);' % td.module.name)
+        w.line("   return LOG_RTERR(ctxt, stat);")
+        w.line("}")
+        w.dedent()
+        w.line("}")
+        w.line("else if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % (call % name))
 
     def enc_inline(self, w, rt, expr, name, rec):
         k = rt.kind
