@@ -218,6 +218,9 @@ int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len);
 int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
                      const char* name, QSSIZE len);
 int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len);
+/* BIT STRING of nbits bits (at most maxbits) from data. */
+int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
+                     QSSIZE len);
 /* Start tag of an element whose content follows: written and the name pushed as by
  * rtXmlEncStartElement (0), or nothing done (1). */
 int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len);

@@ -397,6 +397,13 @@ int rtXmlEncStartDocument(QSCTXT* ctxt)
    if (ctxt->flags & QSXMLC14N) return 0;
 
    int stat = 0;
+   if (!info->writeBOM && info->encodingName == nullptr) {
+      static const char kDecl[] = "<?xml version=\"1.0\" encoding=\"" QSXMLHDRUTF8 "\"?>";
+      stat = putText(ctxt, kDecl, sizeof(kDecl) - 1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->xmlState = QSXMLHEADER;
+      return 0;
+   }
    if (info->writeBOM && info->encoding == 0) stat = putText(ctxt, "\xEF\xBB\xBF", 3);
    const char* encName = (info->encodingName != nullptr) ? info->encodingName : QSXMLHDRUTF8;
    if (stat == 0) stat = putText(ctxt, "<?xml version=\"1.0\" encoding=\"", 30);
@@ -862,31 +869,28 @@ inline QSOCTET* fastPaddedTag(QSOCTET* p, bool endTag, const char* name, QSSIZE 
    return p;
 }
 
-/* Number of decimal digits of v. */
-inline QSSIZE decDigits(QSUINT64 v)
-{
-   QSSIZE n = 1;
-   while (v >= 100) {
-      v /= 100;
-      n += 2;
-   }
-   return n + (v >= 10);
-}
-
 /* <name>[-]digits</name> on a line of its own. */
 int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
 {
    QSSIZE indent;
    if (!fastState(ctxt, &indent)) return 1;
    QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSSIZE ndigits = decDigits(magnitude);
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 1 + ndigits);
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 21);
    if (p == nullptr) return 1;
    p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
    *p = '-';
    p += negative;
-   rtxTxtFormatUInt64((char*)p + ndigits, magnitude);
-   fastCommit(ctxt, fastPaddedTag(p + ndigits, true, name, len));
+   if (magnitude < 10) {
+      *p++ = (QSOCTET)('0' + magnitude);
+   }
+   else {
+      /* the digits end at a fixed place of a block that is copied whole */
+      char digits[48];
+      char* first = rtxTxtFormatUInt64(digits + 24, magnitude);
+      std::memcpy(p, first, 24);
+      p += digits + 24 - first;
+   }
+   fastCommit(ctxt, fastPaddedTag(p, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
 }
@@ -977,4 +981,19 @@ int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
       }
    }
    return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)name, nullptr);
+}
+
+int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
+                     QSSIZE len)
+{
+   QSSIZE indent;
+   if (nbits == 0 || data == nullptr || nbits > maxbits || nbits > 4096 || !fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + nbits + 8);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
+   fastCommit(ctxt, fastPaddedTag(p + nbits, true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
 }

@@ -1137,7 +1137,7 @@ int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       }
       else if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"itsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1156,7 +1156,7 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_2, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1176,7 +1176,7 @@ int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
       }
       else if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"activePrioritizations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1192,7 +1192,7 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
    if ((*pvalue).m.maxVehicleWeightPresent) {
       if (((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleWeight, XmlName_5, 16) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1212,7 +1212,7 @@ int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
       }
       else if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"signalHeadLocations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1225,7 +1225,7 @@ int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
    if ((*pvalue).m.stateChangeReasonPresent) {
       if (((*pvalue).stateChangeReason > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue).stateChangeReason, XmlName_7, 17) != 0) && (stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1258,7 +1258,7 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
       }
       else if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1276,7 +1276,7 @@ int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
       }
    }
    else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1292,7 +1292,7 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
    if ((*pvalue).m.fuelPresent) {
       if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1308,7 +1308,7 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    if ((*pvalue).m.batteryStatusPresent) {
       if (((*pvalue).batteryStatus > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue).batteryStatus, XmlName_14, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1324,7 +1324,7 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
    if ((*pvalue).m.rejectedReasonPresent) {
       if (((*pvalue).rejectedReason > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue).rejectedReason, XmlName_16, 14) != 0) && (stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1351,7 +1351,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
    if ((*pvalue).m.timeReferencePresent) {
       if (((*pvalue).timeReference > 60000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeReference, XmlName_20, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1391,7 +1391,7 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
    if ((*pvalue).m.intersectionIDPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).intersectionID, XmlName_24, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1424,7 +1424,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).priorState > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).priorState, XmlName_26, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_27, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1464,7 +1464,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
    else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).nodeZ, XmlName_29, 5) != 0) && (stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroupID, XmlName_30, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

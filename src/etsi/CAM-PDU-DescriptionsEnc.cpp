@@ -1006,23 +1006,28 @@ static const char XmlName_25[32] = "longitudinalAcceleration";
 static const char XmlName_26[16] = "curvature";
 static const char XmlName_27[32] = "curvatureCalculationMode";
 static const char XmlName_28[16] = "yawRate";
-static const char XmlName_29[16] = "lanePosition";
-static const char XmlName_30[32] = "steeringWheelAngle";
-static const char XmlName_31[32] = "lateralAcceleration";
-static const char XmlName_32[32] = "verticalAcceleration";
-static const char XmlName_33[32] = "performanceClass";
-static const char XmlName_34[32] = "cenDsrcTollingZone";
-static const char XmlName_35[16] = "vehicleRole";
-static const char XmlName_36[16] = "pathHistory";
-static const char XmlName_37[32] = "embarkationStatus";
-static const char XmlName_38[16] = "ptActivation";
-static const char XmlName_39[32] = "dangerousGoodsBasic";
-static const char XmlName_40[32] = "roadworksSubCauseCode";
-static const char XmlName_41[16] = "closedLanes";
-static const char XmlName_42[32] = "incidentIndication";
-static const char XmlName_43[16] = "trafficRule";
-static const char XmlName_44[16] = "speedLimit";
-static const char XmlName_45[32] = "protectedCommunicationZonesRSU";
+static const char XmlName_29[32] = "accelerationControl";
+static const char XmlName_30[16] = "lanePosition";
+static const char XmlName_31[32] = "steeringWheelAngle";
+static const char XmlName_32[32] = "lateralAcceleration";
+static const char XmlName_33[32] = "verticalAcceleration";
+static const char XmlName_34[32] = "performanceClass";
+static const char XmlName_35[32] = "cenDsrcTollingZone";
+static const char XmlName_36[16] = "vehicleRole";
+static const char XmlName_37[16] = "exteriorLights";
+static const char XmlName_38[16] = "pathHistory";
+static const char XmlName_39[32] = "embarkationStatus";
+static const char XmlName_40[16] = "ptActivation";
+static const char XmlName_41[32] = "specialTransportType";
+static const char XmlName_42[32] = "lightBarSirenInUse";
+static const char XmlName_43[32] = "dangerousGoodsBasic";
+static const char XmlName_44[32] = "roadworksSubCauseCode";
+static const char XmlName_45[16] = "closedLanes";
+static const char XmlName_46[32] = "incidentIndication";
+static const char XmlName_47[32] = "emergencyPriority";
+static const char XmlName_48[16] = "trafficRule";
+static const char XmlName_49[16] = "speedLimit";
+static const char XmlName_50[32] = "protectedCommunicationZonesRSU";
 
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -1108,7 +1113,7 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
       }
       else if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"specialVehicleContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1291,7 +1296,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
       }
    }
    else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1353,15 +1358,15 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
    }
    else if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"yawRate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.accelerationControlPresent) {
-      if ((stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).accelerationControl.numbits < 7 || (*pvalue).accelerationControl.numbits > 7 || rtXmlEncFastBits(ctxt, (*pvalue).accelerationControl.numbits, (*pvalue).accelerationControl.data, 8 * sizeof((*pvalue).accelerationControl.data), XmlName_29, 19) != 0) && (stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lanePositionPresent) {
-      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_29, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_30, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.steeringWheelAnglePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_30, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 18) == 0) {
          if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1369,9 +1374,9 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       else if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"steeringWheelAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lateralAccelerationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_31, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_32, 19) == 0) {
          if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1379,9 +1384,9 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       else if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"lateralAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.verticalAccelerationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_32, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 20) == 0) {
          if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1389,12 +1394,12 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       else if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"verticalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.performanceClassPresent) {
-      if (((*pvalue).performanceClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).performanceClass, XmlName_33, 16) != 0) && (stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).performanceClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).performanceClass, XmlName_34, 16) != 0) && (stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.cenDsrcTollingZonePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_34, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 18) == 0) {
          if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_34, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1410,11 +1415,11 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_35, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).pathHistory.count > 40) && rtXmlEncFastStart(ctxt, XmlName_36, 11) == 0) {
+   if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_36, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).exteriorLights.numbits < 8 || (*pvalue).exteriorLights.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).exteriorLights.numbits, (*pvalue).exteriorLights.data, 8 * sizeof((*pvalue).exteriorLights.data), XmlName_37, 14) != 0) && (stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).pathHistory.count > 40) && rtXmlEncFastStart(ctxt, XmlName_38, 11) == 0) {
       if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_36, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -1429,11 +1434,11 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_37, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_39, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_38, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_40, 12) == 0) {
          if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1449,8 +1454,8 @@ int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_41, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1460,7 +1465,7 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_39, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_43, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1471,13 +1476,13 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_40, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_44, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.closedLanesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_41, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 11) == 0) {
          if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1493,7 +1498,7 @@ int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1503,11 +1508,11 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
          if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1515,7 +1520,7 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
       else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.emergencyPriorityPresent) {
-      if ((stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).emergencyPriority.numbits < 2 || (*pvalue).emergencyPriority.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).emergencyPriority.numbits, (*pvalue).emergencyPriority.data, 8 * sizeof((*pvalue).emergencyPriority.data), XmlName_47, 17) != 0) && (stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1526,11 +1531,11 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
          if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1538,10 +1543,10 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
       else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficRulePresent) {
-      if (((*pvalue).trafficRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficRule, XmlName_43, 11) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).trafficRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficRule, XmlName_48, 11) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_44, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_49, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1553,16 +1558,16 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
-      if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_45, 30) == 0) {
+      if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_50, 30) == 0) {
          if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 30)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 30)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"protectedCommunicationZonesRSU", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

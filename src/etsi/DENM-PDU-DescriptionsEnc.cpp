@@ -882,28 +882,31 @@ static const char XmlName_29[16] = "posCentMass";
 static const char XmlName_30[32] = "wheelBaseVehicle";
 static const char XmlName_31[16] = "turningRadius";
 static const char XmlName_32[16] = "posFrontAx";
-static const char XmlName_33[16] = "vehicleMass";
-static const char XmlName_34[32] = "requestResponseIndication";
-static const char XmlName_35[16] = "closedLanes";
-static const char XmlName_36[16] = "restriction";
-static const char XmlName_37[16] = "speedLimit";
-static const char XmlName_38[32] = "incidentIndication";
-static const char XmlName_39[16] = "recommendedPath";
-static const char XmlName_40[32] = "startingPointSpeedLimit";
-static const char XmlName_41[16] = "trafficFlowRule";
-static const char XmlName_42[16] = "referenceDenms";
-static const char XmlName_43[16] = "stationarySince";
-static const char XmlName_44[16] = "stationaryCause";
-static const char XmlName_45[32] = "carryingDangerousGoods";
-static const char XmlName_46[32] = "numberOfOccupants";
-static const char XmlName_47[32] = "vehicleIdentification";
-static const char XmlName_48[16] = "lanePosition";
-static const char XmlName_49[16] = "impactReduction";
-static const char XmlName_50[32] = "externalTemperature";
-static const char XmlName_51[16] = "roadWorks";
-static const char XmlName_52[32] = "positioningSolution";
-static const char XmlName_53[32] = "stationaryVehicle";
-static const char XmlName_54[16] = "ActionID";
+static const char XmlName_33[32] = "positionOfOccupants";
+static const char XmlName_34[16] = "vehicleMass";
+static const char XmlName_35[32] = "requestResponseIndication";
+static const char XmlName_36[32] = "lightBarSirenInUse";
+static const char XmlName_37[16] = "closedLanes";
+static const char XmlName_38[16] = "restriction";
+static const char XmlName_39[16] = "speedLimit";
+static const char XmlName_40[32] = "incidentIndication";
+static const char XmlName_41[16] = "recommendedPath";
+static const char XmlName_42[32] = "startingPointSpeedLimit";
+static const char XmlName_43[16] = "trafficFlowRule";
+static const char XmlName_44[16] = "referenceDenms";
+static const char XmlName_45[16] = "stationarySince";
+static const char XmlName_46[16] = "stationaryCause";
+static const char XmlName_47[32] = "carryingDangerousGoods";
+static const char XmlName_48[32] = "numberOfOccupants";
+static const char XmlName_49[32] = "vehicleIdentification";
+static const char XmlName_50[32] = "energyStorageType";
+static const char XmlName_51[16] = "lanePosition";
+static const char XmlName_52[16] = "impactReduction";
+static const char XmlName_53[32] = "externalTemperature";
+static const char XmlName_54[16] = "roadWorks";
+static const char XmlName_55[32] = "positioningSolution";
+static const char XmlName_56[32] = "stationaryVehicle";
+static const char XmlName_57[16] = "ActionID";
 
 int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -1016,7 +1019,7 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
       if (((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).transmissionInterval, XmlName_14, 20) != 0) && (stat = XmlEnc_ITS_TransmissionInterval(ctxt, (*pvalue).transmissionInterval, (const QSUTF8CHAR*)"transmissionInterval", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_15, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1055,7 +1058,7 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
       }
       else if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"eventHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1096,7 +1099,7 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
    if ((*pvalue).m.roadTypePresent) {
       if (((*pvalue).roadType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue).roadType, XmlName_23, 8) != 0) && (stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1122,9 +1125,9 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
    if (((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wheelBaseVehicle, XmlName_30, 16) != 0) && (stat = XmlEnc_ITS_WheelBaseVehicle(ctxt, (*pvalue).wheelBaseVehicle, (const QSUTF8CHAR*)"wheelBaseVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).turningRadius < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).turningRadius, XmlName_31, 13) != 0) && (stat = XmlEnc_ITS_TurningRadius(ctxt, (*pvalue).turningRadius, (const QSUTF8CHAR*)"turningRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posFrontAx, XmlName_32, 10) != 0) && (stat = XmlEnc_ITS_PosFrontAx(ctxt, (*pvalue).posFrontAx, (const QSUTF8CHAR*)"posFrontAx", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMass, XmlName_33, 11) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).requestResponseIndication > 1 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)(*pvalue).requestResponseIndication, XmlName_34, 25) != 0) && (stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).positionOfOccupants.numbits < 20 || (*pvalue).positionOfOccupants.numbits > 20 || rtXmlEncFastBits(ctxt, (*pvalue).positionOfOccupants.numbits, (*pvalue).positionOfOccupants.data, 8 * sizeof((*pvalue).positionOfOccupants.data), XmlName_33, 19) != 0) && (stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMass, XmlName_34, 11) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestResponseIndication > 1 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)(*pvalue).requestResponseIndication, XmlName_35, 25) != 0) && (stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1135,12 +1138,12 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lightBarSirenInUsePresent) {
-      if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_36, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.closedLanesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_35, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_37, 11) == 0) {
          if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_37, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1148,9 +1151,9 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       else if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_36, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_38, 11) == 0) {
          if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_36, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1158,12 +1161,12 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       else if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"restriction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_37, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_39, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.incidentIndicationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_38, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_40, 18) == 0) {
          if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1171,9 +1174,9 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recommendedPathPresent) {
-      if (!((*pvalue).recommendedPath.count < 1) && !((*pvalue).recommendedPath.count > 40) && rtXmlEncFastStart(ctxt, XmlName_39, 15) == 0) {
+      if (!((*pvalue).recommendedPath.count < 1) && !((*pvalue).recommendedPath.count > 40) && rtXmlEncFastStart(ctxt, XmlName_41, 15) == 0) {
          if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_39, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1181,9 +1184,9 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       else if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"recommendedPath", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.startingPointSpeedLimitPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_40, 23) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_42, 23) == 0) {
          if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 23)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 23)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1191,12 +1194,12 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"startingPointSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficFlowRulePresent) {
-      if (((*pvalue).trafficFlowRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficFlowRule, XmlName_41, 15) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficFlowRule, (const QSUTF8CHAR*)"trafficFlowRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).trafficFlowRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficFlowRule, XmlName_43, 15) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficFlowRule, (const QSUTF8CHAR*)"trafficFlowRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referenceDenmsPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 14) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_44, 14) == 0) {
          if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 14)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 14)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1213,12 +1216,12 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stationarySincePresent) {
-      if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_43, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_45, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryCausePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_44, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 15) == 0) {
          if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1226,9 +1229,9 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
       else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"stationaryCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.carryingDangerousGoodsPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_45, 22) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
          if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 22)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1236,12 +1239,12 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
       else if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"carryingDangerousGoods", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.numberOfOccupantsPresent) {
-      if (((*pvalue).numberOfOccupants > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfOccupants, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_NumberOfOccupants(ctxt, (*pvalue).numberOfOccupants, (const QSUTF8CHAR*)"numberOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).numberOfOccupants > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfOccupants, XmlName_48, 17) != 0) && (stat = XmlEnc_ITS_NumberOfOccupants(ctxt, (*pvalue).numberOfOccupants, (const QSUTF8CHAR*)"numberOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleIdentificationPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_47, 21) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 21) == 0) {
          if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 21)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 21)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1249,7 +1252,7 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
       else if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"vehicleIdentification", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.energyStorageTypePresent) {
-      if ((stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).energyStorageType.numbits < 7 || (*pvalue).energyStorageType.numbits > 7 || rtXmlEncFastBits(ctxt, (*pvalue).energyStorageType.numbits, (*pvalue).energyStorageType.data, 8 * sizeof((*pvalue).energyStorageType.data), XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -1261,12 +1264,12 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePositionPresent) {
-      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_48, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_51, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.impactReductionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_52, 15) == 0) {
          if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1274,12 +1277,12 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
       else if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"impactReduction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.externalTemperaturePresent) {
-      if (((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).externalTemperature, XmlName_50, 19) != 0) && (stat = XmlEnc_ITS_Temperature(ctxt, (*pvalue).externalTemperature, (const QSUTF8CHAR*)"externalTemperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).externalTemperature, XmlName_53, 19) != 0) && (stat = XmlEnc_ITS_Temperature(ctxt, (*pvalue).externalTemperature, (const QSUTF8CHAR*)"externalTemperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadWorksPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_51, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 9) == 0) {
          if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_51, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -1287,19 +1290,19 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
       else if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"roadWorks", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positioningSolutionPresent) {
-      if (((*pvalue).positioningSolution > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)(*pvalue).positioningSolution, XmlName_52, 19) != 0) && (stat = XmlEnc_ITS_PositioningSolutionType(ctxt, (*pvalue).positioningSolution, (const QSUTF8CHAR*)"positioningSolution", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).positioningSolution > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)(*pvalue).positioningSolution, XmlName_55, 19) != 0) && (stat = XmlEnc_ITS_PositioningSolutionType(ctxt, (*pvalue).positioningSolution, (const QSUTF8CHAR*)"positioningSolution", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryVehiclePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_53, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_56, 17) == 0) {
          if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"stationaryVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -1319,9 +1322,9 @@ int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_54, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_57, 8) == 0) {
          if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }

@@ -8919,135 +8919,148 @@ static const char XmlName_36[16] = "small";
 static const char XmlName_37[16] = "large";
 static const char XmlName_38[16] = "Connection";
 static const char XmlName_39[16] = "lane";
-static const char XmlName_40[16] = "connectingLane";
-static const char XmlName_41[32] = "remoteIntersection";
-static const char XmlName_42[16] = "signalGroup";
-static const char XmlName_43[16] = "userClass";
-static const char XmlName_44[16] = "connectionID";
-static const char XmlName_45[16] = "queueLength";
-static const char XmlName_46[32] = "availableStorageLength";
-static const char XmlName_47[16] = "waitOnStop";
-static const char XmlName_48[32] = "pedBicycleDetect";
-static const char XmlName_49[16] = "year";
-static const char XmlName_50[16] = "month";
-static const char XmlName_51[16] = "day";
-static const char XmlName_52[16] = "hour";
-static const char XmlName_53[16] = "minute";
-static const char XmlName_54[16] = "offset";
-static const char XmlName_55[16] = "LaneID";
-static const char XmlName_56[16] = "utcTime";
-static const char XmlName_57[16] = "long";
-static const char XmlName_58[16] = "lat";
-static const char XmlName_59[16] = "elevation";
-static const char XmlName_60[16] = "heading";
-static const char XmlName_61[16] = "posAccuracy";
-static const char XmlName_62[16] = "timeConfidence";
-static const char XmlName_63[16] = "posConfidence";
-static const char XmlName_64[16] = "speedConfidence";
-static const char XmlName_65[16] = "laneID";
-static const char XmlName_66[16] = "ingressApproach";
-static const char XmlName_67[16] = "egressApproach";
-static const char XmlName_68[16] = "laneAttributes";
-static const char XmlName_69[16] = "nodeList";
-static const char XmlName_70[16] = "connectsTo";
-static const char XmlName_71[16] = "overlays";
-static const char XmlName_72[16] = "approach";
-static const char XmlName_73[16] = "connection";
-static const char XmlName_74[16] = "id";
-static const char XmlName_75[16] = "revision";
-static const char XmlName_76[16] = "refPoint";
-static const char XmlName_77[16] = "laneWidth";
-static const char XmlName_78[16] = "speedLimits";
-static const char XmlName_79[16] = "laneSet";
-static const char XmlName_80[32] = "preemptPriorityData";
-static const char XmlName_81[32] = "IntersectionGeometry";
-static const char XmlName_82[16] = "region";
-static const char XmlName_83[16] = "moy";
-static const char XmlName_84[16] = "enabledLanes";
-static const char XmlName_85[16] = "states";
-static const char XmlName_86[32] = "maneuverAssistList";
-static const char XmlName_87[32] = "IntersectionState";
-static const char XmlName_88[16] = "laneType";
-static const char XmlName_89[32] = "pathEndPointAngle";
-static const char XmlName_90[32] = "laneCrownPointCenter";
-static const char XmlName_91[32] = "laneCrownPointLeft";
-static const char XmlName_92[32] = "laneCrownPointRight";
-static const char XmlName_93[16] = "laneAngle";
-static const char XmlName_94[32] = "LaneDataAttribute";
-static const char XmlName_95[16] = "GenericLane";
-static const char XmlName_96[32] = "ConnectionManeuverAssist";
-static const char XmlName_97[16] = "eventState";
-static const char XmlName_98[16] = "timing";
-static const char XmlName_99[16] = "speeds";
-static const char XmlName_100[16] = "MovementEvent";
-static const char XmlName_101[16] = "MovementState";
-static const char XmlName_102[32] = "state-time-speed";
-static const char XmlName_103[16] = "localNode";
-static const char XmlName_104[16] = "disabled";
-static const char XmlName_105[16] = "enabled";
-static const char XmlName_106[16] = "data";
-static const char XmlName_107[16] = "dWidth";
-static const char XmlName_108[16] = "dElevation";
-static const char XmlName_109[16] = "NodeAttributeXY";
-static const char XmlName_110[16] = "lon";
-static const char XmlName_111[16] = "x";
-static const char XmlName_112[16] = "y";
-static const char XmlName_113[16] = "nodes";
-static const char XmlName_114[16] = "computed";
-static const char XmlName_115[16] = "node-XY1";
-static const char XmlName_116[16] = "node-XY2";
-static const char XmlName_117[16] = "node-XY3";
-static const char XmlName_118[16] = "node-XY4";
-static const char XmlName_119[16] = "node-XY5";
-static const char XmlName_120[16] = "node-XY6";
-static const char XmlName_121[16] = "node-LatLon";
-static const char XmlName_122[16] = "delta";
-static const char XmlName_123[16] = "attributes";
-static const char XmlName_124[16] = "NodeXY";
-static const char XmlName_125[16] = "semiMajor";
-static const char XmlName_126[16] = "semiMinor";
-static const char XmlName_127[16] = "orientation";
-static const char XmlName_128[16] = "pos";
-static const char XmlName_129[32] = "SignalControlZone";
-static const char XmlName_130[16] = "position";
-static const char XmlName_131[32] = "transitOccupancy";
-static const char XmlName_132[16] = "transitSchedule";
-static const char XmlName_133[16] = "role";
-static const char XmlName_134[16] = "subrole";
-static const char XmlName_135[16] = "request";
-static const char XmlName_136[16] = "iso3883";
-static const char XmlName_137[16] = "hpmsType";
-static const char XmlName_138[16] = "users";
-static const char XmlName_139[32] = "RestrictionClassAssignment";
-static const char XmlName_140[16] = "basicType";
-static const char XmlName_141[32] = "RestrictionUserType";
-static const char XmlName_142[16] = "roadLaneSet";
-static const char XmlName_143[16] = "RoadSegment";
-static const char XmlName_144[16] = "offsetSet";
-static const char XmlName_145[32] = "SegmentAttributeXY";
-static const char XmlName_146[16] = "zone";
-static const char XmlName_147[16] = "typeData";
-static const char XmlName_148[16] = "requestID";
-static const char XmlName_149[16] = "requestType";
-static const char XmlName_150[16] = "inBoundLane";
-static const char XmlName_151[16] = "outBoundLane";
-static const char XmlName_152[32] = "SignalRequestPackage";
-static const char XmlName_153[16] = "duration";
-static const char XmlName_154[16] = "sigStatus";
-static const char XmlName_155[16] = "SignalStatus";
-static const char XmlName_156[32] = "SignalStatusPackage";
-static const char XmlName_157[16] = "requester";
-static const char XmlName_158[16] = "inboundOn";
-static const char XmlName_159[16] = "outboundOn";
-static const char XmlName_160[16] = "throttle";
-static const char XmlName_161[32] = "RegulatorySpeedLimit";
-static const char XmlName_162[16] = "startTime";
-static const char XmlName_163[16] = "minEndTime";
-static const char XmlName_164[16] = "maxEndTime";
-static const char XmlName_165[16] = "likelyTime";
-static const char XmlName_166[16] = "nextTime";
-static const char XmlName_167[16] = "transmisson";
-static const char XmlName_168[16] = "stationID";
+static const char XmlName_40[16] = "maneuver";
+static const char XmlName_41[16] = "connectingLane";
+static const char XmlName_42[32] = "remoteIntersection";
+static const char XmlName_43[16] = "signalGroup";
+static const char XmlName_44[16] = "userClass";
+static const char XmlName_45[16] = "connectionID";
+static const char XmlName_46[16] = "queueLength";
+static const char XmlName_47[32] = "availableStorageLength";
+static const char XmlName_48[16] = "waitOnStop";
+static const char XmlName_49[32] = "pedBicycleDetect";
+static const char XmlName_50[16] = "year";
+static const char XmlName_51[16] = "month";
+static const char XmlName_52[16] = "day";
+static const char XmlName_53[16] = "hour";
+static const char XmlName_54[16] = "minute";
+static const char XmlName_55[16] = "offset";
+static const char XmlName_56[16] = "LaneID";
+static const char XmlName_57[16] = "utcTime";
+static const char XmlName_58[16] = "long";
+static const char XmlName_59[16] = "lat";
+static const char XmlName_60[16] = "elevation";
+static const char XmlName_61[16] = "heading";
+static const char XmlName_62[16] = "posAccuracy";
+static const char XmlName_63[16] = "timeConfidence";
+static const char XmlName_64[16] = "posConfidence";
+static const char XmlName_65[16] = "speedConfidence";
+static const char XmlName_66[16] = "laneID";
+static const char XmlName_67[16] = "ingressApproach";
+static const char XmlName_68[16] = "egressApproach";
+static const char XmlName_69[16] = "laneAttributes";
+static const char XmlName_70[16] = "maneuvers";
+static const char XmlName_71[16] = "nodeList";
+static const char XmlName_72[16] = "connectsTo";
+static const char XmlName_73[16] = "overlays";
+static const char XmlName_74[16] = "approach";
+static const char XmlName_75[16] = "connection";
+static const char XmlName_76[16] = "id";
+static const char XmlName_77[16] = "revision";
+static const char XmlName_78[16] = "refPoint";
+static const char XmlName_79[16] = "laneWidth";
+static const char XmlName_80[16] = "speedLimits";
+static const char XmlName_81[16] = "laneSet";
+static const char XmlName_82[32] = "preemptPriorityData";
+static const char XmlName_83[32] = "IntersectionGeometry";
+static const char XmlName_84[16] = "region";
+static const char XmlName_85[16] = "moy";
+static const char XmlName_86[16] = "enabledLanes";
+static const char XmlName_87[16] = "states";
+static const char XmlName_88[32] = "maneuverAssistList";
+static const char XmlName_89[32] = "IntersectionState";
+static const char XmlName_90[16] = "directionalUse";
+static const char XmlName_91[16] = "sharedWith";
+static const char XmlName_92[16] = "laneType";
+static const char XmlName_93[32] = "pathEndPointAngle";
+static const char XmlName_94[32] = "laneCrownPointCenter";
+static const char XmlName_95[32] = "laneCrownPointLeft";
+static const char XmlName_96[32] = "laneCrownPointRight";
+static const char XmlName_97[16] = "laneAngle";
+static const char XmlName_98[32] = "LaneDataAttribute";
+static const char XmlName_99[16] = "GenericLane";
+static const char XmlName_100[16] = "vehicle";
+static const char XmlName_101[16] = "crosswalk";
+static const char XmlName_102[16] = "bikeLane";
+static const char XmlName_103[16] = "sidewalk";
+static const char XmlName_104[16] = "median";
+static const char XmlName_105[16] = "striping";
+static const char XmlName_106[16] = "trackedVehicle";
+static const char XmlName_107[16] = "parking";
+static const char XmlName_108[32] = "ConnectionManeuverAssist";
+static const char XmlName_109[16] = "eventState";
+static const char XmlName_110[16] = "timing";
+static const char XmlName_111[16] = "speeds";
+static const char XmlName_112[16] = "MovementEvent";
+static const char XmlName_113[16] = "MovementState";
+static const char XmlName_114[32] = "state-time-speed";
+static const char XmlName_115[16] = "localNode";
+static const char XmlName_116[16] = "disabled";
+static const char XmlName_117[16] = "enabled";
+static const char XmlName_118[16] = "data";
+static const char XmlName_119[16] = "dWidth";
+static const char XmlName_120[16] = "dElevation";
+static const char XmlName_121[16] = "NodeAttributeXY";
+static const char XmlName_122[16] = "lon";
+static const char XmlName_123[16] = "x";
+static const char XmlName_124[16] = "y";
+static const char XmlName_125[16] = "nodes";
+static const char XmlName_126[16] = "computed";
+static const char XmlName_127[16] = "node-XY1";
+static const char XmlName_128[16] = "node-XY2";
+static const char XmlName_129[16] = "node-XY3";
+static const char XmlName_130[16] = "node-XY4";
+static const char XmlName_131[16] = "node-XY5";
+static const char XmlName_132[16] = "node-XY6";
+static const char XmlName_133[16] = "node-LatLon";
+static const char XmlName_134[16] = "delta";
+static const char XmlName_135[16] = "attributes";
+static const char XmlName_136[16] = "NodeXY";
+static const char XmlName_137[16] = "semiMajor";
+static const char XmlName_138[16] = "semiMinor";
+static const char XmlName_139[16] = "orientation";
+static const char XmlName_140[16] = "pos";
+static const char XmlName_141[32] = "SignalControlZone";
+static const char XmlName_142[16] = "position";
+static const char XmlName_143[16] = "transitStatus";
+static const char XmlName_144[32] = "transitOccupancy";
+static const char XmlName_145[16] = "transitSchedule";
+static const char XmlName_146[16] = "role";
+static const char XmlName_147[16] = "subrole";
+static const char XmlName_148[16] = "request";
+static const char XmlName_149[16] = "iso3883";
+static const char XmlName_150[16] = "hpmsType";
+static const char XmlName_151[16] = "users";
+static const char XmlName_152[32] = "RestrictionClassAssignment";
+static const char XmlName_153[16] = "basicType";
+static const char XmlName_154[32] = "RestrictionUserType";
+static const char XmlName_155[16] = "roadLaneSet";
+static const char XmlName_156[16] = "RoadSegment";
+static const char XmlName_157[16] = "offsetSet";
+static const char XmlName_158[32] = "SegmentAttributeXY";
+static const char XmlName_159[16] = "zone";
+static const char XmlName_160[16] = "typeData";
+static const char XmlName_161[16] = "requestID";
+static const char XmlName_162[16] = "requestType";
+static const char XmlName_163[16] = "inBoundLane";
+static const char XmlName_164[16] = "outBoundLane";
+static const char XmlName_165[32] = "SignalRequestPackage";
+static const char XmlName_166[16] = "duration";
+static const char XmlName_167[16] = "sigStatus";
+static const char XmlName_168[16] = "SignalStatus";
+static const char XmlName_169[32] = "SignalStatusPackage";
+static const char XmlName_170[16] = "requester";
+static const char XmlName_171[16] = "inboundOn";
+static const char XmlName_172[16] = "outboundOn";
+static const char XmlName_173[16] = "throttle";
+static const char XmlName_174[32] = "RegulatorySpeedLimit";
+static const char XmlName_175[16] = "startTime";
+static const char XmlName_176[16] = "minEndTime";
+static const char XmlName_177[16] = "maxEndTime";
+static const char XmlName_178[16] = "likelyTime";
+static const char XmlName_179[16] = "nextTime";
+static const char XmlName_180[16] = "transmisson";
+static const char XmlName_181[16] = "stationID";
 
 int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -9114,7 +9127,7 @@ int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, cons
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9208,7 +9221,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9279,7 +9292,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9361,7 +9374,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9433,7 +9446,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9503,7 +9516,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9618,7 +9631,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
       }
       else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9731,7 +9744,7 @@ int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_40, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9742,18 +9755,18 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_40, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_41, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"connectingLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.remoteIntersectionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_41, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_42, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -9761,13 +9774,13 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).remoteIntersection, (const QSUTF8CHAR*)"remoteIntersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.signalGroupPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_42, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.userClassPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_43, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).userClass, XmlName_44, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).userClass, (const QSUTF8CHAR*)"userClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_44, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9778,18 +9791,18 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_44, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.queueLengthPresent) {
-      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_45, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_46, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.availableStorageLengthPresent) {
-      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_46, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).availableStorageLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).availableStorageLength, XmlName_47, 22) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).availableStorageLength, (const QSUTF8CHAR*)"availableStorageLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.waitOnStopPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_47, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).waitOnStop, XmlName_48, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_WaitOnStopline(ctxt, (*pvalue).waitOnStop, (const QSUTF8CHAR*)"waitOnStop", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.pedBicycleDetectPresent) {
-      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_48, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBool(ctxt, (*pvalue).pedBicycleDetect, XmlName_49, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_PedestrianBicycleDetect(ctxt, (*pvalue).pedBicycleDetect, (const QSUTF8CHAR*)"pedBicycleDetect", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -9801,7 +9814,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
       }
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9880,7 +9893,7 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -9891,25 +9904,25 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_49, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_50, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.monthPresent) {
-      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_50, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).month > 12 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_51, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_DMonth(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dayPresent) {
-      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_51, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).day > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_52, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_DDay(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourPresent) {
-      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_52, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hour > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hour, XmlName_53, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DHour(ctxt, (*pvalue).hour, (const QSUTF8CHAR*)"hour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_53, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 60 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DMinute(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPresent) {
-      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9922,7 +9935,7 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -9934,22 +9947,22 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.utcTimePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_56, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_57, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"utcTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_57, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_58, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_59, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_60, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Heading(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
@@ -9962,9 +9975,9 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posAccuracyPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_61, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_61, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -9972,12 +9985,12 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionalAccuracy(ctxt, &(*pvalue).posAccuracy, (const QSUTF8CHAR*)"posAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeConfidencePresent) {
-      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_62, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeConfidence > 39 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, (QSINT32)(*pvalue).timeConfidence, XmlName_63, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeConfidence(ctxt, (*pvalue).timeConfidence, (const QSUTF8CHAR*)"timeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.posConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_63, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_64, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -9985,16 +9998,16 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_PositionConfidenceSet(ctxt, &(*pvalue).posConfidence, (const QSUTF8CHAR*)"posConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedConfidencePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_64, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_65, 15) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10004,39 +10017,39 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_65, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_66, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.ingressApproachPresent) {
-      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_66, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ingressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ingressApproach, XmlName_67, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).ingressApproach, (const QSUTF8CHAR*)"ingressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.egressApproachPresent) {
-      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_67, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).egressApproach > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).egressApproach, XmlName_68, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*pvalue).egressApproach, (const QSUTF8CHAR*)"egressApproach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_68, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_69, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_68, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes(ctxt, &(*pvalue).laneAttributes, (const QSUTF8CHAR*)"laneAttributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuversPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maneuvers.numbits < 12 || (*pvalue).maneuvers.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuvers.numbits, (*pvalue).maneuvers.data, 8 * sizeof((*pvalue).maneuvers.data), XmlName_70, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuvers, (const QSUTF8CHAR*)"maneuvers", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_69, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_71, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeListXY(ctxt, &(*pvalue).nodeList, (const QSUTF8CHAR*)"nodeList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectsToPresent) {
-      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_70, 10) == 0) {
+      if (!((*pvalue).connectsTo.count < 1) && !((*pvalue).connectsTo.count > 16) && rtXmlEncFastStart(ctxt, XmlName_72, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10044,9 +10057,9 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectsToList(ctxt, &(*pvalue).connectsTo, (const QSUTF8CHAR*)"connectsTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.overlaysPresent) {
-      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_71, 8) == 0) {
+      if (!((*pvalue).overlays.count < 1) && !((*pvalue).overlays.count > 5) && rtXmlEncFastStart(ctxt, XmlName_73, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_OverlayLaneList(ctxt, &(*pvalue).overlays, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_73, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10063,7 +10076,7 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       }
       else if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10121,11 +10134,11 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
       break;
    case 2:
       if ((*pvalue).u.approach == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_72, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.approach) > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.approach), XmlName_74, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ApproachID(ctxt, (*(*pvalue).u.approach), (const QSUTF8CHAR*)"approach", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.connection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_73, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.connection), XmlName_75, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*(*pvalue).u.connection), (const QSUTF8CHAR*)"connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -10147,48 +10160,48 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_75, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_77, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_78, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_79, 7) == 0) {
+   if (!((*pvalue).laneSet.count < 1) && !((*pvalue).laneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_81, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_79, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_LaneList(ctxt, &(*pvalue).laneSet, (const QSUTF8CHAR*)"laneSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.preemptPriorityDataPresent) {
-      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_80, 19) == 0) {
+      if (!((*pvalue).preemptPriorityData.count < 1) && !((*pvalue).preemptPriorityData.count > 32) && rtXmlEncFastStart(ctxt, XmlName_82, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_PreemptPriorityList(ctxt, &(*pvalue).preemptPriorityData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_82, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10205,7 +10218,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10254,9 +10267,9 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_81, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_83, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10273,9 +10286,9 @@ int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_82, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_74, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10288,44 +10301,44 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_75, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).status.numbits < 16 || (*pvalue).status.numbits > 16 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionStatusObject(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.moyPresent) {
-      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_83, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).moy > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).moy, XmlName_85, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).moy, (const QSUTF8CHAR*)"moy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeStampPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledLanesPresent) {
-      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_84, 12) == 0) {
+      if (!((*pvalue).enabledLanes.count < 1) && !((*pvalue).enabledLanes.count > 16) && rtXmlEncFastStart(ctxt, XmlName_86, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_84, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_EnabledLaneList(ctxt, &(*pvalue).enabledLanes, (const QSUTF8CHAR*)"enabledLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_85, 6) == 0) {
+   if (!((*pvalue).states.count < 1) && !((*pvalue).states.count > 255) && rtXmlEncFastStart(ctxt, XmlName_87, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_85, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementList(ctxt, &(*pvalue).states, (const QSUTF8CHAR*)"states", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_86, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10342,7 +10355,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10395,9 +10408,9 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_87, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_89, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_87, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_89, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10413,11 +10426,11 @@ int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_88, 8) == 0) {
+   if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_90, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_91, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_92, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_LaneTypeAttributes(ctxt, &(*pvalue).laneType, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_92, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -10466,29 +10479,29 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_89, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.pathEndPointAngle) < -150 || (*(*pvalue).u.pathEndPointAngle) > 150 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.pathEndPointAngle), XmlName_93, 17) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaAngle(ctxt, (*(*pvalue).u.pathEndPointAngle), (const QSUTF8CHAR*)"pathEndPointAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.laneCrownPointCenter == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_90, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointCenter), XmlName_94, 20) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointCenter), (const QSUTF8CHAR*)"laneCrownPointCenter", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.laneCrownPointLeft == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_91, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointLeft), XmlName_95, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointLeft), (const QSUTF8CHAR*)"laneCrownPointLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.laneCrownPointRight == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_92, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneCrownPointRight), XmlName_96, 19) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadwayCrownAngle(ctxt, (*(*pvalue).u.laneCrownPointRight), (const QSUTF8CHAR*)"laneCrownPointRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.laneAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_93, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.laneAngle) < -180 || (*(*pvalue).u.laneAngle) > 180 || rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.laneAngle), XmlName_97, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MergeDivergeNodeAngle(ctxt, (*(*pvalue).u.laneAngle), (const QSUTF8CHAR*)"laneAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.speedLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_78, 11) == 0) {
+      if (!((*(*pvalue).u.speedLimits).count < 1) && !((*(*pvalue).u.speedLimits).count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*(*pvalue).u.speedLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10562,9 +10575,9 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_94, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_98, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_94, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_98, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10582,9 +10595,9 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_95, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_95, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10612,35 +10625,35 @@ int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastBits(ctxt, (*(*pvalue).u.vehicle).numbits, (*(*pvalue).u.vehicle).data, 8 * sizeof((*(*pvalue).u.vehicle).data), XmlName_100, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Vehicle(ctxt, &(*(*pvalue).u.vehicle), (const QSUTF8CHAR*)"vehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.crosswalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.crosswalk).numbits < 16 || (*(*pvalue).u.crosswalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.crosswalk).numbits, (*(*pvalue).u.crosswalk).data, 8 * sizeof((*(*pvalue).u.crosswalk).data), XmlName_101, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Crosswalk(ctxt, &(*(*pvalue).u.crosswalk), (const QSUTF8CHAR*)"crosswalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.bikeLane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.bikeLane).numbits < 16 || (*(*pvalue).u.bikeLane).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.bikeLane).numbits, (*(*pvalue).u.bikeLane).data, 8 * sizeof((*(*pvalue).u.bikeLane).data), XmlName_102, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Bike(ctxt, &(*(*pvalue).u.bikeLane), (const QSUTF8CHAR*)"bikeLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.sidewalk == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.sidewalk).numbits < 16 || (*(*pvalue).u.sidewalk).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.sidewalk).numbits, (*(*pvalue).u.sidewalk).data, 8 * sizeof((*(*pvalue).u.sidewalk).data), XmlName_103, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Sidewalk(ctxt, &(*(*pvalue).u.sidewalk), (const QSUTF8CHAR*)"sidewalk", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.median == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.median).numbits < 16 || (*(*pvalue).u.median).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.median).numbits, (*(*pvalue).u.median).data, 8 * sizeof((*(*pvalue).u.median).data), XmlName_104, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Barrier(ctxt, &(*(*pvalue).u.median), (const QSUTF8CHAR*)"median", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.striping == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.striping).numbits < 16 || (*(*pvalue).u.striping).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.striping).numbits, (*(*pvalue).u.striping).data, 8 * sizeof((*(*pvalue).u.striping).data), XmlName_105, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Striping(ctxt, &(*(*pvalue).u.striping), (const QSUTF8CHAR*)"striping", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.trackedVehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trackedVehicle).numbits < 16 || (*(*pvalue).u.trackedVehicle).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.trackedVehicle).numbits, (*(*pvalue).u.trackedVehicle).data, 8 * sizeof((*(*pvalue).u.trackedVehicle).data), XmlName_106, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_TrackedVehicle(ctxt, &(*(*pvalue).u.trackedVehicle), (const QSUTF8CHAR*)"trackedVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.parking == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.parking).numbits < 16 || (*(*pvalue).u.parking).numbits > 16 || rtXmlEncFastBits(ctxt, (*(*pvalue).u.parking).numbits, (*(*pvalue).u.parking).data, 8 * sizeof((*(*pvalue).u.parking).data), XmlName_107, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneAttributes_Parking(ctxt, &(*(*pvalue).u.parking), (const QSUTF8CHAR*)"parking", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
@@ -10661,9 +10674,9 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_96, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_108, 24) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_96, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_108, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10679,11 +10692,11 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_97, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_109, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_98, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_110, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_98, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_110, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10691,9 +10704,9 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       else if ((stat = XmlEnc_ETSI_DSRC_TimeChangeDetails(ctxt, &(*pvalue).timing, (const QSUTF8CHAR*)"timing", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedsPresent) {
-      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_99, 6) == 0) {
+      if (!((*pvalue).speeds.count < 1) && !((*pvalue).speeds.count > 16) && rtXmlEncFastStart(ctxt, XmlName_111, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeedList(ctxt, &(*pvalue).speeds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_111, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10710,7 +10723,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10763,9 +10776,9 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_100, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_112, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_100, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_112, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10783,9 +10796,9 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_101, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_113, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_101, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10804,19 +10817,19 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
    if ((*pvalue).m.movementNamePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_42, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_102, 16) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_43, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).state_time_speed.count < 1) && !((*pvalue).state_time_speed.count > 16) && rtXmlEncFastStart(ctxt, XmlName_114, 16) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_102, 16)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_114, 16)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_MovementEventList(ctxt, &(*pvalue).state_time_speed, (const QSUTF8CHAR*)"state-time-speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverAssistListPresent) {
-      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_86, 18) == 0) {
+      if (!((*pvalue).maneuverAssistList.count < 1) && !((*pvalue).maneuverAssistList.count > 16) && rtXmlEncFastStart(ctxt, XmlName_88, 18) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ManeuverAssistList(ctxt, &(*pvalue).maneuverAssistList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10833,7 +10846,7 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10881,9 +10894,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.localNodePresent) {
-      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_103, 9) == 0) {
+      if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_115, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_103, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10891,9 +10904,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"localNode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.disabledPresent) {
-      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_104, 8) == 0) {
+      if (!((*pvalue).disabled.count < 1) && !((*pvalue).disabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_116, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10901,9 +10914,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).disabled, (const QSUTF8CHAR*)"disabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.enabledPresent) {
-      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_105, 7) == 0) {
+      if (!((*pvalue).enabled.count < 1) && !((*pvalue).enabled.count > 8) && rtXmlEncFastStart(ctxt, XmlName_117, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_105, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10911,9 +10924,9 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_SegmentAttributeXYList(ctxt, &(*pvalue).enabled, (const QSUTF8CHAR*)"enabled", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dataPresent) {
-      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_106, 4) == 0) {
+      if (!((*pvalue).data.count < 1) && !((*pvalue).data.count > 8) && rtXmlEncFastStart(ctxt, XmlName_118, 4) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_106, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -10921,10 +10934,10 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttributeList(ctxt, &(*pvalue).data, (const QSUTF8CHAR*)"data", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dWidthPresent) {
-      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_107, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dWidth < -512 || (*pvalue).dWidth > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dWidth, XmlName_119, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dWidth, (const QSUTF8CHAR*)"dWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dElevationPresent) {
-      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_108, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dElevation < -512 || (*pvalue).dElevation > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).dElevation, XmlName_120, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).dElevation, (const QSUTF8CHAR*)"dElevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -10936,7 +10949,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       }
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -10998,7 +11011,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_109, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_121, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11009,8 +11022,8 @@ int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_110, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_58, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_122, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11020,8 +11033,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11031,8 +11044,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11042,8 +11055,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11053,8 +11066,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11064,8 +11077,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11075,8 +11088,8 @@ int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_111, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_112, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11089,9 +11102,9 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_113, 5) == 0) {
+      if (!((*(*pvalue).u.nodes).count < 2) && !((*(*pvalue).u.nodes).count > 63) && rtXmlEncFastStart(ctxt, XmlName_125, 5) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*(*pvalue).u.nodes), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 5)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_125, 5)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11100,9 +11113,9 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
       break;
    case 2:
       if ((*pvalue).u.computed == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_114, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_126, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ComputedLane(ctxt, &(*(*pvalue).u.computed), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_114, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_126, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11129,9 +11142,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_115, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_127, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_20b(ctxt, &(*(*pvalue).u.node_XY1), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_115, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_127, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11140,9 +11153,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 2:
       if ((*pvalue).u.node_XY2 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_116, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_128, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_22b(ctxt, &(*(*pvalue).u.node_XY2), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_128, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11151,9 +11164,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 3:
       if ((*pvalue).u.node_XY3 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_117, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_129, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_24b(ctxt, &(*(*pvalue).u.node_XY3), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_129, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11162,9 +11175,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 4:
       if ((*pvalue).u.node_XY4 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_118, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_130, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_26b(ctxt, &(*(*pvalue).u.node_XY4), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11173,9 +11186,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 5:
       if ((*pvalue).u.node_XY5 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_119, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_131, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_28b(ctxt, &(*(*pvalue).u.node_XY5), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_119, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_131, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11184,9 +11197,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 6:
       if ((*pvalue).u.node_XY6 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_120, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_132, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_XY_32b(ctxt, &(*(*pvalue).u.node_XY6), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_120, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_132, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11195,9 +11208,9 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       break;
    case 7:
       if ((*pvalue).u.node_LatLon == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_121, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_133, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Node_LLmD_64b(ctxt, &(*(*pvalue).u.node_LatLon), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_121, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_133, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11245,25 +11258,25 @@ int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_122, 5) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_134, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_122, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"delta", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.attributesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_123, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_135, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_123, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11275,9 +11288,9 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_124, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_136, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_124, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_136, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11295,7 +11308,7 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11306,9 +11319,9 @@ int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_125, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_126, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_127, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_137, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_138, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_139, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11318,8 +11331,8 @@ int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_128, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_59, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_140, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11329,10 +11342,10 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_58, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_57, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
-      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_59, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).elevation < -4096 || (*pvalue).elevation > 61439 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_Elevation(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11344,7 +11357,7 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
       }
       else if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11397,9 +11410,9 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_129, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_141, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_129, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11426,9 +11439,9 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -11445,9 +11458,9 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positionPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_130, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorPositionVector(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11461,13 +11474,13 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).routeName, (const QSUTF8CHAR*)"routeName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitStatusPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitStatus.numbits < 8 || (*pvalue).transitStatus.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).transitStatus.numbits, (*pvalue).transitStatus.data, 8 * sizeof((*pvalue).transitStatus.data), XmlName_143, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleStatus(ctxt, &(*pvalue).transitStatus, (const QSUTF8CHAR*)"transitStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitOccupancyPresent) {
-      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_131, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitOccupancy > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, (QSINT32)(*pvalue).transitOccupancy, XmlName_144, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_TransitVehicleOccupancy(ctxt, (*pvalue).transitOccupancy, (const QSUTF8CHAR*)"transitOccupancy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transitSchedulePresent) {
-      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_132, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transitSchedule < -122 || (*pvalue).transitSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).transitSchedule, XmlName_145, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).transitSchedule, (const QSUTF8CHAR*)"transitSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11479,7 +11492,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11530,16 +11543,16 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_130, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"position", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.headingPresent) {
-      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_60, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).heading > 28800 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_Angle(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_22, 5) == 0) {
@@ -11551,7 +11564,7 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
       }
       else if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11561,18 +11574,18 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_133, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
-      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_134, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_147, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.requestPresent) {
-      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_135, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).request > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, (QSINT32)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestImportanceLevel(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.iso3883Present) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_136, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iso3883, XmlName_149, 7) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*pvalue).iso3883, (const QSUTF8CHAR*)"iso3883", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hpmsTypePresent) {
-      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_137, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).hpmsType > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, (QSINT32)(*pvalue).hpmsType, XmlName_150, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleType(ctxt, (*pvalue).hpmsType, (const QSUTF8CHAR*)"hpmsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -11584,7 +11597,7 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11611,10 +11624,10 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_74, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_138, 5) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_151, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_138, 5)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 5)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -11631,9 +11644,9 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_139, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_139, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11652,7 +11665,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_140, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.basicType) > 13 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, (QSINT32)(*(*pvalue).u.basicType), XmlName_153, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionAppliesTo(ctxt, (*(*pvalue).u.basicType), (const QSUTF8CHAR*)"basicType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.regional == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -11725,9 +11738,9 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_141, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_154, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_141, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11745,9 +11758,9 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_95, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_95, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_99, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11764,9 +11777,9 @@ int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_82, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_74, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11779,39 +11792,39 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_75, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_76, 8) == 0) {
+   if (((*pvalue).revision > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).revision, XmlName_77, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).revision, (const QSUTF8CHAR*)"revision", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_78, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).refPoint, (const QSUTF8CHAR*)"refPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_77, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 32767 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_79, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitsPresent) {
-      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_78, 11) == 0) {
+      if (!((*pvalue).speedLimits.count < 1) && !((*pvalue).speedLimits.count > 9) && rtXmlEncFastStart(ctxt, XmlName_80, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedLimitList(ctxt, &(*pvalue).speedLimits, (const QSUTF8CHAR*)"speedLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_142, 11) == 0) {
+   if (!((*pvalue).roadLaneSet.count < 1) && !((*pvalue).roadLaneSet.count > 255) && rtXmlEncFastStart(ctxt, XmlName_155, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RoadLaneSetList(ctxt, &(*pvalue).roadLaneSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -11827,7 +11840,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11876,9 +11889,9 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_143, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_156, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_143, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_156, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -11894,10 +11907,10 @@ int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_144, 9) == 0) {
+   if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_157, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_144, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_157, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -11927,7 +11940,7 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_145, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_158, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -11938,15 +11951,15 @@ int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_146, 4) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_159, 4) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_146, 4)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 4)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -11973,30 +11986,30 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_135, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).request, XmlName_148, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.rolePresent) {
-      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_133, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.typeDataPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_147, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_160, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_147, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_160, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"typeData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12006,28 +12019,28 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_148, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_149, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_150, 11) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).requestID, XmlName_161, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestID(ctxt, (*pvalue).requestID, (const QSUTF8CHAR*)"requestID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, (QSINT32)(*pvalue).requestType, XmlName_162, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_PriorityRequestType(ctxt, (*pvalue).requestType, (const QSUTF8CHAR*)"requestType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_163, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_150, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inBoundLane, (const QSUTF8CHAR*)"inBoundLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outBoundLanePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_151, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_164, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outBoundLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12044,7 +12057,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12093,9 +12106,9 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_152, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_165, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_165, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12111,22 +12124,22 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_135, 7) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_148, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_135, 7)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 7)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"request", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_53, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_153, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.regionalPresent) {
       if (!((*pvalue).regional.count < 1) && !((*pvalue).regional.count > 4) && rtXmlEncFastStart(ctxt, XmlName_8, 8) == 0) {
@@ -12138,7 +12151,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12186,17 +12199,17 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_74, 2) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_74, 2)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_154, 9) == 0) {
+   if (!((*pvalue).sigStatus.count < 1) && !((*pvalue).sigStatus.count > 32) && rtXmlEncFastStart(ctxt, XmlName_167, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackageList(ctxt, &(*pvalue).sigStatus, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -12212,7 +12225,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12261,9 +12274,9 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_155, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_168, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_155, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12281,9 +12294,9 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_156, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_169, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_156, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12300,27 +12313,27 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.requesterPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_157, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_157, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"requester", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_158, 9) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_171, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_158, 9)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 9)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).inboundOn, (const QSUTF8CHAR*)"inboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.outboundOnPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_159, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12328,13 +12341,13 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionAccessPoint(ctxt, &(*pvalue).outboundOn, (const QSUTF8CHAR*)"outboundOn", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minutePresent) {
-      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_53, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).minute > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minute, XmlName_54, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).minute, (const QSUTF8CHAR*)"minute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.secondPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).second, XmlName_16, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).second, (const QSUTF8CHAR*)"second", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_153, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).duration, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_DSecond(ctxt, (*pvalue).duration, (const QSUTF8CHAR*)"duration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if (((*pvalue).status > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).status, XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionalPresent) {
@@ -12347,7 +12360,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12398,9 +12411,9 @@ int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_60, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_160, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -12412,9 +12425,9 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
    if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_161, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_174, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_161, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_174, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -12440,20 +12453,20 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startTimePresent) {
-      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_162, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_175, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_163, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).minEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minEndTime, XmlName_176, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).minEndTime, (const QSUTF8CHAR*)"minEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxEndTimePresent) {
-      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_164, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxEndTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxEndTime, XmlName_177, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).maxEndTime, (const QSUTF8CHAR*)"maxEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.likelyTimePresent) {
-      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_165, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).likelyTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).likelyTime, XmlName_178, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).likelyTime, (const QSUTF8CHAR*)"likelyTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.confidencePresent) {
       if (((*pvalue).confidence > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).confidence, XmlName_23, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeIntervalConfidence(ctxt, (*pvalue).confidence, (const QSUTF8CHAR*)"confidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nextTimePresent) {
-      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_166, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_179, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12473,7 +12486,7 @@ int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_167, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_180, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -12491,7 +12504,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
       break;
    case 2:
       if ((*pvalue).u.stationID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_168, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.stationID), XmlName_181, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*(*pvalue).u.stationID), (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);

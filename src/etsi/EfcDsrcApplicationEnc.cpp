@@ -2920,80 +2920,82 @@ static const char XmlName_13[16] = "keyRef";
 static const char XmlName_14[32] = "posOfFirstInstance";
 static const char XmlName_15[32] = "posOfLastInstance";
 static const char XmlName_16[32] = "contractExpiryDate";
-static const char XmlName_17[32] = "alphabetIndicator";
-static const char XmlName_18[16] = "year";
-static const char XmlName_19[16] = "month";
-static const char XmlName_20[16] = "day";
-static const char XmlName_21[16] = "particulate";
-static const char XmlName_22[16] = "absorptionCoeff";
-static const char XmlName_23[16] = "unitType";
-static const char XmlName_24[16] = "driverClass";
-static const char XmlName_25[16] = "tripPurpose";
-static const char XmlName_26[32] = "contractProvider";
-static const char XmlName_27[16] = "contextVersion";
-static const char XmlName_28[16] = "euroValue";
-static const char XmlName_29[16] = "copValue";
-static const char XmlName_30[16] = "engineCapacity";
-static const char XmlName_31[16] = "enginePower";
-static const char XmlName_32[16] = "emissionCO";
-static const char XmlName_33[16] = "emissionHC";
-static const char XmlName_34[16] = "emissionNOX";
-static const char XmlName_35[16] = "emissionHCNOX";
-static const char XmlName_36[16] = "numberOfSeats";
-static const char XmlName_37[32] = "numberOfStandingPlaces";
-static const char XmlName_38[32] = "paymentFeeAmount";
-static const char XmlName_39[32] = "paymentMeansExpiryDate";
-static const char XmlName_40[16] = "positive";
-static const char XmlName_41[16] = "negative";
-static const char XmlName_42[32] = "providerIdentifier";
-static const char XmlName_43[16] = "purseValue";
-static const char XmlName_44[32] = "sessionContractProvider";
-static const char XmlName_45[32] = "sessionContractSerialNumber";
-static const char XmlName_46[16] = "sessionTime";
-static const char XmlName_47[32] = "sessionServiceProvider";
-static const char XmlName_48[32] = "locationOfStation";
-static const char XmlName_49[16] = "sessionLocation";
-static const char XmlName_50[16] = "sessionType";
-static const char XmlName_51[16] = "sessionResult";
-static const char XmlName_52[32] = "sessionTariffClass";
-static const char XmlName_53[32] = "sessionClaimedClass";
-static const char XmlName_54[16] = "sessionFee";
-static const char XmlName_55[32] = "sessionContextVersion";
-static const char XmlName_56[32] = "sessionPaymentFee";
-static const char XmlName_57[32] = "sessionCurrentBalance";
-static const char XmlName_58[32] = "receiptFinancialSerialNumber";
-static const char XmlName_59[16] = "stationLocation";
-static const char XmlName_60[16] = "typeOfSession";
-static const char XmlName_61[32] = "sessionResultOperational";
-static const char XmlName_62[32] = "ascendingKilometrage";
-static const char XmlName_63[16] = "laneCodeNumber";
-static const char XmlName_64[16] = "timeDate";
-static const char XmlName_65[16] = "timeCompact";
-static const char XmlName_66[16] = "hours";
-static const char XmlName_67[16] = "mins";
-static const char XmlName_68[16] = "double-secs";
-static const char XmlName_69[16] = "soundstationary";
-static const char XmlName_70[16] = "sounddriveby";
-static const char XmlName_71[16] = "trailerDetails";
-static const char XmlName_72[32] = "trailerMaxLadenWeight";
-static const char XmlName_73[32] = "trailerWeightUnladen";
-static const char XmlName_74[16] = "trailerType";
-static const char XmlName_75[16] = "trailerAxles";
-static const char XmlName_76[32] = "vehicleFirstAxleHeight";
-static const char XmlName_77[32] = "vehicleAxlesNumber";
-static const char XmlName_78[16] = "tyreType";
-static const char XmlName_79[16] = "numberOfAxles";
-static const char XmlName_80[16] = "tractorAxles";
-static const char XmlName_81[32] = "vehicleLengthOverall";
-static const char XmlName_82[32] = "vehicleHeigthOverall";
-static const char XmlName_83[32] = "vehicleWidthOverall";
-static const char XmlName_84[32] = "environmentalCharacteristics";
-static const char XmlName_85[32] = "engineCharacteristics";
-static const char XmlName_86[32] = "descriptiveCharacteristics";
-static const char XmlName_87[32] = "futureCharacteristics";
-static const char XmlName_88[32] = "vehicleMaxLadenWeight";
-static const char XmlName_89[32] = "vehicleTrainMaximumWeight";
-static const char XmlName_90[32] = "vehicleWeightUnladen";
+static const char XmlName_17[16] = "countryCode";
+static const char XmlName_18[32] = "alphabetIndicator";
+static const char XmlName_19[16] = "year";
+static const char XmlName_20[16] = "month";
+static const char XmlName_21[16] = "day";
+static const char XmlName_22[16] = "particulate";
+static const char XmlName_23[16] = "absorptionCoeff";
+static const char XmlName_24[16] = "unitType";
+static const char XmlName_25[16] = "driverClass";
+static const char XmlName_26[16] = "tripPurpose";
+static const char XmlName_27[32] = "contractProvider";
+static const char XmlName_28[16] = "contextVersion";
+static const char XmlName_29[16] = "euroValue";
+static const char XmlName_30[16] = "copValue";
+static const char XmlName_31[16] = "engineCapacity";
+static const char XmlName_32[16] = "enginePower";
+static const char XmlName_33[16] = "emissionCO";
+static const char XmlName_34[16] = "emissionHC";
+static const char XmlName_35[16] = "emissionNOX";
+static const char XmlName_36[16] = "emissionHCNOX";
+static const char XmlName_37[16] = "numberOfSeats";
+static const char XmlName_38[32] = "numberOfStandingPlaces";
+static const char XmlName_39[32] = "paymentFeeAmount";
+static const char XmlName_40[32] = "paymentMeansExpiryDate";
+static const char XmlName_41[16] = "positive";
+static const char XmlName_42[16] = "negative";
+static const char XmlName_43[32] = "providerIdentifier";
+static const char XmlName_44[16] = "purseValue";
+static const char XmlName_45[32] = "sessionContractProvider";
+static const char XmlName_46[32] = "sessionContractSerialNumber";
+static const char XmlName_47[16] = "sessionTime";
+static const char XmlName_48[32] = "sessionServiceProvider";
+static const char XmlName_49[32] = "locationOfStation";
+static const char XmlName_50[16] = "sessionLocation";
+static const char XmlName_51[16] = "sessionType";
+static const char XmlName_52[16] = "sessionResult";
+static const char XmlName_53[32] = "sessionTariffClass";
+static const char XmlName_54[32] = "sessionClaimedClass";
+static const char XmlName_55[16] = "sessionFee";
+static const char XmlName_56[32] = "sessionContextVersion";
+static const char XmlName_57[32] = "sessionPaymentFee";
+static const char XmlName_58[32] = "sessionCurrentBalance";
+static const char XmlName_59[32] = "receiptFinancialSerialNumber";
+static const char XmlName_60[16] = "stationLocation";
+static const char XmlName_61[16] = "typeOfSession";
+static const char XmlName_62[32] = "sessionResultOperational";
+static const char XmlName_63[32] = "ascendingKilometrage";
+static const char XmlName_64[16] = "laneCodeNumber";
+static const char XmlName_65[16] = "timeDate";
+static const char XmlName_66[16] = "timeCompact";
+static const char XmlName_67[16] = "hours";
+static const char XmlName_68[16] = "mins";
+static const char XmlName_69[16] = "double-secs";
+static const char XmlName_70[16] = "soundstationary";
+static const char XmlName_71[16] = "sounddriveby";
+static const char XmlName_72[16] = "trailerDetails";
+static const char XmlName_73[32] = "trailerMaxLadenWeight";
+static const char XmlName_74[32] = "trailerWeightUnladen";
+static const char XmlName_75[16] = "trailerType";
+static const char XmlName_76[16] = "trailerAxles";
+static const char XmlName_77[32] = "vehicleFirstAxleHeight";
+static const char XmlName_78[32] = "vehicleAxlesNumber";
+static const char XmlName_79[16] = "tyreType";
+static const char XmlName_80[16] = "numberOfAxles";
+static const char XmlName_81[16] = "tractorAxles";
+static const char XmlName_82[32] = "vehicleLengthOverall";
+static const char XmlName_83[32] = "vehicleHeigthOverall";
+static const char XmlName_84[32] = "vehicleWidthOverall";
+static const char XmlName_85[16] = "fill";
+static const char XmlName_86[32] = "environmentalCharacteristics";
+static const char XmlName_87[32] = "engineCharacteristics";
+static const char XmlName_88[32] = "descriptiveCharacteristics";
+static const char XmlName_89[32] = "futureCharacteristics";
+static const char XmlName_90[32] = "vehicleMaxLadenWeight";
+static const char XmlName_91[32] = "vehicleTrainMaximumWeight";
+static const char XmlName_92[32] = "vehicleWeightUnladen";
 
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -3241,8 +3243,8 @@ int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3254,11 +3256,11 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_18, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_19, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_19, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_20, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_20, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_21, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3276,15 +3278,15 @@ int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_21, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
       if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).absorptionCoeff, XmlName_22, 15) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).absorptionCoeff, XmlName_23, 15) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3294,7 +3296,7 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_23, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3306,8 +3308,8 @@ int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_24, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_26, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3317,9 +3319,9 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_26, 16) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_27, 16) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 16)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_27, 16)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3327,7 +3329,7 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data, (const QSUTF8CHAR*)"typeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).contextVersion, XmlName_27, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).contextVersion, XmlName_28, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3337,8 +3339,8 @@ int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_28, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_29, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_29, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_30, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3374,8 +3376,8 @@ int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_30, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_31, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_31, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_32, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3402,12 +3404,12 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_23, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionCO, XmlName_32, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHC, XmlName_33, 10) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionNOX, XmlName_34, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHCNOX, XmlName_35, 13) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionCO, XmlName_33, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHC, XmlName_34, 10) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionNOX, XmlName_35, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHCNOX, XmlName_36, 13) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3466,8 +3468,8 @@ int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3487,8 +3489,8 @@ int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_36, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_37, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_37, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_38, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3498,7 +3500,7 @@ int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_38, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_39, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3510,9 +3512,9 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_39, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_40, 22) == 0) {
       if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_39, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3533,12 +3535,12 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_40, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_41, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_41, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_42, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -3557,12 +3559,12 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_40, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_41, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_41, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_42, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
@@ -3612,8 +3614,8 @@ int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elem
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_42, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_43, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3623,9 +3625,9 @@ int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_43, 10) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 10) == 0) {
       if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 10)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 10)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3641,9 +3643,9 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3651,7 +3653,7 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContractSerialNumber, XmlName_45, 27) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContractSerialNumber, XmlName_46, 27) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3661,46 +3663,46 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
       if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3708,7 +3710,7 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3720,46 +3722,46 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
       if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3767,7 +3769,7 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3779,46 +3781,46 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_48, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_49, 15) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
       if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 15)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_50, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_51, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_54, 10) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 10)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_44, 23) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 23)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -3826,7 +3828,7 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_55, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
@@ -3848,23 +3850,23 @@ int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_56, 17) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_57, 17) == 0) {
       if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 17)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 17)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_57, 21) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_58, 21) == 0) {
       if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 21)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_58, 21)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).receiptFinancialSerialNumber, XmlName_58, 28) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).receiptFinancialSerialNumber, XmlName_59, 28) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3890,28 +3892,28 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_46, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationLocation, XmlName_59, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationLocation, XmlName_60, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).typeOfSession > 15 || rtXmlEncFastEnum(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue).typeOfSession, XmlName_60, 13) != 0) && (stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResultOperational, XmlName_61, 24) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, 8 * sizeof((*pvalue).sessionLocation.data), XmlName_50, 15) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).typeOfSession > 15 || rtXmlEncFastEnum(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue).typeOfSession, XmlName_61, 13) != 0) && (stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResultOperational, XmlName_62, 24) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial, (const QSUTF8CHAR*)"sessionResultFinancial", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -3964,8 +3966,8 @@ int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_52, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_53, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3975,9 +3977,9 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_62, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_63, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber, XmlName_63, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber, XmlName_64, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3996,17 +3998,17 @@ int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_64, 8) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_65, 8) == 0) {
       if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 8)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 8)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_65, 11) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_66, 11) == 0) {
       if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 11)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_66, 11)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -4022,11 +4024,11 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_66, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_67, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_67, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_68, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).double_secs, XmlName_68, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).double_secs, XmlName_69, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4036,8 +4038,8 @@ int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_69, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_70, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_70, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_71, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4047,16 +4049,16 @@ int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_71, 14) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_72, 14) == 0) {
       if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_71, 14)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 14)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerMaxLadenWeight, XmlName_72, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerWeightUnladen, XmlName_73, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerMaxLadenWeight, XmlName_73, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerWeightUnladen, XmlName_74, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4066,8 +4068,8 @@ int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_74, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_75, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_75, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4086,8 +4088,8 @@ int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4134,10 +4136,10 @@ int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_76, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_77, 18) == 0) {
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_77, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_78, 18) == 0) {
       if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_77, 18)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 18)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -4152,10 +4154,10 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_78, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_79, 13) == 0) {
+   if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_79, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_80, 13) == 0) {
       if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_79, 13)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 13)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -4179,8 +4181,8 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_75, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_80, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_81, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4216,9 +4218,9 @@ int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_81, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidthOverall, XmlName_83, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_83, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidthOverall, XmlName_84, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4228,8 +4230,8 @@ int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_17, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4242,7 +4244,7 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_85, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4252,17 +4254,17 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_84, 28) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_86, 28) == 0) {
       if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_84, 28)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 28)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_85, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_86, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_88, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_89, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4296,9 +4298,9 @@ int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_88, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_89, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_90, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_90, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_91, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_92, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -1707,46 +1707,48 @@ static const char XmlName_18[16] = "set";
 static const char XmlName_19[16] = "nol";
 static const char XmlName_20[16] = "year";
 static const char XmlName_21[16] = "month-day";
-static const char XmlName_22[16] = "hourMinutes";
-static const char XmlName_23[32] = "durationHourMinute";
-static const char XmlName_24[32] = "yearRangeStartYear";
-static const char XmlName_25[32] = "yearRangeEndYear";
-static const char XmlName_26[32] = "dateRangeStartMonthDay";
-static const char XmlName_27[32] = "dateRangeEndMonthDay";
-static const char XmlName_28[32] = "timeRangeStartTime";
-static const char XmlName_29[32] = "timeRangeEndTime";
-static const char XmlName_30[16] = "vehicleHeight";
-static const char XmlName_31[16] = "vehicleWidth";
-static const char XmlName_32[16] = "vehicleLength";
-static const char XmlName_33[16] = "vehicleWeight";
-static const char XmlName_34[16] = "speedLimitMax";
-static const char XmlName_35[16] = "speedLimitMin";
-static const char XmlName_36[16] = "unit";
-static const char XmlName_37[16] = "value";
-static const char XmlName_38[32] = "junctionDirection";
-static const char XmlName_39[32] = "roundaboutCwDirection";
-static const char XmlName_40[32] = "roundaboutCcwDirection";
-static const char XmlName_41[16] = "ioList";
-static const char XmlName_42[32] = "startingPointLength";
-static const char XmlName_43[32] = "continuityLength";
-static const char XmlName_44[16] = "DDD-IO";
-static const char XmlName_45[16] = "arrowDirection";
-static const char XmlName_46[16] = "destPlace";
-static const char XmlName_47[16] = "destRoad";
-static const char XmlName_48[32] = "roadNumberIdentifier";
-static const char XmlName_49[16] = "streetName";
-static const char XmlName_50[32] = "distanceToDivergingPoint";
-static const char XmlName_51[32] = "distanceToDestinationPlace";
-static const char XmlName_52[16] = "destType";
-static const char XmlName_53[16] = "destRSCode";
-static const char XmlName_54[32] = "placeNameIdentification";
-static const char XmlName_55[32] = "DestinationPlace";
-static const char XmlName_56[16] = "derType";
-static const char XmlName_57[16] = "DestinationRoad";
-static const char XmlName_58[16] = "hours";
-static const char XmlName_59[16] = "mins";
-static const char XmlName_60[16] = "month";
-static const char XmlName_61[16] = "day";
+static const char XmlName_22[32] = "repeatingPeriodDayTypes";
+static const char XmlName_23[16] = "hourMinutes";
+static const char XmlName_24[16] = "dateRangeOfWeek";
+static const char XmlName_25[32] = "durationHourMinute";
+static const char XmlName_26[32] = "yearRangeStartYear";
+static const char XmlName_27[32] = "yearRangeEndYear";
+static const char XmlName_28[32] = "dateRangeStartMonthDay";
+static const char XmlName_29[32] = "dateRangeEndMonthDay";
+static const char XmlName_30[32] = "timeRangeStartTime";
+static const char XmlName_31[32] = "timeRangeEndTime";
+static const char XmlName_32[16] = "vehicleHeight";
+static const char XmlName_33[16] = "vehicleWidth";
+static const char XmlName_34[16] = "vehicleLength";
+static const char XmlName_35[16] = "vehicleWeight";
+static const char XmlName_36[16] = "speedLimitMax";
+static const char XmlName_37[16] = "speedLimitMin";
+static const char XmlName_38[16] = "unit";
+static const char XmlName_39[16] = "value";
+static const char XmlName_40[32] = "junctionDirection";
+static const char XmlName_41[32] = "roundaboutCwDirection";
+static const char XmlName_42[32] = "roundaboutCcwDirection";
+static const char XmlName_43[16] = "ioList";
+static const char XmlName_44[32] = "startingPointLength";
+static const char XmlName_45[32] = "continuityLength";
+static const char XmlName_46[16] = "DDD-IO";
+static const char XmlName_47[16] = "arrowDirection";
+static const char XmlName_48[16] = "destPlace";
+static const char XmlName_49[16] = "destRoad";
+static const char XmlName_50[32] = "roadNumberIdentifier";
+static const char XmlName_51[16] = "streetName";
+static const char XmlName_52[32] = "distanceToDivergingPoint";
+static const char XmlName_53[32] = "distanceToDestinationPlace";
+static const char XmlName_54[16] = "destType";
+static const char XmlName_55[16] = "destRSCode";
+static const char XmlName_56[32] = "placeNameIdentification";
+static const char XmlName_57[32] = "DestinationPlace";
+static const char XmlName_58[16] = "derType";
+static const char XmlName_59[16] = "DestinationRoad";
+static const char XmlName_60[16] = "hours";
+static const char XmlName_61[16] = "mins";
+static const char XmlName_62[16] = "month";
+static const char XmlName_63[16] = "day";
 
 int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -2022,12 +2024,12 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
       else if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).repeatingPeriodDayTypes.numbits < 4 || (*pvalue).repeatingPeriodDayTypes.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).repeatingPeriodDayTypes.numbits, (*pvalue).repeatingPeriodDayTypes.data, 8 * sizeof((*pvalue).repeatingPeriodDayTypes.data), XmlName_22, 23) != 0) && (stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 11) == 0) {
          if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2035,12 +2037,12 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
       else if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dateRangeOfWeek.numbits < 8 || (*pvalue).dateRangeOfWeek.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).dateRangeOfWeek.numbits, (*pvalue).dateRangeOfWeek.data, 8 * sizeof((*pvalue).dateRangeOfWeek.data), XmlName_24, 15) != 0) && (stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_23, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_25, 18) == 0) {
          if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2056,8 +2058,8 @@ int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_24, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_25, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_26, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_27, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2067,17 +2069,17 @@ int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_26, 22) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
       if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 22)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 22)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"dateRangeStartMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_27, 20) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_29, 20) == 0) {
       if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_27, 20)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_29, 20)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -2092,17 +2094,17 @@ int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_28, 18) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_30, 18) == 0) {
       if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 18)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 18)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"timeRangeStartTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_29, 16) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
       if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_29, 16)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -2138,12 +2140,12 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
       else if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).repeatingPeriodDayTypes.numbits < 4 || (*pvalue).repeatingPeriodDayTypes.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).repeatingPeriodDayTypes.numbits, (*pvalue).repeatingPeriodDayTypes.data, 8 * sizeof((*pvalue).repeatingPeriodDayTypes.data), XmlName_22, 23) != 0) && (stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 11) == 0) {
          if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2151,12 +2153,12 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
       else if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dateRangeOfWeek.numbits < 8 || (*pvalue).dateRangeOfWeek.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).dateRangeOfWeek.numbits, (*pvalue).dateRangeOfWeek.data, 8 * sizeof((*pvalue).dateRangeOfWeek.data), XmlName_24, 15) != 0) && (stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_23, 18) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_25, 18) == 0) {
          if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 18)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 18)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2182,9 +2184,9 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.vehicleHeightPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_30, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_32, 13) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2192,9 +2194,9 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
       else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"vehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWidthPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_31, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 12) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2202,9 +2204,9 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
       else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleLengthPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_32, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_34, 13) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_34, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2212,9 +2214,9 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
       else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWeightPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_33, 13) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 13) == 0) {
          if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 13)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 13)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2232,14 +2234,14 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax, XmlName_34, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax, XmlName_36, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
       if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMin, XmlName_35, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMin, XmlName_37, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_36, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2259,9 +2261,9 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_37, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_36, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2273,19 +2275,19 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
       if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection, XmlName_38, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection, XmlName_40, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
       if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCwDirection, XmlName_39, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCwDirection, XmlName_41, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
       if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCcwDirection, XmlName_40, 22) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCcwDirection, XmlName_42, 22) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_41, 6) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_43, 6) == 0) {
       if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -2301,9 +2303,9 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startingPointLengthPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_42, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_44, 19) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2311,9 +2313,9 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
       else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"startingPointLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.continuityLengthPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_43, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 16) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2357,9 +2359,9 @@ int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_44, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 6) == 0) {
          if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2376,11 +2378,11 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_45, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_47, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_46, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_48, 9) == 0) {
          if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2388,9 +2390,9 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       else if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destRoadPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_47, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 8) == 0) {
          if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2399,19 +2401,19 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_48, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
       if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_49, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_51, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_50, 24) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_52, 24) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 24)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 24)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2419,9 +2421,9 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_51, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_53, 26) == 0) {
          if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_51, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2437,11 +2439,11 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_52, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_54, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_53, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
          if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2453,7 +2455,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
       if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_54, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_56, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2468,9 +2470,9 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_55, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
          if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2486,10 +2488,10 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_56, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_58, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_48, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2504,9 +2506,9 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_57, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 15) == 0) {
          if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -2539,9 +2541,9 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_37, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_36, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2552,9 +2554,9 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_37, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_36, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2565,9 +2567,9 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_58, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_59, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_61, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2578,9 +2580,9 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_62, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_61, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_63, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -2600,9 +2602,9 @@ int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_37, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_36, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

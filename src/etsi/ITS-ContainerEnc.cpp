@@ -3092,44 +3092,45 @@ static const char XmlName_22[16] = "headingValue";
 static const char XmlName_23[32] = "headingConfidence";
 static const char XmlName_24[32] = "innerhardShoulderStatus";
 static const char XmlName_25[32] = "outerhardShoulderStatus";
-static const char XmlName_26[16] = "speedValue";
-static const char XmlName_27[16] = "speedConfidence";
-static const char XmlName_28[32] = "longitudinalAccelerationValue";
-static const char XmlName_29[48] = "longitudinalAccelerationConfidence";
-static const char XmlName_30[32] = "lateralAccelerationValue";
-static const char XmlName_31[32] = "lateralAccelerationConfidence";
-static const char XmlName_32[32] = "verticalAccelerationValue";
-static const char XmlName_33[32] = "verticalAccelerationConfidence";
-static const char XmlName_34[32] = "dangerousGoodsType";
-static const char XmlName_35[16] = "unNumber";
-static const char XmlName_36[32] = "elevatedTemperature";
-static const char XmlName_37[32] = "tunnelsRestricted";
-static const char XmlName_38[16] = "limitedQuantity";
-static const char XmlName_39[32] = "vehicleLengthValue";
-static const char XmlName_40[48] = "vehicleLengthConfidenceIndication";
-static const char XmlName_41[16] = "PathPoint";
-static const char XmlName_42[32] = "steeringWheelAngleValue";
-static const char XmlName_43[32] = "steeringWheelAngleConfidence";
-static const char XmlName_44[16] = "yawRateValue";
-static const char XmlName_45[32] = "yawRateConfidence";
-static const char XmlName_46[32] = "originatingStationID";
-static const char XmlName_47[16] = "sequenceNumber";
-static const char XmlName_48[32] = "ReferencePosition";
-static const char XmlName_49[32] = "protectedZoneType";
-static const char XmlName_50[16] = "expiryTime";
-static const char XmlName_51[32] = "protectedZoneLatitude";
-static const char XmlName_52[32] = "protectedZoneLongitude";
-static const char XmlName_53[32] = "protectedZoneRadius";
-static const char XmlName_54[16] = "protectedZoneID";
-static const char XmlName_55[16] = "PathHistory";
-static const char XmlName_56[16] = "PosPillar";
-static const char XmlName_57[16] = "StationType";
-static const char XmlName_58[16] = "EventPoint";
-static const char XmlName_59[16] = "eventPosition";
-static const char XmlName_60[16] = "eventDeltaTime";
-static const char XmlName_61[32] = "informationQuality";
-static const char XmlName_62[32] = "ProtectedCommunicationZone";
-static const char XmlName_63[32] = "cenDsrcTollingZoneID";
+static const char XmlName_26[32] = "drivingLaneStatus";
+static const char XmlName_27[16] = "speedValue";
+static const char XmlName_28[16] = "speedConfidence";
+static const char XmlName_29[32] = "longitudinalAccelerationValue";
+static const char XmlName_30[48] = "longitudinalAccelerationConfidence";
+static const char XmlName_31[32] = "lateralAccelerationValue";
+static const char XmlName_32[32] = "lateralAccelerationConfidence";
+static const char XmlName_33[32] = "verticalAccelerationValue";
+static const char XmlName_34[32] = "verticalAccelerationConfidence";
+static const char XmlName_35[32] = "dangerousGoodsType";
+static const char XmlName_36[16] = "unNumber";
+static const char XmlName_37[32] = "elevatedTemperature";
+static const char XmlName_38[32] = "tunnelsRestricted";
+static const char XmlName_39[16] = "limitedQuantity";
+static const char XmlName_40[32] = "vehicleLengthValue";
+static const char XmlName_41[48] = "vehicleLengthConfidenceIndication";
+static const char XmlName_42[16] = "PathPoint";
+static const char XmlName_43[32] = "steeringWheelAngleValue";
+static const char XmlName_44[32] = "steeringWheelAngleConfidence";
+static const char XmlName_45[16] = "yawRateValue";
+static const char XmlName_46[32] = "yawRateConfidence";
+static const char XmlName_47[32] = "originatingStationID";
+static const char XmlName_48[16] = "sequenceNumber";
+static const char XmlName_49[32] = "ReferencePosition";
+static const char XmlName_50[32] = "protectedZoneType";
+static const char XmlName_51[16] = "expiryTime";
+static const char XmlName_52[32] = "protectedZoneLatitude";
+static const char XmlName_53[32] = "protectedZoneLongitude";
+static const char XmlName_54[32] = "protectedZoneRadius";
+static const char XmlName_55[16] = "protectedZoneID";
+static const char XmlName_56[16] = "PathHistory";
+static const char XmlName_57[16] = "PosPillar";
+static const char XmlName_58[16] = "StationType";
+static const char XmlName_59[16] = "EventPoint";
+static const char XmlName_60[16] = "eventPosition";
+static const char XmlName_61[16] = "eventDeltaTime";
+static const char XmlName_62[32] = "informationQuality";
+static const char XmlName_63[32] = "ProtectedCommunicationZone";
+static const char XmlName_64[32] = "cenDsrcTollingZoneID";
 
 int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -3365,7 +3366,7 @@ int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).causeCode, XmlName_18, 9) != 0) && (stat = XmlEnc_ITS_CauseCodeType(ctxt, (*pvalue).causeCode, (const QSUTF8CHAR*)"causeCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).subCauseCode, XmlName_19, 12) != 0) && (stat = XmlEnc_ITS_SubCauseCodeType(ctxt, (*pvalue).subCauseCode, (const QSUTF8CHAR*)"subCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3666,9 +3667,9 @@ int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QS
       if (((*pvalue).outerhardShoulderStatus > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue).outerhardShoulderStatus, XmlName_25, 23) != 0) && (stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).outerhardShoulderStatus, (const QSUTF8CHAR*)"outerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.drivingLaneStatusPresent) {
-      if ((stat = XmlEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus, (const QSUTF8CHAR*)"drivingLaneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).drivingLaneStatus.numbits < 1 || (*pvalue).drivingLaneStatus.numbits > 13 || rtXmlEncFastBits(ctxt, (*pvalue).drivingLaneStatus.numbits, (*pvalue).drivingLaneStatus.data, 8 * sizeof((*pvalue).drivingLaneStatus.data), XmlName_26, 17) != 0) && (stat = XmlEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus, (const QSUTF8CHAR*)"drivingLaneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3732,8 +3733,8 @@ int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* el
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speedValue > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedValue, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedConfidence, XmlName_27, 15) != 0) && (stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speedValue > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedValue, XmlName_27, 10) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedConfidence, XmlName_28, 15) != 0) && (stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3760,8 +3761,8 @@ int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcce
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitudinalAccelerationValue, XmlName_28, 29) != 0) && (stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).longitudinalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence, XmlName_29, 34) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitudinalAccelerationValue, XmlName_29, 29) != 0) && (stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitudinalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence, XmlName_30, 34) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3789,8 +3790,8 @@ int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lateralAccelerationValue, XmlName_30, 24) != 0) && (stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).lateralAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lateralAccelerationConfidence, XmlName_31, 29) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lateralAccelerationValue, XmlName_31, 24) != 0) && (stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lateralAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lateralAccelerationConfidence, XmlName_32, 29) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3809,8 +3810,8 @@ int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).verticalAccelerationValue, XmlName_32, 25) != 0) && (stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).verticalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).verticalAccelerationConfidence, XmlName_33, 30) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).verticalAccelerationValue, XmlName_33, 25) != 0) && (stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).verticalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).verticalAccelerationConfidence, XmlName_34, 30) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -3855,12 +3856,12 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_34, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_35, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unNumber, XmlName_35, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unNumber, (const QSUTF8CHAR*)"unNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).elevatedTemperature, XmlName_36, 19) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).elevatedTemperature, (const QSUTF8CHAR*)"elevatedTemperature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).tunnelsRestricted, XmlName_37, 17) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).tunnelsRestricted, (const QSUTF8CHAR*)"tunnelsRestricted", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastBool(ctxt, (*pvalue).limitedQuantity, XmlName_38, 15) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).limitedQuantity, (const QSUTF8CHAR*)"limitedQuantity", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unNumber, XmlName_36, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unNumber, (const QSUTF8CHAR*)"unNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).elevatedTemperature, XmlName_37, 19) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).elevatedTemperature, (const QSUTF8CHAR*)"elevatedTemperature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).tunnelsRestricted, XmlName_38, 17) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).tunnelsRestricted, (const QSUTF8CHAR*)"tunnelsRestricted", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).limitedQuantity, XmlName_39, 15) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).limitedQuantity, (const QSUTF8CHAR*)"limitedQuantity", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emergencyActionCodePresent) {
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
@@ -3878,7 +3879,7 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4038,7 +4039,7 @@ int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
    if ((*pvalue).m.vDSPresent) {
       if ((stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4081,8 +4082,8 @@ int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_39, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_40, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_40, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_41, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4121,9 +4122,9 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
    if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_41, 9) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_42, 9) == 0) {
          if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 9)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 9)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4166,8 +4167,8 @@ int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_42, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_43, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_43, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_44, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4213,8 +4214,8 @@ int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_44, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_45, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_45, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4287,8 +4288,8 @@ int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_46, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_47, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_47, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_48, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4300,9 +4301,9 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_48, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4318,19 +4319,19 @@ int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_49, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_50, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_51, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_51, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_52, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_53, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_54, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_54, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_55, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4342,9 +4343,9 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
    if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_55, 11) == 0) {
+      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_56, 11) == 0) {
          if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4378,7 +4379,7 @@ int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_56, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_57, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4390,7 +4391,7 @@ int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_57, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_58, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -4403,9 +4404,9 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
    if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_58, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 10) == 0) {
          if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_58, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4421,18 +4422,18 @@ int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUT
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_59, 13) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_60, 13) == 0) {
       if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 13)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_60, 13)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
    }
    else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_60, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_61, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_61, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_62, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4444,9 +4445,9 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_62, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_63, 26) == 0) {
          if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -4462,12 +4463,12 @@ int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_51, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_52, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_63, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_64, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -4505,9 +4506,9 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
    if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if (rtXmlEncFastStart(ctxt, XmlName_48, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
          if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }

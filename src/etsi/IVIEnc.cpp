@@ -5701,57 +5701,59 @@ static const char XmlName_139[16] = "y";
 static const char XmlName_140[16] = "textScripting";
 static const char XmlName_141[16] = "goodsType";
 static const char XmlName_142[32] = "dangerousGoodsType";
-static const char XmlName_143[16] = "roadsegment";
-static const char XmlName_144[16] = "intersection";
-static const char XmlName_145[16] = "maxNoOfVehicles";
-static const char XmlName_146[32] = "maxLenghtOfPlatoon";
-static const char XmlName_147[32] = "platoonMaxSpeedLimit";
-static const char XmlName_148[32] = "platoonMinSpeedLimit";
-static const char XmlName_149[32] = "platoonSpeedRecommendation";
-static const char XmlName_150[16] = "deltaPositions";
-static const char XmlName_151[32] = "deltaPositionsWithAltitude";
-static const char XmlName_152[32] = "absolutePositions";
-static const char XmlName_153[32] = "absolutePositionsWithAltitude";
-static const char XmlName_154[16] = "condition";
-static const char XmlName_155[16] = "temperature";
-static const char XmlName_156[16] = "iceOrWaterDepth";
-static const char XmlName_157[16] = "treatment";
-static const char XmlName_158[32] = "frictionCoefficient";
-static const char XmlName_159[16] = "material";
-static const char XmlName_160[16] = "wear";
-static const char XmlName_161[16] = "avBankingAngle";
-static const char XmlName_162[16] = "code";
-static const char XmlName_163[32] = "viennaConvention";
-static const char XmlName_164[16] = "iso14823";
-static const char XmlName_165[16] = "itisCodes";
-static const char XmlName_166[16] = "anyCatalogue";
-static const char XmlName_167[16] = "line";
-static const char XmlName_168[16] = "equalTo";
-static const char XmlName_169[16] = "notEqualTo";
-static const char XmlName_170[16] = "ranges";
-static const char XmlName_171[16] = "roadSignClass";
-static const char XmlName_172[16] = "roadSignCode";
-static const char XmlName_173[16] = "vcOption";
-static const char XmlName_174[32] = "simpleVehicleType";
-static const char XmlName_175[32] = "euVehicleCategoryCode";
-static const char XmlName_176[32] = "iso3833VehicleType";
-static const char XmlName_177[16] = "euroAndCo2value";
-static const char XmlName_178[32] = "engineCharacteristics";
-static const char XmlName_179[16] = "loadType";
-static const char XmlName_180[16] = "usage";
-static const char XmlName_181[32] = "comparisonOperator";
-static const char XmlName_182[16] = "limits";
-static const char XmlName_183[16] = "numberOfAxles";
-static const char XmlName_184[32] = "vehicleDimensions";
-static const char XmlName_185[32] = "vehicleWeightLimits";
-static const char XmlName_186[32] = "axleWeightLimits";
-static const char XmlName_187[32] = "passengerCapacity";
-static const char XmlName_188[32] = "exhaustEmissionValues";
-static const char XmlName_189[32] = "dieselEmissionValues";
-static const char XmlName_190[16] = "soundLevel";
-static const char XmlName_191[16] = "segment";
-static const char XmlName_192[16] = "area";
-static const char XmlName_193[16] = "computedSegment";
+static const char XmlName_143[32] = "specialTransportType";
+static const char XmlName_144[16] = "roadsegment";
+static const char XmlName_145[16] = "intersection";
+static const char XmlName_146[16] = "maxNoOfVehicles";
+static const char XmlName_147[32] = "maxLenghtOfPlatoon";
+static const char XmlName_148[32] = "platoonMaxSpeedLimit";
+static const char XmlName_149[32] = "platoonMinSpeedLimit";
+static const char XmlName_150[32] = "platoonSpeedRecommendation";
+static const char XmlName_151[16] = "deltaPositions";
+static const char XmlName_152[32] = "deltaPositionsWithAltitude";
+static const char XmlName_153[32] = "absolutePositions";
+static const char XmlName_154[32] = "absolutePositionsWithAltitude";
+static const char XmlName_155[16] = "condition";
+static const char XmlName_156[16] = "temperature";
+static const char XmlName_157[16] = "iceOrWaterDepth";
+static const char XmlName_158[16] = "treatment";
+static const char XmlName_159[32] = "frictionCoefficient";
+static const char XmlName_160[16] = "material";
+static const char XmlName_161[16] = "wear";
+static const char XmlName_162[16] = "avBankingAngle";
+static const char XmlName_163[16] = "code";
+static const char XmlName_164[32] = "viennaConvention";
+static const char XmlName_165[16] = "iso14823";
+static const char XmlName_166[16] = "itisCodes";
+static const char XmlName_167[16] = "anyCatalogue";
+static const char XmlName_168[16] = "line";
+static const char XmlName_169[16] = "language";
+static const char XmlName_170[16] = "equalTo";
+static const char XmlName_171[16] = "notEqualTo";
+static const char XmlName_172[16] = "ranges";
+static const char XmlName_173[16] = "roadSignClass";
+static const char XmlName_174[16] = "roadSignCode";
+static const char XmlName_175[16] = "vcOption";
+static const char XmlName_176[32] = "simpleVehicleType";
+static const char XmlName_177[32] = "euVehicleCategoryCode";
+static const char XmlName_178[32] = "iso3833VehicleType";
+static const char XmlName_179[16] = "euroAndCo2value";
+static const char XmlName_180[32] = "engineCharacteristics";
+static const char XmlName_181[16] = "loadType";
+static const char XmlName_182[16] = "usage";
+static const char XmlName_183[32] = "comparisonOperator";
+static const char XmlName_184[16] = "limits";
+static const char XmlName_185[16] = "numberOfAxles";
+static const char XmlName_186[32] = "vehicleDimensions";
+static const char XmlName_187[32] = "vehicleWeightLimits";
+static const char XmlName_188[32] = "axleWeightLimits";
+static const char XmlName_189[32] = "passengerCapacity";
+static const char XmlName_190[32] = "exhaustEmissionValues";
+static const char XmlName_191[32] = "dieselEmissionValues";
+static const char XmlName_192[16] = "soundLevel";
+static const char XmlName_193[16] = "segment";
+static const char XmlName_194[16] = "area";
+static const char XmlName_195[16] = "computedSegment";
 
 int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
@@ -5949,7 +5951,7 @@ int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
       }
       else if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -5998,7 +6000,7 @@ int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
       }
    }
    else if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6047,7 +6049,7 @@ int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6176,7 +6178,7 @@ int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6222,7 +6224,7 @@ int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR
       }
    }
    else if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6397,7 +6399,7 @@ int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* 
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6424,7 +6426,7 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
       }
    }
    else if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -6514,7 +6516,7 @@ int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"platooningRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7161,7 +7163,7 @@ int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
       }
       else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7537,7 +7539,7 @@ int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, 
       }
       else if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"laneSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7592,7 +7594,7 @@ int XmlEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue, const QSUTF8CH
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).goodsType, XmlName_141, 9) != 0) && (stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_142, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_143, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7605,9 +7607,9 @@ int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const 
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_143, 11) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_144, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_143, 11)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_144, 11)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7616,9 +7618,9 @@ int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const 
       break;
    case 2:
       if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_144, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_145, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_144, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_145, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7648,22 +7650,22 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
    }
    else if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if (((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxNoOfVehicles, XmlName_145, 15) != 0) && (stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxNoOfVehicles, XmlName_146, 15) != 0) && (stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if (((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLenghtOfPlatoon, XmlName_146, 18) != 0) && (stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLenghtOfPlatoon, XmlName_147, 18) != 0) && (stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minGapBetweenVehicles, XmlName_97, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if (((*pvalue).platoonMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMaxSpeedLimit, XmlName_147, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMaxSpeedLimit, XmlName_148, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if (((*pvalue).platoonMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMinSpeedLimit, XmlName_148, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMinSpeedLimit, XmlName_149, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if (((*pvalue).platoonSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonSpeedRecommendation, XmlName_149, 26) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonSpeedRecommendation, XmlName_150, 26) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_45, 13) == 0) {
@@ -7685,7 +7687,7 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
       }
       else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7698,9 +7700,9 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_150, 14) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_151, 14) == 0) {
          if ((stat = XmlEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_150, 14)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 14)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7709,9 +7711,9 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
       break;
    case 2:
       if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_151, 26) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
          if ((stat = XmlEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 26)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 26)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7720,9 +7722,9 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
       break;
    case 3:
       if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_152, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_153, 17) == 0) {
          if ((stat = XmlEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_153, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7731,9 +7733,9 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
       break;
    case 4:
       if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_153, 29) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_154, 29) == 0) {
          if ((stat = XmlEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_153, 29)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 29)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7757,10 +7759,10 @@ int XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSur
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).condition, XmlName_154, 9) != 0) && (stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).temperature, XmlName_155, 11) != 0) && (stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iceOrWaterDepth, XmlName_156, 15) != 0) && (stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).treatment > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).treatment, XmlName_157, 9) != 0) && (stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).condition, XmlName_155, 9) != 0) && (stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).temperature, XmlName_156, 11) != 0) && (stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iceOrWaterDepth, XmlName_157, 15) != 0) && (stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).treatment > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).treatment, XmlName_158, 9) != 0) && (stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7770,10 +7772,10 @@ int XmlEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurf
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).frictionCoefficient > 101 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).frictionCoefficient, XmlName_158, 19) != 0) && (stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).material, XmlName_159, 8) != 0) && (stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wear, XmlName_160, 4) != 0) && (stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).avBankingAngle, XmlName_161, 14) != 0) && (stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).frictionCoefficient > 101 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).frictionCoefficient, XmlName_159, 19) != 0) && (stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).material, XmlName_160, 8) != 0) && (stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wear, XmlName_161, 4) != 0) && (stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).avBankingAngle, XmlName_162, 14) != 0) && (stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
@@ -7786,9 +7788,9 @@ int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* 
    if ((*pvalue).m.layoutComponentIdPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if (rtXmlEncFastStart(ctxt, XmlName_162, 4) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_163, 4) == 0) {
       if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_162, 4)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 4)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -7806,9 +7808,9 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_163, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_164, 16) == 0) {
          if ((stat = XmlEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7817,9 +7819,9 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
       break;
    case 2:
       if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_164, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_165, 8) == 0) {
          if ((stat = XmlEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_165, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7828,13 +7830,13 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
       break;
    case 3:
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.itisCodes), XmlName_165, 9) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.itisCodes), XmlName_166, 9) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_166, 12) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_167, 12) == 0) {
          if ((stat = XmlEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_166, 12)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 12)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7858,9 +7860,9 @@ int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_167, 4) == 0) {
+   if (rtXmlEncFastStart(ctxt, XmlName_168, 4) == 0) {
       if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 4)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 4)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -7882,7 +7884,7 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, 8 * sizeof((*pvalue).language.data), XmlName_169, 8) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
@@ -7894,9 +7896,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_168, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7904,9 +7906,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_169, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7914,9 +7916,9 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7933,9 +7935,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_168, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7943,9 +7945,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
       else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_169, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7953,9 +7955,9 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
       else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7972,9 +7974,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_168, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7982,9 +7984,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_169, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_169, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -7992,9 +7994,9 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if (rtXmlEncFastStart(ctxt, XmlName_170, 6) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 6)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8010,10 +8012,10 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_171, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_173, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_172, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_173, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_174, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_175, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_125, 8) == 0) {
          if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8042,13 +8044,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_174, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_176, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_175, 21) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_177, 21) == 0) {
          if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_175, 21)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 21)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/ElectronicRegistrationIdentificationVehicleDataModuleEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8057,13 +8059,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 3:
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_176, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_178, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_177, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_179, 15) == 0) {
          if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8072,13 +8074,13 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 5:
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_178, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_180, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_179, 8) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_181, 8) == 0) {
          if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 8)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_181, 8)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8087,7 +8089,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       break;
    case 7:
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_180, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_182, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
@@ -8106,10 +8108,10 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_181, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if (rtXmlEncFastStart(ctxt, XmlName_182, 6) == 0) {
+   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_183, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_184, 6) == 0) {
       if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_182, 6)) != 0) {
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_184, 6)) != 0) {
          rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
          return LOG_RTERR(ctxt, stat);
       }
@@ -8128,13 +8130,13 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_183, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_185, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_184, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_186, 17) == 0) {
          if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_184, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_186, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8143,9 +8145,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 3:
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_185, 19) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_187, 19) == 0) {
          if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_185, 19)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_187, 19)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8154,9 +8156,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 4:
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_186, 16) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_188, 16) == 0) {
          if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_186, 16)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_188, 16)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8165,9 +8167,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 5:
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_187, 17) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_189, 17) == 0) {
          if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_187, 17)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_189, 17)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8176,9 +8178,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 6:
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_188, 21) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_190, 21) == 0) {
          if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_188, 21)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_190, 21)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8187,9 +8189,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 7:
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_189, 20) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_191, 20) == 0) {
          if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_189, 20)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_191, 20)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8198,9 +8200,9 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       break;
    case 8:
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_190, 10) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_192, 10) == 0) {
          if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_190, 10)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_192, 10)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8227,9 +8229,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_191, 7) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_193, 7) == 0) {
          if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_191, 7)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_193, 7)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8238,9 +8240,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       break;
    case 2:
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_192, 4) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_194, 4) == 0) {
          if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_192, 4)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_194, 4)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }
@@ -8249,9 +8251,9 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       break;
    case 3:
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if (rtXmlEncFastStart(ctxt, XmlName_193, 15) == 0) {
+      if (rtXmlEncFastStart(ctxt, XmlName_195, 15) == 0) {
          if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_193, 15)) != 0) {
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_195, 15)) != 0) {
             rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
             return LOG_RTERR(ctxt, stat);
          }

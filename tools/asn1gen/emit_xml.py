@@ -110,7 +110,8 @@ class XmlEmitter(TextEmitter):
         when the type has no fast writer."""
         body = rt.typedef.body if self.uses_typedef_codec(rt) else rt
         k = body.kind
-        if k not in ("INTEGER", "BOOLEAN") and not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
+        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING") and \
+                not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
             return None
         nm = "@NAME@"
         if k == "INTEGER":
@@ -131,6 +132,13 @@ class XmlEmitter(TextEmitter):
                 "rtXmlEncFastEnum(ctxt, %s_ENUMTAB, %d, (QSINT32)%s, %s)" % (t, n, expr, nm)
         if k == "BOOLEAN":
             return [], "rtXmlEncFastBool(ctxt, %s, %s)" % (expr, nm)
+        if k == "BIT_STRING":
+            c = body.cons
+            conds = []
+            if c.has_size() and not c.size_ext and self.uses_typedef_codec(rt):
+                conds = range_conds("QSUINT32", c.size_lo, c.size_hi, "%s.numbits" % expr)
+            limit = "8 * sizeof(%s.data)" % expr if is_small_bitstring(body) else "%s.numbits" % expr
+            return conds, "rtXmlEncFastBits(ctxt, %s.numbits, %s.data, %s, %s)" % (expr, expr, limit, nm)
         return None
 
     def enc_value(self, w, rt, expr, name, raw=None):
@@ -250,7 +258,8 @@ class XmlEmitter(TextEmitter):
                 w.dedent()
                 w.line("}")
         if rt.extensible:
-            self.check(w, "rtAsn1XmlEncOpenTypeExt(ctxt, &%s.extElem1)" % expr)
+            w.line("if (%s.extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &%s.extElem1)) != 0) "
+                   "return LOG_RTERR(ctxt, stat);" % (expr, expr))
         self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
 
     def enc_regional_value(self, w, c, expr):
