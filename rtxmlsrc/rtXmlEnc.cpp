@@ -17,6 +17,14 @@
 
 #define XML_MODULE "../../rtxmlsrc/rtXmlEnc.cpp"
 
+/* Keeps the named-element work out of line, so that the calls without a name (content written
+ * straight into the open element) stay cheap. */
+#if defined(__GNUC__)
+#define XML_NOINLINE __attribute__((noinline))
+#else
+#define XML_NOINLINE
+#endif
+
 using namespace xmlimpl;
 
 namespace {
@@ -446,21 +454,30 @@ int rtXmlEncIndent(QSCTXT* ctxt)
 
 /* ---- tags ------------------------------------------------------------------------------------- */
 
+/* rtXmlEncStartElement with a name; ctxt and its information record are there. */
+XML_NOINLINE static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName,
+                                          const QSXmlNamespace* pNS, QSBOOL terminate);
+
 int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
                          QSRTDList* pNSAttrs, QSBOOL terminate)
 {
    (void)pNSAttrs;
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
-   int stat;
-   if (isEmptyName(elemName)) {
-      if (terminate) {
-         stat = closePendingStartTag(ctxt);
-         if (stat != 0) return XML_LOG(ctxt, stat);
-      }
-      ctxt->flags &= ~QSXMLNIL;
-      return 0;
+   if (!isEmptyName(elemName)) return startNamedElement(ctxt, elemName, pNS, terminate);
+   /* no element of its own: the content goes straight into the open one */
+   if (terminate && (ctxt->flags & QSXMLSTARTOPEN)) {
+      int stat = rtXmlEncTermStartElement(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
    }
+   ctxt->flags &= ~QSXMLNIL;
+   return 0;
+}
+
+static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
+                             QSBOOL terminate)
+{
+   int stat;
    /* the common case in one piece: a complete start tag inside the root: line end, indentation,
     * <name> */
    QSSIZE indent;
@@ -530,10 +547,18 @@ int rtXmlEncTermStartElement(QSCTXT* ctxt)
    return 0;
 }
 
+/* rtXmlEncEndElement with a name; ctxt is there. */
+XML_NOINLINE static int endNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS);
+
 int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    if (isEmptyName(elemName)) return 0;
+   return endNamedElement(ctxt, elemName, pNS);
+}
+
+static int endNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
 
    const QSUTF8CHAR* open = openName(ctxt);
