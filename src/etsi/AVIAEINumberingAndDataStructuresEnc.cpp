@@ -83,11 +83,11 @@ int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_0, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -1126,7 +1126,7 @@ int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.itsStationPositionPresent) {
       if (!((*pvalue).itsStationPosition.count < 1) && !((*pvalue).itsStationPosition.count > 5) && rtXmlEncFastStart(ctxt, XmlName_0, 18) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1138,7 +1138,7 @@ int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       else if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"itsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1146,7 +1146,7 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).nodes.count < 2) && !((*pvalue).nodes.count > 63) && rtXmlEncFastStart(ctxt, XmlName_1, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 5)) != 0) {
@@ -1157,7 +1157,7 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
    else if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_2, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1165,7 +1165,7 @@ int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.activePrioritizationsPresent) {
       if (!((*pvalue).activePrioritizations.count < 1) && !((*pvalue).activePrioritizations.count > 10) && rtXmlEncFastStart(ctxt, XmlName_3, 21) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1177,7 +1177,7 @@ int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
       else if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"activePrioritizations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1185,7 +1185,7 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxVehicleHeightPresent) {
       if (((*pvalue).maxVehicleHeight > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleHeight, XmlName_4, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1193,7 +1193,7 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
       if (((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleWeight, XmlName_5, 16) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1201,7 +1201,7 @@ int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.signalHeadLocationsPresent) {
       if (!((*pvalue).signalHeadLocations.count < 1) && !((*pvalue).signalHeadLocations.count > 64) && rtXmlEncFastStart(ctxt, XmlName_6, 19) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1213,7 +1213,7 @@ int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
       else if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"signalHeadLocations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1221,12 +1221,12 @@ int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stateChangeReasonPresent) {
       if (((*pvalue).stateChangeReason > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue).stateChangeReason, XmlName_7, 17) != 0) && (stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1234,7 +1234,7 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptvRequestPresent) {
       if (((*pvalue).ptvRequest > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue).ptvRequest, XmlName_8, 10) != 0) && (stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1259,7 +1259,7 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
       else if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1267,7 +1267,7 @@ int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_11, 8) == 0) {
       if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 8)) != 0) {
@@ -1277,7 +1277,7 @@ int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
    }
    else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1285,7 +1285,7 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emissionPresent) {
       if (((*pvalue).emission > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue).emission, XmlName_12, 8) != 0) && (stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1293,7 +1293,7 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
       if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1301,7 +1301,7 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.fuelPresent) {
       if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1309,7 +1309,7 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
       if (((*pvalue).batteryStatus > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue).batteryStatus, XmlName_14, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1317,7 +1317,7 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.synchToSchedulePresent) {
       if (((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).synchToSchedule, XmlName_15, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1325,7 +1325,7 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
       if (((*pvalue).rejectedReason > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue).rejectedReason, XmlName_16, 14) != 0) && (stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1333,7 +1333,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIDPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_18, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1352,7 +1352,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
       if (((*pvalue).timeReference > 60000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeReference, XmlName_20, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1361,7 +1361,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_21, 18) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1372,7 +1372,7 @@ int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"ItsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1380,7 +1380,7 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).id, XmlName_22, 2) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_23, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1392,7 +1392,7 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).intersectionID, XmlName_24, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1401,7 +1401,7 @@ int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_25, 4) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1412,7 +1412,7 @@ int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
       }
       else if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"Node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1420,12 +1420,12 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).priorState > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).priorState, XmlName_26, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_27, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1434,7 +1434,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1445,7 +1445,7 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
       }
       else if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"PrioritizationResponse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1453,7 +1453,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 6) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 6)) != 0) {
@@ -1465,7 +1465,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
    if (((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).nodeZ, XmlName_29, 5) != 0) && (stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroupID, XmlName_30, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1474,7 +1474,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_31, 18) == 0) {
          if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1485,7 +1485,7 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"SignalHeadLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

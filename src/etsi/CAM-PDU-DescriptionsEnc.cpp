@@ -1033,7 +1033,7 @@ int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 6)) != 0) {
@@ -1050,7 +1050,7 @@ int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, cons
       }
    }
    else if ((stat = XmlEnc_CoopAwareness(ctxt, &(*pvalue).cam, (const QSUTF8CHAR*)"cam", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1058,7 +1058,7 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).generationDeltaTime, XmlName_2, 19) != 0) && (stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_3, 13) == 0) {
       if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1068,7 +1068,7 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
       }
    }
    else if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"camParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1076,7 +1076,7 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_4, 14) == 0) {
       if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_4, 14)) != 0) {
@@ -1114,7 +1114,7 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
       else if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"specialVehicleContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1122,7 +1122,7 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicVehicleContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1154,7 +1154,7 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1162,7 +1162,7 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicVehicleContainerLowFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1183,7 +1183,7 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1191,7 +1191,7 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.publicTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1278,7 +1278,7 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1286,7 +1286,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_18, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
       if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1297,7 +1297,7 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
    }
    else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1305,7 +1305,7 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_20, 7) == 0) {
       if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 7)) != 0) {
@@ -1406,7 +1406,7 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       }
       else if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"cenDsrcTollingZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1414,7 +1414,7 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_36, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).exteriorLights.numbits < 8 || (*pvalue).exteriorLights.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).exteriorLights.numbits, (*pvalue).exteriorLights.data, 8 * sizeof((*pvalue).exteriorLights.data), XmlName_37, 14) != 0) && (stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).pathHistory.count > 40) && rtXmlEncFastStart(ctxt, XmlName_38, 11) == 0) {
@@ -1425,7 +1425,7 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
       }
    }
    else if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"pathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1433,7 +1433,7 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_39, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_40, 12) == 0) {
@@ -1445,7 +1445,7 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
       }
       else if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"ptActivation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1453,10 +1453,10 @@ int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_41, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1464,9 +1464,9 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_43, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1474,7 +1474,7 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_44, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1489,7 +1489,7 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
       }
       else if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1497,9 +1497,9 @@ int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1507,7 +1507,7 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
@@ -1522,7 +1522,7 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
    if ((*pvalue).m.emergencyPriorityPresent) {
       if (((*pvalue).emergencyPriority.numbits < 2 || (*pvalue).emergencyPriority.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).emergencyPriority.numbits, (*pvalue).emergencyPriority.data, 8 * sizeof((*pvalue).emergencyPriority.data), XmlName_47, 17) != 0) && (stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1530,7 +1530,7 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
@@ -1548,7 +1548,7 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
    if ((*pvalue).m.speedLimitPresent) {
       if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_49, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1556,7 +1556,7 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
       if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_50, 30) == 0) {
          if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1568,7 +1568,7 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
       else if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"protectedCommunicationZonesRSU", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -212,7 +212,7 @@ int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -234,7 +234,7 @@ int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QS
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -242,7 +242,7 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -264,7 +264,7 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -272,7 +272,7 @@ int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -287,7 +287,7 @@ int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, co
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -912,7 +912,7 @@ int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 6)) != 0) {
@@ -929,7 +929,7 @@ int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, co
       }
    }
    else if ((stat = XmlEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm, (const QSUTF8CHAR*)"denm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -937,7 +937,7 @@ int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_2, 10) == 0) {
       if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_2, 10)) != 0) {
@@ -976,7 +976,7 @@ int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
       }
       else if ((stat = XmlEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte, (const QSUTF8CHAR*)"alacarte", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -984,7 +984,7 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_6, 8) == 0) {
       if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 8)) != 0) {
@@ -1020,7 +1020,7 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
    }
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_15, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1028,7 +1028,7 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_16, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_17, 9) == 0) {
       if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1059,7 +1059,7 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
       else if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"eventHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1067,7 +1067,7 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventSpeedPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 10) == 0) {
          if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1100,7 +1100,7 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
       if (((*pvalue).roadType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue).roadType, XmlName_23, 8) != 0) && (stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1108,7 +1108,7 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrLeft, XmlName_24, 17) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrRight, XmlName_25, 18) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posLonCarrLeft, XmlName_26, 14) != 0) && (stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrLeft, (const QSUTF8CHAR*)"posLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1128,7 +1128,7 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
    if (((*pvalue).positionOfOccupants.numbits < 20 || (*pvalue).positionOfOccupants.numbits > 20 || rtXmlEncFastBits(ctxt, (*pvalue).positionOfOccupants.numbits, (*pvalue).positionOfOccupants.data, 8 * sizeof((*pvalue).positionOfOccupants.data), XmlName_33, 19) != 0) && (stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMass, XmlName_34, 11) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).requestResponseIndication > 1 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)(*pvalue).requestResponseIndication, XmlName_35, 25) != 0) && (stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1136,7 +1136,7 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lightBarSirenInUsePresent) {
       if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_36, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1206,7 +1206,7 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       }
       else if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"referenceDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1214,7 +1214,7 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stationarySincePresent) {
       if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_45, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1254,7 +1254,7 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
    if ((*pvalue).m.energyStorageTypePresent) {
       if (((*pvalue).energyStorageType.numbits < 7 || (*pvalue).energyStorageType.numbits > 7 || rtXmlEncFastBits(ctxt, (*pvalue).energyStorageType.numbits, (*pvalue).energyStorageType.data, 8 * sizeof((*pvalue).energyStorageType.data), XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1262,7 +1262,7 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePositionPresent) {
       if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_51, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -1303,7 +1303,7 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
       else if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"stationaryVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1320,7 +1320,7 @@ int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_57, 8) == 0) {
          if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1331,6 +1331,6 @@ int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -9066,7 +9066,7 @@ int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9128,7 +9128,7 @@ int XmlEnc_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue, cons
       else if ((stat = XmlEnc_ETSI_DSRC_MapData_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9137,7 +9137,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9148,7 +9148,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MapData_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MapData_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9156,7 +9156,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9169,7 +9169,7 @@ int XmlEnc_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9177,7 +9177,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).msgCnt > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).msgCnt, XmlName_11, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).msgCnt, (const QSUTF8CHAR*)"msgCnt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).rev > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, (QSINT32)(*pvalue).rev, XmlName_12, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_RTCM_Revision(ctxt, (*pvalue).rev, (const QSUTF8CHAR*)"rev", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
@@ -9222,7 +9222,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
       else if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9231,7 +9231,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9242,7 +9242,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9250,7 +9250,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9259,7 +9259,7 @@ int XmlEnc_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9267,7 +9267,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9293,7 +9293,7 @@ int XmlEnc_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue, const QSUT
       else if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9302,7 +9302,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9313,7 +9313,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SPAT_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SPAT_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9321,7 +9321,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9330,7 +9330,7 @@ int XmlEnc_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9338,7 +9338,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9375,7 +9375,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9384,7 +9384,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9395,7 +9395,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9403,7 +9403,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9412,7 +9412,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9420,7 +9420,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
       if (((*pvalue).timeStamp > 527040 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_0, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_MinuteOfTheYear(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9447,7 +9447,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9456,7 +9456,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9467,7 +9467,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9475,7 +9475,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9484,7 +9484,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9492,7 +9492,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).type > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_AdvisorySpeedType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedPresent) {
       if (((*pvalue).speed > 500 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedAdvice(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9517,7 +9517,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
       else if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9526,7 +9526,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9537,7 +9537,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9545,7 +9545,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9554,7 +9554,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9563,7 +9563,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_26, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9574,7 +9574,7 @@ int XmlEnc_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
       }
       else if ((stat = XmlEnc_ETSI_DSRC_AdvisorySpeed(ctxt, &(*(ASN1T_ETSI_DSRC_AdvisorySpeed*)node->data), (const QSUTF8CHAR*)"AdvisorySpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9582,11 +9582,11 @@ int XmlEnc_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).antOffsetX < -2048 || (*pvalue).antOffsetX > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetX, XmlName_27, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).antOffsetX, (const QSUTF8CHAR*)"antOffsetX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).antOffsetY < -256 || (*pvalue).antOffsetY > 255 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetY, XmlName_28, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B09(ctxt, (*pvalue).antOffsetY, (const QSUTF8CHAR*)"antOffsetY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).antOffsetZ < -512 || (*pvalue).antOffsetZ > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).antOffsetZ, XmlName_29, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).antOffsetZ, (const QSUTF8CHAR*)"antOffsetZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9594,7 +9594,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceLaneId, XmlName_30, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).referenceLaneId, (const QSUTF8CHAR*)"referenceLaneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_31, 11) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(ctxt, &(*pvalue).offsetXaxis, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9632,7 +9632,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
       else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9640,7 +9640,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -9654,7 +9654,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetXaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9662,7 +9662,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.small == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -9676,7 +9676,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_offsetYaxis(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Comp
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9685,7 +9685,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9696,7 +9696,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
       }
       else if ((stat = XmlEnc_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ComputedLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9704,7 +9704,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9713,7 +9713,7 @@ int XmlEnc_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9722,7 +9722,7 @@ int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_38, 10) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9733,7 +9733,7 @@ int XmlEnc_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_Connection(ctxt, &(*(ASN1T_ETSI_DSRC_Connection*)node->data), (const QSUTF8CHAR*)"Connection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9741,12 +9741,12 @@ int XmlEnc_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_39, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maneuverPresent) {
       if (((*pvalue).maneuver.numbits < 12 || (*pvalue).maneuver.numbits > 12 || rtXmlEncFastBits(ctxt, (*pvalue).maneuver.numbits, (*pvalue).maneuver.data, 8 * sizeof((*pvalue).maneuver.data), XmlName_40, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver, (const QSUTF8CHAR*)"maneuver", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9754,7 +9754,7 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_41, 14) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_ConnectingLane(ctxt, &(*pvalue).connectingLane, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 14)) != 0) {
@@ -9782,7 +9782,7 @@ int XmlEnc_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
    if ((*pvalue).m.connectionIDPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9790,7 +9790,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_45, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.queueLengthPresent) {
       if (((*pvalue).queueLength > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).queueLength, XmlName_46, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_ZoneLength(ctxt, (*pvalue).queueLength, (const QSUTF8CHAR*)"queueLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9815,7 +9815,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9824,7 +9824,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9835,7 +9835,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
       }
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9843,7 +9843,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -9856,7 +9856,7 @@ int XmlEnc_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9864,7 +9864,7 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.processMethodPresent) {
       {
          size_t nbytes = (*pvalue).processMethod != 0 ? strlen((*pvalue).processMethod) : 0;
@@ -9894,7 +9894,7 @@ int XmlEnc_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).geoidUsed, (const QSUTF8CHAR*)"geoidUsed", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9902,7 +9902,7 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
       if (((*pvalue).year > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_50, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_DYear(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -9924,7 +9924,7 @@ int XmlEnc_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue, 
    if ((*pvalue).m.offsetPresent) {
       if (((*pvalue).offset < -840 || (*pvalue).offset > 840 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offset, XmlName_55, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_DOffset(ctxt, (*pvalue).offset, (const QSUTF8CHAR*)"offset", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9933,11 +9933,11 @@ int XmlEnc_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9945,7 +9945,7 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.utcTimePresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_57, 7) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_DDateTime(ctxt, &(*pvalue).utcTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10008,7 +10008,7 @@ int XmlEnc_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       else if ((stat = XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(ctxt, &(*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10016,7 +10016,7 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_66, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10077,7 +10077,7 @@ int XmlEnc_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       else if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10086,7 +10086,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10097,7 +10097,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10105,7 +10105,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10118,7 +10118,7 @@ int XmlEnc_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10126,7 +10126,7 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.lane == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -10148,7 +10148,7 @@ int XmlEnc_ETSI_DSRC_IntersectionAccessPoint(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10156,7 +10156,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -10219,7 +10219,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10228,7 +10228,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10239,7 +10239,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10247,7 +10247,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10256,7 +10256,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10265,7 +10265,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_83, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10276,7 +10276,7 @@ int XmlEnc_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionGeometry(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionGeometry*)node->data), (const QSUTF8CHAR*)"IntersectionGeometry", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10284,12 +10284,12 @@ int XmlEnc_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10297,7 +10297,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -10356,7 +10356,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10365,7 +10365,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10376,7 +10376,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10384,7 +10384,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10397,7 +10397,7 @@ int XmlEnc_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10406,7 +10406,7 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_89, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10417,7 +10417,7 @@ int XmlEnc_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
       }
       else if ((stat = XmlEnc_ETSI_DSRC_IntersectionState(ctxt, &(*(ASN1T_ETSI_DSRC_IntersectionState*)node->data), (const QSUTF8CHAR*)"IntersectionState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10425,7 +10425,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).directionalUse.numbits < 2 || (*pvalue).directionalUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).directionalUse.numbits, (*pvalue).directionalUse.data, 8 * sizeof((*pvalue).directionalUse.data), XmlName_90, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneDirection(ctxt, &(*pvalue).directionalUse, (const QSUTF8CHAR*)"directionalUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).sharedWith.numbits < 10 || (*pvalue).sharedWith.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).sharedWith.numbits, (*pvalue).sharedWith.data, 8 * sizeof((*pvalue).sharedWith.data), XmlName_91, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneSharing(ctxt, &(*pvalue).sharedWith, (const QSUTF8CHAR*)"sharedWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_92, 8) == 0) {
@@ -10446,7 +10446,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
       }
       else if ((stat = XmlEnc_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10454,7 +10454,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10467,7 +10467,7 @@ int XmlEnc_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10475,7 +10475,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.pathEndPointAngle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -10527,7 +10527,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneDataAtt
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10536,7 +10536,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10547,7 +10547,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
       }
       else if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10555,7 +10555,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10564,7 +10564,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10573,7 +10573,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_98, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10584,7 +10584,7 @@ int XmlEnc_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
       }
       else if ((stat = XmlEnc_ETSI_DSRC_LaneDataAttribute(ctxt, &(*(ASN1T_ETSI_DSRC_LaneDataAttribute*)node->data), (const QSUTF8CHAR*)"LaneDataAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10593,7 +10593,7 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10604,7 +10604,7 @@ int XmlEnc_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
       }
       else if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10621,7 +10621,7 @@ int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.vehicle == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -10663,7 +10663,7 @@ int XmlEnc_ETSI_DSRC_LaneTypeAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneTypeAt
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10672,7 +10672,7 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_108, 24) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10683,7 +10683,7 @@ int XmlEnc_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
       }
       else if ((stat = XmlEnc_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*(ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)node->data), (const QSUTF8CHAR*)"ConnectionManeuverAssist", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10691,7 +10691,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).eventState > 9 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, (QSINT32)(*pvalue).eventState, XmlName_109, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_MovementPhaseState(ctxt, (*pvalue).eventState, (const QSUTF8CHAR*)"eventState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timingPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_110, 6) == 0) {
@@ -10724,7 +10724,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       else if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10733,7 +10733,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10744,7 +10744,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10752,7 +10752,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10765,7 +10765,7 @@ int XmlEnc_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10774,7 +10774,7 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_112, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10785,7 +10785,7 @@ int XmlEnc_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementEvent(ctxt, &(*(ASN1T_ETSI_DSRC_MovementEvent*)node->data), (const QSUTF8CHAR*)"MovementEvent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10794,7 +10794,7 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_113, 13) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10805,7 +10805,7 @@ int XmlEnc_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementState(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState*)node->data), (const QSUTF8CHAR*)"MovementState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10813,7 +10813,7 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.movementNamePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).movementName, (const QSUTF8CHAR*)"movementName", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -10847,7 +10847,7 @@ int XmlEnc_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
       else if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10856,7 +10856,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10867,7 +10867,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_DSRC_MovementState_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_MovementState_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10875,7 +10875,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10884,7 +10884,7 @@ int XmlEnc_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10892,7 +10892,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.localNodePresent) {
       if (!((*pvalue).localNode.count < 1) && !((*pvalue).localNode.count > 8) && rtXmlEncFastStart(ctxt, XmlName_115, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeXYList(ctxt, &(*pvalue).localNode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10950,7 +10950,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10959,7 +10959,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -10970,7 +10970,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
       }
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -10978,7 +10978,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -10991,7 +10991,7 @@ int XmlEnc_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11009,11 +11009,11 @@ int XmlEnc_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (((*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data) > 11 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, (QSINT32)(*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), XmlName_121, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_NodeAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_NodeAttributeXY*)node->data), (const QSUTF8CHAR*)"NodeAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11021,10 +11021,10 @@ int XmlEnc_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lon < -1800000000 || (*pvalue).lon > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lon, XmlName_122, 3) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).lon, (const QSUTF8CHAR*)"lon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11032,10 +11032,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).x < -512 || (*pvalue).x > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).y < -512 || (*pvalue).y > 511 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B10(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11043,10 +11043,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).x < -1024 || (*pvalue).x > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).y < -1024 || (*pvalue).y > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B11(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11054,10 +11054,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).x < -2048 || (*pvalue).x > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).y < -2048 || (*pvalue).y > 2047 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B12(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11065,10 +11065,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).x < -4096 || (*pvalue).x > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).y < -4096 || (*pvalue).y > 4095 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B13(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11076,10 +11076,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).x < -8192 || (*pvalue).x > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).y < -8192 || (*pvalue).y > 8191 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B14(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11087,10 +11087,10 @@ int XmlEnc_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).x, XmlName_123, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).y, XmlName_124, 1) != 0) && (stat = XmlEnc_ETSI_DSRC_Offset_B16(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11098,7 +11098,7 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.nodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -11130,7 +11130,7 @@ int XmlEnc_ETSI_DSRC_NodeListXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeListXY* pvalue
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11138,7 +11138,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.node_XY1 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -11232,7 +11232,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeOffsetP
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11240,7 +11240,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11249,7 +11249,7 @@ int XmlEnc_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11257,7 +11257,7 @@ int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_134, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).delta, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_134, 5)) != 0) {
@@ -11277,7 +11277,7 @@ int XmlEnc_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue, const 
       else if ((stat = XmlEnc_ETSI_DSRC_NodeAttributeSetXY(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11286,7 +11286,7 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 2 || (*pvalue).count > 63) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_136, 6) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11297,7 +11297,7 @@ int XmlEnc_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
       }
       else if ((stat = XmlEnc_ETSI_DSRC_NodeXY(ctxt, &(*(ASN1T_ETSI_DSRC_NodeXY*)node->data), (const QSUTF8CHAR*)"NodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11306,11 +11306,11 @@ int XmlEnc_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_56, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11318,11 +11318,11 @@ int XmlEnc_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajor, XmlName_137, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisAccuracy(ctxt, (*pvalue).semiMajor, (const QSUTF8CHAR*)"semiMajor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinor, XmlName_138, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMinorAxisAccuracy(ctxt, (*pvalue).semiMinor, (const QSUTF8CHAR*)"semiMinor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).orientation, XmlName_139, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, (*pvalue).orientation, (const QSUTF8CHAR*)"orientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11330,10 +11330,10 @@ int XmlEnc_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).pos > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).pos, XmlName_140, 3) != 0) && (stat = XmlEnc_ETSI_DSRC_PositionConfidence(ctxt, (*pvalue).pos, (const QSUTF8CHAR*)"pos", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).elevation > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).elevation, XmlName_60, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_ElevationConfidence(ctxt, (*pvalue).elevation, (const QSUTF8CHAR*)"elevation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11341,7 +11341,7 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).lat < -900000000 || (*pvalue).lat > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lat, XmlName_59, 3) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).lat, (const QSUTF8CHAR*)"lat", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).long_ < -1800000000 || (*pvalue).long_ > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).long_, XmlName_58, 4) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).long_, (const QSUTF8CHAR*)"long", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.elevationPresent) {
@@ -11358,7 +11358,7 @@ int XmlEnc_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
       else if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11367,7 +11367,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11378,7 +11378,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
       }
       else if ((stat = XmlEnc_ETSI_DSRC_Position3D_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_Position3D_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11386,7 +11386,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11399,7 +11399,7 @@ int XmlEnc_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11408,7 +11408,7 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_141, 17) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11419,7 +11419,7 @@ int XmlEnc_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone(ctxt, &(*(ASN1T_ETSI_DSRC_SignalControlZone*)node->data), (const QSUTF8CHAR*)"SignalControlZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11427,10 +11427,10 @@ int XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).type > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, (QSINT32)(*pvalue).type, XmlName_21, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedLimitType(ctxt, (*pvalue).type, (const QSUTF8CHAR*)"type", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11438,7 +11438,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
@@ -11493,7 +11493,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11502,7 +11502,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11513,7 +11513,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11521,7 +11521,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11534,7 +11534,7 @@ int XmlEnc_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11542,7 +11542,7 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_142, 8) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_Position3D(ctxt, &(*pvalue).position, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_142, 8)) != 0) {
@@ -11565,7 +11565,7 @@ int XmlEnc_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
       else if ((stat = XmlEnc_ETSI_DSRC_TransmissionAndSpeed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11573,7 +11573,7 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).role > 22 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, (QSINT32)(*pvalue).role, XmlName_146, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_BasicVehicleRole(ctxt, (*pvalue).role, (const QSUTF8CHAR*)"role", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.subrolePresent) {
       if (((*pvalue).subrole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, (QSINT32)(*pvalue).subrole, XmlName_147, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_RequestSubRole(ctxt, (*pvalue).subrole, (const QSUTF8CHAR*)"subrole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11598,7 +11598,7 @@ int XmlEnc_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11606,7 +11606,7 @@ int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11615,7 +11615,7 @@ int XmlEnc_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11623,7 +11623,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RestrictionClassID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).users.count < 1) && !((*pvalue).users.count > 16) && rtXmlEncFastStart(ctxt, XmlName_151, 5) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11633,7 +11633,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users, (const QSUTF8CHAR*)"users", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11642,7 +11642,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 254) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11653,7 +11653,7 @@ int XmlEnc_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionClassAssignment*)node->data), (const QSUTF8CHAR*)"RestrictionClassAssignment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11661,7 +11661,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -11686,7 +11686,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Restricti
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11695,7 +11695,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11706,7 +11706,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11714,7 +11714,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11727,7 +11727,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11736,7 +11736,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_154, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11747,7 +11747,7 @@ int XmlEnc_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RestrictionUserType(ctxt, &(*(ASN1T_ETSI_DSRC_RestrictionUserType*)node->data), (const QSUTF8CHAR*)"RestrictionUserType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11756,7 +11756,7 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 255) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_99, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11767,7 +11767,7 @@ int XmlEnc_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
       }
       else if ((stat = XmlEnc_ETSI_DSRC_GenericLane(ctxt, &(*(ASN1T_ETSI_DSRC_GenericLane*)node->data), (const QSUTF8CHAR*)"GenericLane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11775,12 +11775,12 @@ int XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.regionPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).region, XmlName_84, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadRegulatorID(ctxt, (*pvalue).region, (const QSUTF8CHAR*)"region", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).id, XmlName_76, 2) != 0) && (stat = XmlEnc_ETSI_DSRC_RoadSegmentID(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11788,7 +11788,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.namePresent) {
       if ((stat = XmlEnc_ETSI_DSRC_DescriptiveName(ctxt, (*pvalue).name, (const QSUTF8CHAR*)"name", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -11841,7 +11841,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
       else if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11850,7 +11850,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11861,7 +11861,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11869,7 +11869,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11878,7 +11878,7 @@ int XmlEnc_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11887,7 +11887,7 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_156, 11) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11898,7 +11898,7 @@ int XmlEnc_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RoadSegment(ctxt, &(*(ASN1T_ETSI_DSRC_RoadSegment*)node->data), (const QSUTF8CHAR*)"RoadSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11906,7 +11906,7 @@ int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).status.numbits < 8 || (*pvalue).status.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).status.numbits, (*pvalue).status.data, 8 * sizeof((*pvalue).status.data), XmlName_20, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_GNSSstatus(ctxt, &(*pvalue).status, (const QSUTF8CHAR*)"status", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_157, 9) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -11916,7 +11916,7 @@ int XmlEnc_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet, (const QSUTF8CHAR*)"offsetSet", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11925,11 +11925,11 @@ int XmlEnc_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((stat = XmlEnc_ETSI_DSRC_RTCMmessage(ctxt, &(*(ASN1T_ETSI_DSRC_RTCMmessage*)node->data), (const QSUTF8CHAR*)"RTCMmessage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11938,11 +11938,11 @@ int XmlEnc_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (((*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data) > 37 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, (QSINT32)(*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), XmlName_158, 18) != 0) && (stat = XmlEnc_ETSI_DSRC_SegmentAttributeXY(ctxt, (*(ASN1T_ETSI_DSRC_SegmentAttributeXY*)node->data), (const QSUTF8CHAR*)"SegmentAttributeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11950,7 +11950,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_159, 4) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_159, 4)) != 0) {
@@ -11960,7 +11960,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalControlZone_zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11968,7 +11968,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -11977,7 +11977,7 @@ int XmlEnc_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -11985,7 +11985,7 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_VehicleID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
@@ -12010,7 +12010,7 @@ int XmlEnc_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
       else if ((stat = XmlEnc_ETSI_DSRC_RequestorType(ctxt, &(*pvalue).typeData, (const QSUTF8CHAR*)"typeData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12018,7 +12018,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 2)) != 0) {
@@ -12058,7 +12058,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12067,7 +12067,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12078,7 +12078,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequest_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12086,7 +12086,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -12095,7 +12095,7 @@ int XmlEnc_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12104,7 +12104,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_165, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12115,7 +12115,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage*)node->data), (const QSUTF8CHAR*)"SignalRequestPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12123,7 +12123,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_148, 7) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_SignalRequest(ctxt, &(*pvalue).request, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_148, 7)) != 0) {
@@ -12152,7 +12152,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12161,7 +12161,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12172,7 +12172,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12180,7 +12180,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -12189,7 +12189,7 @@ int XmlEnc_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12197,7 +12197,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).sequenceNumber > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_17, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_MsgCount(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_76, 2) == 0) {
       if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*pvalue).id, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12226,7 +12226,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12235,7 +12235,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12246,7 +12246,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue,
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12254,7 +12254,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -12263,7 +12263,7 @@ int XmlEnc_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12272,7 +12272,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_168, 12) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12283,7 +12283,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, cons
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatus(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatus*)node->data), (const QSUTF8CHAR*)"SignalStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12292,7 +12292,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 32) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_169, 19) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12303,7 +12303,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage*)node->data), (const QSUTF8CHAR*)"SignalStatusPackage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12311,7 +12311,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.requesterPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_170, 9) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalRequesterInfo(ctxt, &(*pvalue).requester, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12361,7 +12361,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(ctxt, &(*pvalue).regional, (const QSUTF8CHAR*)"regional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12370,7 +12370,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12381,7 +12381,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)node->data), (const QSUTF8CHAR*)"SEQUENCE", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12389,7 +12389,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).regionId, XmlName_10, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_RegionId(ctxt, (*pvalue).regionId, (const QSUTF8CHAR*)"regionId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncStartElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).regExtValue.t) {
@@ -12402,7 +12402,7 @@ int XmlEnc_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
    if ((stat = rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)"regExtValue", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12410,11 +12410,11 @@ int XmlEnc_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).heading > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).heading, XmlName_61, 7) != 0) && (stat = XmlEnc_ETSI_DSRC_HeadingConfidence(ctxt, (*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speed > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_SpeedConfidence(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).throttle > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, (QSINT32)(*pvalue).throttle, XmlName_173, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_ThrottleConfidence(ctxt, (*pvalue).throttle, (const QSUTF8CHAR*)"throttle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12423,7 +12423,7 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_174, 20) == 0) {
          if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -12434,7 +12434,7 @@ int XmlEnc_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
       }
       else if ((stat = XmlEnc_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*(ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)node->data), (const QSUTF8CHAR*)"RegulatorySpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12451,7 +12451,7 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startTimePresent) {
       if (((*pvalue).startTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).startTime, XmlName_175, 9) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).startTime, (const QSUTF8CHAR*)"startTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -12468,7 +12468,7 @@ int XmlEnc_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
    if ((*pvalue).m.nextTimePresent) {
       if (((*pvalue).nextTime > 36001 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nextTime, XmlName_179, 8) != 0) && (stat = XmlEnc_ETSI_DSRC_TimeMark(ctxt, (*pvalue).nextTime, (const QSUTF8CHAR*)"nextTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12485,10 +12485,10 @@ int XmlEnc_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).transmisson > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, (QSINT32)(*pvalue).transmisson, XmlName_180, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_TransmissionState(ctxt, (*pvalue).transmisson, (const QSUTF8CHAR*)"transmisson", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).speed > 8191 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speed, XmlName_22, 5) != 0) && (stat = XmlEnc_ETSI_DSRC_Velocity(ctxt, (*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -12496,7 +12496,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.entityID == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -12510,7 +12510,7 @@ int XmlEnc_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue, 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -67,10 +67,10 @@ int XmlEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(QSUINT32*)node->data), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(QSUINT32*)node->data), (const QSUTF8CHAR*)"INTEGER", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -1754,7 +1754,7 @@ int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 13) == 0) {
       if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 13)) != 0) {
@@ -1773,7 +1773,7 @@ int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CH
       }
       else if ((stat = XmlEnc_GddAttributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1781,7 +1781,7 @@ int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1802,7 +1802,7 @@ int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
       }
    }
    else if ((stat = XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1810,7 +1810,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1832,7 +1832,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1867,12 +1867,12 @@ int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_7, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_8, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1880,7 +1880,7 @@ int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_9, 12) == 0) {
          if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -1891,7 +1891,7 @@ int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
       }
       else if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"GddAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1899,7 +1899,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -1994,7 +1994,7 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2002,7 +2002,7 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
          if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2049,7 +2049,7 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
       }
       else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2057,10 +2057,10 @@ int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_26, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_27, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2068,7 +2068,7 @@ int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
       if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 22)) != 0) {
@@ -2085,7 +2085,7 @@ int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
       }
    }
    else if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"dateRangeEndMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2093,7 +2093,7 @@ int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_30, 18) == 0) {
       if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 18)) != 0) {
@@ -2110,7 +2110,7 @@ int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
       }
    }
    else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"timeRangeEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2118,7 +2118,7 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
          if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2165,7 +2165,7 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
       }
       else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2182,7 +2182,7 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.vehicleHeightPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_32, 13) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2223,7 +2223,7 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
       }
       else if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"vehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2231,7 +2231,7 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax, XmlName_36, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2242,7 +2242,7 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
    }
    if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2259,12 +2259,12 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2272,7 +2272,7 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
       if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection, XmlName_40, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2293,7 +2293,7 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
       }
    }
    else if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2301,7 +2301,7 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startingPointLengthPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_44, 19) == 0) {
          if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2322,7 +2322,7 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
       }
       else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"continuityLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2357,7 +2357,7 @@ int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_46, 6) == 0) {
          if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2368,7 +2368,7 @@ int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
       }
       else if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"DDD-IO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2376,7 +2376,7 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_47, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
@@ -2430,7 +2430,7 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
       }
       else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"distanceToDestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2438,7 +2438,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_54, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
@@ -2460,7 +2460,7 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
    if ((*pvalue).m.placeNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2468,7 +2468,7 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
          if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2479,7 +2479,7 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
       }
       else if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"DestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2487,7 +2487,7 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_58, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -2496,7 +2496,7 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
    if ((*pvalue).m.roadNumberTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2504,7 +2504,7 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_59, 15) == 0) {
          if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -2515,7 +2515,7 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
       }
       else if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"DestinationRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2539,12 +2539,12 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2552,12 +2552,12 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2565,12 +2565,12 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_61, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2578,12 +2578,12 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_62, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_63, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2600,11 +2600,11 @@ int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

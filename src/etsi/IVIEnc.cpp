@@ -5759,7 +5759,7 @@ int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 9) == 0) {
       if ((stat = XmlEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 9)) != 0) {
@@ -5778,7 +5778,7 @@ int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_IviContainers(ctxt, &(*pvalue).optional, (const QSUTF8CHAR*)"optional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5786,7 +5786,7 @@ int XmlEnc_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_2, 12) == 0) {
          if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -5797,7 +5797,7 @@ int XmlEnc_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
       }
       else if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"IviContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5805,7 +5805,7 @@ int XmlEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -5903,7 +5903,7 @@ int XmlEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue, const 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5911,7 +5911,7 @@ int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_11, 17) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 17)) != 0) {
@@ -5952,7 +5952,7 @@ int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
       else if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5960,7 +5960,7 @@ int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
       if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 17)) != 0) {
@@ -6001,7 +6001,7 @@ int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
    }
    else if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6009,7 +6009,7 @@ int XmlEnc_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_24, 7) == 0) {
          if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6020,7 +6020,7 @@ int XmlEnc_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
       }
       else if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"GlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6028,7 +6028,7 @@ int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneNumberPresent) {
       if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6050,7 +6050,7 @@ int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR
       else if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6058,7 +6058,7 @@ int XmlEnc_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_30, 7) == 0) {
          if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6069,7 +6069,7 @@ int XmlEnc_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
       }
       else if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"GicPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6077,7 +6077,7 @@ int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
          if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6179,7 +6179,7 @@ int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR
       else if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6187,7 +6187,7 @@ int XmlEnc_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_47, 7) == 0) {
          if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6198,7 +6198,7 @@ int XmlEnc_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"RccPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6206,7 +6206,7 @@ int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
       if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
@@ -6225,7 +6225,7 @@ int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR
    }
    else if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6233,7 +6233,7 @@ int XmlEnc_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_50, 7) == 0) {
          if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6244,7 +6244,7 @@ int XmlEnc_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"RscPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6252,7 +6252,7 @@ int XmlEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
          if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6294,7 +6294,7 @@ int XmlEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"roadSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6302,7 +6302,7 @@ int XmlEnc_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_53, 6) == 0) {
          if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6313,7 +6313,7 @@ int XmlEnc_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
       }
       else if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"TcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6321,7 +6321,7 @@ int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
          if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6400,7 +6400,7 @@ int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* 
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6408,7 +6408,7 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_43, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.heightPresent) {
       if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
@@ -6427,7 +6427,7 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
    }
    else if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6435,7 +6435,7 @@ int XmlEnc_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_58, 7) == 0) {
          if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6446,7 +6446,7 @@ int XmlEnc_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
       }
       else if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"AvcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6454,7 +6454,7 @@ int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
          if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6517,7 +6517,7 @@ int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR
       else if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"platooningRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6525,7 +6525,7 @@ int XmlEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_61, 9) == 0) {
       if ((stat = XmlEnc_IVI_MapReference(ctxt, &(*pvalue).reference, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_61, 9)) != 0) {
@@ -6542,7 +6542,7 @@ int XmlEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer
       }
    }
    else if ((stat = XmlEnc_IVI_MlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6550,7 +6550,7 @@ int XmlEnc_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_62, 7) == 0) {
          if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6561,7 +6561,7 @@ int XmlEnc_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
       }
       else if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"MlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6569,7 +6569,7 @@ int XmlEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIdsPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_63, 7) == 0) {
@@ -6581,7 +6581,7 @@ int XmlEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue, const QSUTF8CHAR
       }
       else if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"laneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6589,7 +6589,7 @@ int XmlEnc_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_64, 16) == 0) {
          if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6600,7 +6600,7 @@ int XmlEnc_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
       }
       else if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"AbsolutePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6608,7 +6608,7 @@ int XmlEnc_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_65, 25) == 0) {
          if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6619,7 +6619,7 @@ int XmlEnc_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"AbsolutePositionWAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6628,7 +6628,7 @@ int XmlEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_66, 20) == 0) {
          if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6639,7 +6639,7 @@ int XmlEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
       }
       else if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"AutomatedVehicleRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6647,7 +6647,7 @@ int XmlEnc_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_67, 8) == 0) {
          if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6658,7 +6658,7 @@ int XmlEnc_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
       }
       else if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6666,7 +6666,7 @@ int XmlEnc_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_68, 13) == 0) {
          if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6677,7 +6677,7 @@ int XmlEnc_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
       }
       else if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"DeltaPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6685,7 +6685,7 @@ int XmlEnc_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_69, 22) == 0) {
          if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6696,7 +6696,7 @@ int XmlEnc_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
       }
       else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"DeltaReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6704,7 +6704,7 @@ int XmlEnc_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
          if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6715,7 +6715,7 @@ int XmlEnc_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6723,7 +6723,7 @@ int XmlEnc_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
          if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6734,7 +6734,7 @@ int XmlEnc_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6743,11 +6743,11 @@ int XmlEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_IviIdentificationNumber*)node->data), XmlName_71, 23) != 0) && (stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6755,7 +6755,7 @@ int XmlEnc_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_72, 17) == 0) {
          if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6766,7 +6766,7 @@ int XmlEnc_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
       }
       else if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"ISO14823Attribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6774,7 +6774,7 @@ int XmlEnc_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_73, 15) == 0) {
          if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6785,7 +6785,7 @@ int XmlEnc_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
       }
       else if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"LaneInformation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6793,11 +6793,11 @@ int XmlEnc_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_74, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6805,11 +6805,11 @@ int XmlEnc_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (((*(ASN1T_ITS_LanePosition*)node->data) < -1 || (*(ASN1T_ITS_LanePosition*)node->data) > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*(ASN1T_ITS_LanePosition*)node->data), XmlName_75, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6817,7 +6817,7 @@ int XmlEnc_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_76, 15) == 0) {
          if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6828,7 +6828,7 @@ int XmlEnc_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUT
       }
       else if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"LayoutComponent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6837,7 +6837,7 @@ int XmlEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_77, 14) == 0) {
          if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6848,7 +6848,7 @@ int XmlEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
       }
       else if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"PlatooningRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6856,7 +6856,7 @@ int XmlEnc_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_78, 6) == 0) {
          if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6867,7 +6867,7 @@ int XmlEnc_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
       }
       else if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"RSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6875,7 +6875,7 @@ int XmlEnc_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
          if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6886,7 +6886,7 @@ int XmlEnc_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
       }
       else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6895,7 +6895,7 @@ int XmlEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_79, 22) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6906,7 +6906,7 @@ int XmlEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"TrailerCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6914,7 +6914,7 @@ int XmlEnc_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_80, 31) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6925,7 +6925,7 @@ int XmlEnc_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6933,7 +6933,7 @@ int XmlEnc_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_81, 28) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6944,7 +6944,7 @@ int XmlEnc_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6953,11 +6953,11 @@ int XmlEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (((*(ASN1T_IVI_SaeAutomationLevel*)node->data) > 5 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_SaeAutomationLevel*)node->data), XmlName_82, 18) != 0) && (stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6965,7 +6965,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_80, 31) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6976,7 +6976,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6984,7 +6984,7 @@ int XmlEnc_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_83, 30) == 0) {
          if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -6995,7 +6995,7 @@ int XmlEnc_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
       }
       else if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"CompleteVehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7003,7 +7003,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_81, 28) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7014,7 +7014,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7022,7 +7022,7 @@ int XmlEnc_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if (rtXmlEncFastStart(ctxt, XmlName_84, 34) == 0) {
          if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7033,7 +7033,7 @@ int XmlEnc_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
       }
       else if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"InternationalSign-applicablePeriod", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7041,11 +7041,11 @@ int XmlEnc_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_Zid*)node->data), XmlName_85, 3) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7053,10 +7053,10 @@ int XmlEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_86, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_87, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7064,7 +7064,7 @@ int XmlEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositio
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_86, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_87, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_88, 8) == 0) {
@@ -7075,7 +7075,7 @@ int XmlEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositio
       }
    }
    else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7083,7 +7083,7 @@ int XmlEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_89, 5) == 0) {
       if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_89, 5)) != 0) {
@@ -7110,7 +7110,7 @@ int XmlEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7118,7 +7118,7 @@ int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_95, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).allowedSaeAutomationLevels.count < 1) && !((*pvalue).allowedSaeAutomationLevels.count > 5) && rtXmlEncFastStart(ctxt, XmlName_96, 26) == 0) {
       if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7164,7 +7164,7 @@ int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
       else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7172,7 +7172,7 @@ int XmlEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.tractorPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_102, 7) == 0) {
          if ((stat = XmlEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7203,7 +7203,7 @@ int XmlEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVe
       }
       else if ((stat = XmlEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train, (const QSUTF8CHAR*)"train", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7211,7 +7211,7 @@ int XmlEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_105, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7228,7 +7228,7 @@ int XmlEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue, 
       }
       else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"offsetPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7236,10 +7236,10 @@ int XmlEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_108, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_109, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7247,7 +7247,7 @@ int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -7327,7 +7327,7 @@ int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7335,7 +7335,7 @@ int XmlEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_91, 13) == 0) {
       if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_91, 13)) != 0) {
@@ -7354,7 +7354,7 @@ int XmlEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue, const 
       }
       else if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7362,7 +7362,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_p
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7383,7 +7383,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_p
       }
    }
    else if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7391,7 +7391,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -7413,7 +7413,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7448,12 +7448,12 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, AS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_123, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_124, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7461,7 +7461,7 @@ int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
@@ -7540,7 +7540,7 @@ int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, 
       else if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"laneSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7548,14 +7548,14 @@ int XmlEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneDefinitionAccuracy, XmlName_131, 22) != 0) && (stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastBool(ctxt, (*pvalue).existinglaneMarkingStatus, XmlName_132, 25) != 0) && (stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).newlaneMarkingColour, XmlName_133, 20) != 0) && (stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationLeft, XmlName_134, 20) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationRight, XmlName_135, 21) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mergingWith, XmlName_136, 11) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7563,7 +7563,7 @@ int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).height, XmlName_55, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7574,7 +7574,7 @@ int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, 
    if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).y, XmlName_139, 1) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).textScripting > 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).textScripting, XmlName_140, 13) != 0) && (stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7591,11 +7591,11 @@ int XmlEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).goodsType, XmlName_141, 9) != 0) && (stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_142, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_143, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7603,7 +7603,7 @@ int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -7631,7 +7631,7 @@ int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7639,7 +7639,7 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_95, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (!((*pvalue).allowedSaeAutomationLevels.count < 1) && !((*pvalue).allowedSaeAutomationLevels.count > 5) && rtXmlEncFastStart(ctxt, XmlName_96, 26) == 0) {
       if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7688,7 +7688,7 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
       else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7696,7 +7696,7 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -7750,7 +7750,7 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7758,12 +7758,12 @@ int XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSur
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).condition, XmlName_155, 9) != 0) && (stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).temperature, XmlName_156, 11) != 0) && (stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iceOrWaterDepth, XmlName_157, 15) != 0) && (stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).treatment > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).treatment, XmlName_158, 9) != 0) && (stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7771,12 +7771,12 @@ int XmlEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurf
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).frictionCoefficient > 101 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).frictionCoefficient, XmlName_159, 19) != 0) && (stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).material, XmlName_160, 8) != 0) && (stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wear, XmlName_161, 4) != 0) && (stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).avBankingAngle, XmlName_162, 14) != 0) && (stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7784,7 +7784,7 @@ int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
@@ -7796,7 +7796,7 @@ int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* 
       }
    }
    else if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"code", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7804,7 +7804,7 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -7851,7 +7851,7 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7859,7 +7859,7 @@ int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_168, 4) == 0) {
       if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 4)) != 0) {
@@ -7871,7 +7871,7 @@ int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR
    if ((*pvalue).m.laneWidthPresent) {
       if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_105, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7879,14 +7879,14 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
       if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastBits(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, 8 * sizeof((*pvalue).language.data), XmlName_169, 8) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7894,7 +7894,7 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7925,7 +7925,7 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7933,7 +7933,7 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -7964,7 +7964,7 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
       }
       else if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7972,7 +7972,7 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
       if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
          if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8003,7 +8003,7 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
       }
       else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8011,7 +8011,7 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_173, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_174, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8032,7 +8032,7 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
    if ((*pvalue).m.unitPresent) {
       if (((*pvalue).unit > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_93, 4) != 0) && (stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8040,7 +8040,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -8099,7 +8099,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8107,7 +8107,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_183, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_184, 6) == 0) {
       if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
@@ -8117,7 +8117,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
       }
    }
    else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"limits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8125,7 +8125,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -8217,7 +8217,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8225,7 +8225,7 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
@@ -8268,7 +8268,7 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

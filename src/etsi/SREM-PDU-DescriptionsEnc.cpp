@@ -55,7 +55,7 @@ int XmlEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
       if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 6)) != 0) {
@@ -72,6 +72,6 @@ int XmlEnc_SREM(QSCTXT* ctxt, ASN1T_SREM* pvalue, const QSUTF8CHAR* elemName, co
       }
    }
    else if ((stat = XmlEnc_ETSI_DSRC_SignalRequestMessage(ctxt, &(*pvalue).srm, (const QSUTF8CHAR*)"srm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -199,6 +199,16 @@ class XmlEmitter(TextEmitter):
         w.line("}")
         w.line("else if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % (call % name))
 
+    def start_elem(self, w, name, rec):
+        """Start tag of a structured value; the name given to an encoder may be empty (content
+        straight into the open element), which the inline form passes over without a call."""
+        fn = "rtXmlEncStartContent(ctxt, %s, %s)" if name == "elemName" else "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)"
+        self.check(w, fn % (name, rec))
+
+    def end_elem(self, w, name, rec):
+        fn = "rtXmlEncEndContent(ctxt, %s, %s)" if name == "elemName" else "rtXmlEncEndElement(ctxt, %s, %s)"
+        self.check(w, fn % (name, rec))
+
     def enc_inline(self, w, rt, expr, name, rec):
         k = rt.kind
         c = rt.cons
@@ -243,7 +253,7 @@ class XmlEmitter(TextEmitter):
             raise Asn1Error("no XML encoding for %s" % k)
 
     def enc_sequence(self, w, rt, expr, name, rec):
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         for c in rt.components:
             if c.has_present_bit:
                 w.line("if (%s.m.%sPresent) {" % (expr, c.cname))
@@ -260,7 +270,7 @@ class XmlEmitter(TextEmitter):
         if rt.extensible:
             w.line("if (%s.extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &%s.extElem1)) != 0) "
                    "return LOG_RTERR(ctxt, stat);" % (expr, expr))
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+        self.end_elem(w, name, rec)
 
     def enc_regional_value(self, w, c, expr):
         """The open type of a regional extension: an element holding the typed extension of the
@@ -283,7 +293,7 @@ class XmlEmitter(TextEmitter):
         self.check(w, "rtXmlEncEndElement(ctxt, %s, ns.pChild)" % qs(c.name))
 
     def enc_choice(self, w, rt, expr, name, rec):
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         w.line("switch (%s.t) {" % expr)
         for i, a in enumerate(rt.alternatives):
             w.line("case %d:" % (i + 1))
@@ -309,18 +319,18 @@ class XmlEmitter(TextEmitter):
         w.line("return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);")
         w.dedent()
         w.line("}")
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+        self.end_elem(w, name, rec)
 
     def enc_seqof(self, w, rt, expr, name, rec):
         el = rt.element
         self.size_check(w, rt.cons, "%s.count" % expr)
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         w.line("for (QSRTDListNode* node = %s.head; node != 0; node = node->next) {" % expr)
         w.indent()
         self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el), qs(item_name(el)), item_name(el))
         w.dedent()
         w.line("}")
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+        self.end_elem(w, name, rec)
 
     # ---- decoding ------------------------------------------------------------------------------
     def dec_value(self, w, rt, expr):
