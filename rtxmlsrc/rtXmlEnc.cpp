@@ -495,6 +495,28 @@ static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSX
          return 0;
       }
    }
+   /* the root element of an ASN.1 XML document after the declaration: line end, <name, and '>'
+    * unless the tag is left open */
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (ctxt->xmlDepth == 0 && ctxt->xmlState == QSXMLHEADER && asn1Mode(ctxt) && prefixOf(pNS) == nullptr &&
+       (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) == 0) {
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, nlen + 3);
+      if (p != nullptr) {
+         *p = '\n';
+         p += (info->indent != 0);
+         p = fastTag(p, false, elemName, nlen);
+         if (!terminate) p--;
+         fastCommit(ctxt, p);
+         ctxt->xmlDepth = 1;
+         ctxt->xmlState = QSXMLSTART;
+         if (terminate) ctxt->flags &= ~QSXMLSTARTOPEN;
+         else ctxt->flags |= QSXMLSTARTOPEN;
+         stat = rtxCtxtPushElemName(ctxt, elemName);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         return 0;
+      }
+   }
    stat = closePendingStartTag(ctxt);
    if (stat == 0) stat = rtXmlEncIndent(ctxt);
    if (stat != 0) return XML_LOG(ctxt, stat);
