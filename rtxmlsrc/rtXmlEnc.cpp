@@ -916,8 +916,49 @@ inline QSOCTET* fastPaddedTag(QSOCTET* p, bool endTag, const char* name, QSSIZE 
    return p;
 }
 
+/* "00" to "99". */
+struct DigitPairs {
+   char d[200];
+   constexpr DigitPairs() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+constexpr DigitPairs kDigitPairs;
+
+/* The decimal digits of v at p (and up to 24 bytes of scratch behind them); their number. */
+inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
+{
+   if (v < 10) {
+      *p = (QSOCTET)('0' + v);
+      return 1;
+   }
+   /* two digits per step, written backwards to a fixed end in a block that is copied whole */
+   char block[48];
+   char* end = block + 24;
+   char* q = end;
+   while (v >= 100) {
+      unsigned r = (unsigned)(v % 100);
+      v /= 100;
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * r, 2);
+   }
+   if (v >= 10) {
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * v, 2);
+   }
+   else {
+      *--q = (char)('0' + v);
+   }
+   std::memcpy(p, q, 24);
+   return end - q;
+}
+
 /* <name>[-]digits</name> on a line of its own. */
-int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
+inline int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
 {
    QSSIZE indent;
    if (!fastState(ctxt, &indent)) return 1;
@@ -927,16 +968,7 @@ int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* nam
    p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
    *p = '-';
    p += negative;
-   if (magnitude < 10) {
-      *p++ = (QSOCTET)('0' + magnitude);
-   }
-   else {
-      /* the digits end at a fixed place of a block that is copied whole */
-      char digits[48];
-      char* first = rtxTxtFormatUInt64(digits + 24, magnitude);
-      std::memcpy(p, first, 24);
-      p += digits + 24 - first;
-   }
+   p += putDigits(p, magnitude);
    fastCommit(ctxt, fastPaddedTag(p, true, name, len));
    ctxt->xmlState = QSXMLEND;
    return 0;
