@@ -1039,17 +1039,19 @@ int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
 int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
 {
    QSSIZE indent;
-   if (openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
+   QSUINT8 state = ctxt->xmlState;
+   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) &&
+       openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
       QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
       QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
       if (p != nullptr) {
-         if (ctxt->xmlState == QSXMLSTART) {
+         if (state == QSXMLSTART) {
             /* nothing since the start tag: the element becomes <name/> */
             p[-1] = '/';
             *p++ = '>';
          }
          else {
-            if (ctxt->xmlState != QSXMLDATA) p = fastLine(p, indent, nindent);
+            if (state == QSXMLEND) p = fastLine(p, indent, nindent);
             p = fastPaddedTag(p, true, name, len);
          }
          fastCommit(ctxt, p);
