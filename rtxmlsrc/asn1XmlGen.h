@@ -36,6 +36,23 @@ struct QSXmlNS {
    }
 };
 
+/* rtXmlEncStartElement(ctxt, elemName, pNS, 0, 1) and rtXmlEncEndElement(ctxt, elemName, pNS) for
+ * the element of an encoder's value, without a call when the name is empty and there is nothing to
+ * do (no start tag pending, no nil mark). */
+inline int rtXmlEncStartContent(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt != 0 && elemName != 0 && elemName[0] == 0 && ctxt->pAppInfo[0] != 0 &&
+       (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) == 0)
+      return 0;
+   return rtXmlEncStartElement(ctxt, elemName, pNS, 0, 1);
+}
+
+inline int rtXmlEncEndContent(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
+   if (ctxt != 0 && elemName != 0 && elemName[0] == 0) return 0;
+   return rtXmlEncEndElement(ctxt, elemName, pNS);
+}
+
 /* Document start of a message: the XML information record (created when the context has
  * none), ASN.1 XML mode, the declaration and the root start tag, left open. */
 int rtXmlEncBeginDocument(QSCTXT* ctxt, const QSUTF8CHAR* rootName);

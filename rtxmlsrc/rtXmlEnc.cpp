@@ -12,9 +12,18 @@
 #include "rtjsonsrc/rtxText.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
+#include "rtxsrc/rtxEnum.h"
 #include "rtxsrc/rtxMemory.h"
 
 #define XML_MODULE "../../rtxmlsrc/rtXmlEnc.cpp"
+
+/* Keeps the named-element work out of line, so that the calls without a name (content written
+ * straight into the open element) stay cheap. */
+#if defined(__GNUC__)
+#define XML_NOINLINE __attribute__((noinline))
+#else
+#define XML_NOINLINE
+#endif
 
 using namespace xmlimpl;
 
@@ -52,6 +61,90 @@ inline QSOCTET* putIndentChars(QSOCTET* p, QSUTF8CHAR ch, QSSIZE n)
    if (ch == ' ' && n <= (QSSIZE)sizeof(kSpaces) - 1) std::memcpy(p, kSpaces, n);
    else std::memset(p, ch, n);
    return p + n;
+}
+
+/* ---- fast writers ------------------------------------------------------------------------------
+ * The common shapes (ASN.1 XML mode or plain, no start tag pending, no nil mark, no canonical form,
+ * space indentation, room in the buffer) are written in one piece by storing whole blocks: runs of
+ * spaces and bit or hex digits are copied a fixed number of bytes at a time, so these writers ask
+ * for kSlack bytes of room beyond their text. The bytes behind the NUL are not part of the text.
+ * When a case does not apply they write nothing and the general code takes over at the same
+ * point. */
+const QSSIZE kSlack = 64;
+
+const char kSpaces32[33] = "                                ";
+
+/* Room for n text bytes (and the slack) at the write position; null when there is none. */
+inline QSOCTET* fastRoom(QSCTXT* ctxt, QSSIZE n)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.data == nullptr || b.byteIndex + n + kSlack > b.size) return nullptr;
+   return b.data + b.byteIndex;
+}
+
+/* Ends a fast write at p: NUL behind the text, byte index, last character. */
+inline void fastCommit(QSCTXT* ctxt, QSOCTET* p)
+{
+   *p = 0;
+   ctxt->buffer.byteIndex = (QSSIZE)(p - ctxt->buffer.data);
+   ctxt->lastChar = p[-1];
+}
+
+/* True when the fast writers apply in the current state (see above); *pIndent is the indentation
+ * width of one level (0: no line ends either). */
+inline bool fastState(const QSCTXT* ctxt, QSSIZE* pIndent)
+{
+   const QSXmlCtxtInfo* info = static_cast<const QSXmlCtxtInfo*>(ctxt->pAppInfo[0]);
+   if (info == nullptr || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) != 0 ||
+       ctxt->xmlState == QSXMLINIT || ctxt->xmlDepth == 0 || (info->indentChar != ' ' && info->indent != 0))
+      return false;
+   *pIndent = info->indent;
+   return true;
+}
+
+/* Line end and nindent spaces at p (nothing when indent is 0); the new cursor. */
+inline QSOCTET* fastLine(QSOCTET* p, QSSIZE indent, QSSIZE nindent)
+{
+   *p = '\n';
+   p += (indent != 0);
+   for (QSSIZE i = 0; i < nindent; i += 32) std::memcpy(p + i, kSpaces32, 32);
+   return p + nindent;
+}
+
+/* '<' or "</", the name, '>' at p; the new cursor. */
+inline QSOCTET* fastTag(QSOCTET* p, bool endTag, const QSUTF8CHAR* name, QSSIZE nlen)
+{
+   *p++ = '<';
+   *p = '/';
+   p += endTag;
+   std::memcpy(p, name, nlen);
+   p += nlen;
+   *p++ = '>';
+   return p;
+}
+
+/* Eight '0'/'1' digits per byte value, first bit first. */
+struct BitDigits {
+   char d[256][8];
+   constexpr BitDigits() : d()
+   {
+      for (int v = 0; v < 256; v++)
+         for (int i = 0; i < 8; i++) d[v][i] = (v & (0x80 >> i)) ? '1' : '0';
+   }
+};
+constexpr BitDigits kBitDigits;
+
+/* The newest name of the element-name stack, or null. */
+inline const QSUTF8CHAR* openName(const QSCTXT* ctxt)
+{
+   const QSElemNameStack& st = ctxt->elemNameStack;
+   if (st.count == 0) return nullptr;
+   return (st.more != nullptr ? st.more : st.inlineNames)[st.count - 1].name;
+}
+
+inline bool sameName(const QSUTF8CHAR* a, const QSUTF8CHAR* b)
+{
+   return a == b || (a != nullptr && std::strcmp((const char*)a, (const char*)b) == 0);
 }
 
 /* opener, "prefix:" when there is a prefix, the name, closer: the name part of a start or end
@@ -212,34 +305,17 @@ bool isUTF8(const QSOCTET* p, QSSIZE n)
 bool encValueTextFast(QSCTXT* ctxt, const char* text, QSSIZE len, const QSUTF8CHAR* elemName,
                       const QSXmlNamespace* pNS)
 {
-   const QSXmlCtxtInfo* info = infoOf(ctxt);
-   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || info == nullptr ||
-       ctxt->xmlDepth == 0 || (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) != 0)
-      return false;
-   bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-   bool newLine = indent && ctxt->xmlState != QSXMLINIT;
-   QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
+   QSSIZE indent;
+   if (len == 0 || isEmptyName(elemName) || prefixOf(pNS) != nullptr || !fastState(ctxt, &indent)) return false;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
    QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
-   QSSIZE need = (newLine ? 1 : 0) + nindent + 2 * nlen + 5 + len + 1;
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.data == nullptr || b.byteIndex + need > b.size) return false;
-   QSOCTET* p = b.data + b.byteIndex;
-   if (newLine) *p++ = '\n';
-   p = putIndentChars(p, info->indentChar, nindent);
-   *p++ = '<';
-   std::memcpy(p, elemName, nlen);
-   p += nlen;
-   *p++ = '>';
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + len);
+   if (p == nullptr) return false;
+   p = fastLine(p, indent, nindent);
+   p = fastTag(p, false, elemName, nlen);
    std::memcpy(p, text, len);
-   p += len;
-   *p++ = '<';
-   *p++ = '/';
-   std::memcpy(p, elemName, nlen);
-   p += nlen;
-   *p++ = '>';
-   *p = 0;
-   b.byteIndex = (QSSIZE)(p - b.data);
-   ctxt->lastChar = '>';
+   p = fastTag(p + len, true, elemName, nlen);
+   fastCommit(ctxt, p);
    ctxt->xmlState = QSXMLEND;
    return true;
 }
@@ -284,6 +360,28 @@ int encInt64(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const QSUTF8CHAR* 
 int encEmptyChild(QSCTXT* ctxt, const QSUTF8CHAR* identifier, const QSUTF8CHAR* elemName,
                   const QSXmlNamespace* pNS)
 {
+   /* the common case in one piece: three lines, <elemName>, one level deeper <identifier/>,
+    * </elemName> */
+   QSSIZE indent;
+   if (!isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSSIZE ilen = (QSSIZE)std::strlen((const char*)identifier);
+      QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * nlen + 5 + ilen + 3);
+      if (p != nullptr) {
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         p = fastLine(p, indent, nindent + indent);
+         *p++ = '<';
+         std::memcpy(p, identifier, ilen);
+         p += ilen;
+         *p++ = '/';
+         *p++ = '>';
+         p = fastTag(fastLine(p, indent, nindent), true, elemName, nlen);
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0) stat = rtXmlEncEmptyElement(ctxt, identifier, nullptr, nullptr, TRUE);
@@ -307,6 +405,13 @@ int rtXmlEncStartDocument(QSCTXT* ctxt)
    if (ctxt->flags & QSXMLC14N) return 0;
 
    int stat = 0;
+   if (!info->writeBOM && info->encodingName == nullptr) {
+      static const char kDecl[] = "<?xml version=\"1.0\" encoding=\"" QSXMLHDRUTF8 "\"?>";
+      stat = putText(ctxt, kDecl, sizeof(kDecl) - 1);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      ctxt->xmlState = QSXMLHEADER;
+      return 0;
+   }
    if (info->writeBOM && info->encoding == 0) stat = putText(ctxt, "\xEF\xBB\xBF", 3);
    const char* encName = (info->encodingName != nullptr) ? info->encodingName : QSXMLHDRUTF8;
    if (stat == 0) stat = putText(ctxt, "<?xml version=\"1.0\" encoding=\"", 30);
@@ -349,34 +454,9 @@ int rtXmlEncIndent(QSCTXT* ctxt)
 
 /* ---- tags ------------------------------------------------------------------------------------- */
 
-/* A whole tag line when the buffer has room for it: a line feed (when asked), the indentation,
- * "<" or "</", the prefix and ':', the name, ">". False, with nothing written, otherwise. */
-static bool putTagLine(QSCTXT* ctxt, bool newLine, QSUTF8CHAR indentChar, QSSIZE nindent, bool endTag,
-                       const char* prefix, const QSUTF8CHAR* name)
-{
-   QSSIZE plen = (prefix != nullptr) ? (QSSIZE)std::strlen(prefix) + 1 : 0;
-   QSSIZE nlen = (QSSIZE)std::strlen((const char*)name);
-   QSRTBuffer& b = ctxt->buffer;
-   if (b.data == nullptr || b.byteIndex + (newLine ? 1 : 0) + nindent + plen + nlen + (endTag ? 4 : 3) > b.size)
-      return false;
-   QSOCTET* p = b.data + b.byteIndex;
-   if (newLine) *p++ = '\n';
-   p = putIndentChars(p, indentChar, nindent);
-   *p++ = '<';
-   if (endTag) *p++ = '/';
-   if (prefix != nullptr) {
-      std::memcpy(p, prefix, plen - 1);
-      p += plen - 1;
-      *p++ = ':';
-   }
-   std::memcpy(p, name, nlen);
-   p += nlen;
-   *p++ = '>';
-   *p = 0;
-   b.byteIndex = (QSSIZE)(p - b.data);
-   ctxt->lastChar = '>';
-   return true;
-}
+/* rtXmlEncStartElement with a name; ctxt and its information record are there. */
+XML_NOINLINE static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName,
+                                          const QSXmlNamespace* pNS, QSBOOL terminate);
 
 int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
                          QSRTDList* pNSAttrs, QSBOOL terminate)
@@ -384,27 +464,56 @@ int rtXmlEncStartElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNa
    (void)pNSAttrs;
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
-   int stat;
-   if (isEmptyName(elemName)) {
-      if (terminate) {
-         stat = closePendingStartTag(ctxt);
-         if (stat != 0) return XML_LOG(ctxt, stat);
-      }
-      ctxt->flags &= ~QSXMLNIL;
-      return 0;
+   if (!isEmptyName(elemName)) return startNamedElement(ctxt, elemName, pNS, terminate);
+   /* no element of its own: the content goes straight into the open one */
+   if (terminate && (ctxt->flags & QSXMLSTARTOPEN)) {
+      int stat = rtXmlEncTermStartElement(ctxt);
+      if (stat != 0) return XML_LOG(ctxt, stat);
    }
-   /* the common case in one piece: a complete start tag inside the root, no start tag pending,
-    * no nil mark, room in the buffer: line end, indentation, <prefix:name> */
-   const QSXmlCtxtInfo* info = infoOf(ctxt);
-   if (terminate && ctxt->xmlDepth != 0 && (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL)) == 0) {
-      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-      bool newLine = indent && ctxt->xmlState != QSXMLINIT;
-      QSSIZE nindent = indent ? (QSSIZE)info->indent * ctxt->xmlDepth : 0;
-      if (putTagLine(ctxt, newLine, info->indentChar, nindent, false, prefixOf(pNS), elemName)) {
+   ctxt->flags &= ~QSXMLNIL;
+   return 0;
+}
+
+static int startNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS,
+                             QSBOOL terminate)
+{
+   int stat;
+   /* the common case in one piece: a complete start tag inside the root: line end, indentation,
+    * <name> */
+   QSSIZE indent;
+   if (terminate && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 2);
+      if (p != nullptr) {
+         p = fastLine(p, indent, nindent);
+         fastCommit(ctxt, fastTag(p, false, elemName, nlen));
          stat = rtxCtxtPushElemName(ctxt, elemName);
          if (stat != 0) return XML_LOG(ctxt, stat);
          ctxt->xmlDepth++;
          ctxt->xmlState = QSXMLSTART;
+         return 0;
+      }
+   }
+   /* the root element of an ASN.1 XML document after the declaration: line end, <name, and '>'
+    * unless the tag is left open */
+   const QSXmlCtxtInfo* info = infoOf(ctxt);
+   if (ctxt->xmlDepth == 0 && ctxt->xmlState == QSXMLHEADER && asn1Mode(ctxt) && prefixOf(pNS) == nullptr &&
+       (ctxt->flags & (QSXMLSTARTOPEN | QSXMLNIL | QSXMLC14N)) == 0) {
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, nlen + 3);
+      if (p != nullptr) {
+         *p = '\n';
+         p += (info->indent != 0);
+         p = fastTag(p, false, elemName, nlen);
+         if (!terminate) p--;
+         fastCommit(ctxt, p);
+         ctxt->xmlDepth = 1;
+         ctxt->xmlState = QSXMLSTART;
+         if (terminate) ctxt->flags &= ~QSXMLSTARTOPEN;
+         else ctxt->flags |= QSXMLSTARTOPEN;
+         stat = rtxCtxtPushElemName(ctxt, elemName);
+         if (stat != 0) return XML_LOG(ctxt, stat);
          return 0;
       }
    }
@@ -460,21 +569,33 @@ int rtXmlEncTermStartElement(QSCTXT* ctxt)
    return 0;
 }
 
+/* rtXmlEncEndElement with a name; ctxt is there. */
+XML_NOINLINE static int endNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS);
+
 int rtXmlEncEndElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    if (isEmptyName(elemName)) return 0;
+   return endNamedElement(ctxt, elemName, pNS);
+}
+
+static int endNamedElement(QSCTXT* ctxt, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
+{
    if (infoOf(ctxt) == nullptr) rtxErrAssertionFailed("0 != pXMLCtxtInfo", __LINE__, XML_MODULE);
 
-   const QSUTF8CHAR* open = rtxCtxtPeekElemName(ctxt);
-   /* the common case in one piece: the end of an element whose last child ended, its name the
-    * open one, room in the buffer: line end, indentation, </prefix:name> */
-   if (open == elemName && ctxt->xmlState == QSXMLEND && ctxt->xmlDepth > 0 &&
-       !(ctxt->flags & QSXMLSTARTOPEN)) {
-      const QSXmlCtxtInfo* info = infoOf(ctxt);
-      bool indent = info->indent != 0 && !((ctxt->flags & QSXMLC14N) && asn1Mode(ctxt));
-      QSSIZE nindent = indent ? (QSSIZE)info->indent * (ctxt->xmlDepth - 1) : 0;
-      if (putTagLine(ctxt, indent, info->indentChar, nindent, true, prefixOf(pNS), elemName)) {
+   const QSUTF8CHAR* open = openName(ctxt);
+   /* the common case in one piece: the end of the open element after its character data or its
+    * last child (then on a line of its own): [line end, indentation] </name> */
+   QSSIZE indent;
+   if ((ctxt->xmlState == QSXMLEND || ctxt->xmlState == QSXMLDATA) && prefixOf(pNS) == nullptr &&
+       fastState(ctxt, &indent) && sameName(open, elemName)) {
+      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + nlen + 3);
+      if (p != nullptr) {
+         if (ctxt->xmlState == QSXMLEND) p = fastLine(p, indent, nindent);
+         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         ctxt->xmlState = QSXMLEND;
          ctxt->xmlDepth--;
          rtxCtxtPopElemName(ctxt);
          return 0;
@@ -641,6 +762,22 @@ int rtXmlEncBitStringExt(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE
                          const QSOCTET* extData, const QSUTF8CHAR* elemName, const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr || (data == nullptr && nbits != 0)) return RTERR_INVALID_PARAMETER;
+   /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
+   QSSIZE indent;
+   if (nbits != 0 && (nbits <= 8 * dataSize || extData == nullptr) && nbits <= 4096 &&
+       !isEmptyName(elemName) && prefixOf(pNS) == nullptr && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + nbits + 8);
+      if (p != nullptr) {
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
+         p = fastTag(p + nbits, true, elemName, nlen);
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0 && nbits != 0) {
@@ -688,6 +825,25 @@ int rtXmlEncHexBinary(QSCTXT* ctxt, QSSIZE nocts, const QSOCTET* data,
    if ((QSINT64)nocts < 0) return XML_LOG(ctxt, RTERR_VALUE_WILL_NOT_FIT);
    if (data == nullptr && nocts != 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
    bool upper = asn1Mode(ctxt) || (ctxt->flags & QSXMLHEXUPPER);
+   /* the common case in one piece: <elemName>digits</elemName> on a line of its own */
+   QSSIZE indent;
+   if (nocts != 0 && nocts <= 2048 && !isEmptyName(elemName) && prefixOf(pNS) == nullptr &&
+       fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * ctxt->xmlDepth;
+      QSSIZE nlen = (QSSIZE)std::strlen((const char*)elemName);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * nlen + 5 + 2 * nocts);
+      if (p != nullptr) {
+         const char* digits = upper ? kHexUpper : kHexLower;
+         p = fastTag(fastLine(p, indent, nindent), false, elemName, nlen);
+         for (QSSIZE i = 0; i < nocts; i++) {
+            *p++ = digits[data[i] >> 4];
+            *p++ = digits[data[i] & 0x0F];
+         }
+         fastCommit(ctxt, fastTag(p, true, elemName, nlen));
+         ctxt->xmlState = QSXMLEND;
+         return 0;
+      }
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0 && nocts != 0) {
@@ -741,5 +897,184 @@ int rtAsn1XmlEncOpenTypeExt(QSCTXT* ctxt, const QSRTDList* pElemList)
       int stat = rtAsn1XmlEncOpenType(ctxt, ot->data, ot->numocts, nullptr, nullptr);
       if (stat != 0) return XML_LOG(ctxt, stat);
    }
+   return 0;
+}
+
+/* ---- fast element writers of the generated encoders ------------------------------------------- */
+
+namespace {
+
+/* '<' or "</", the padded name (copied in 16-byte blocks), '>' at p; the new cursor. */
+inline QSOCTET* fastPaddedTag(QSOCTET* p, bool endTag, const char* name, QSSIZE len)
+{
+   *p++ = '<';
+   *p = '/';
+   p += endTag;
+   for (QSSIZE i = 0; i < len; i += 16) std::memcpy(p + i, name + i, 16);
+   p += len;
+   *p++ = '>';
+   return p;
+}
+
+/* "00" to "99". */
+struct DigitPairs {
+   char d[200];
+   constexpr DigitPairs() : d()
+   {
+      for (int i = 0; i < 100; i++) {
+         d[2 * i] = (char)('0' + i / 10);
+         d[2 * i + 1] = (char)('0' + i % 10);
+      }
+   }
+};
+constexpr DigitPairs kDigitPairs;
+
+/* The decimal digits of v at p (and up to 24 bytes of scratch behind them); their number. */
+inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
+{
+   if (v < 10) {
+      *p = (QSOCTET)('0' + v);
+      return 1;
+   }
+   /* two digits per step, written backwards to a fixed end in a block that is copied whole */
+   char block[48];
+   char* end = block + 24;
+   char* q = end;
+   while (v >= 100) {
+      unsigned r = (unsigned)(v % 100);
+      v /= 100;
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * r, 2);
+   }
+   if (v >= 10) {
+      q -= 2;
+      std::memcpy(q, kDigitPairs.d + 2 * v, 2);
+   }
+   else {
+      *--q = (char)('0' + v);
+   }
+   std::memcpy(p, q, 24);
+   return end - q;
+}
+
+/* <name>[-]digits</name> on a line of its own. */
+inline int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 21);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   *p = '-';
+   p += negative;
+   p += putDigits(p, magnitude);
+   fastCommit(ctxt, fastPaddedTag(p, true, name, len));
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
+/* Three lines: <name>, one level deeper <identifier/>, </name>. */
+int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 3 + 3 * nindent + indent + 2 * len + 5 + ilen + 3);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   p = fastLine(p, indent, nindent + indent);
+   *p++ = '<';
+   std::memcpy(p, identifier, ilen);
+   p += ilen;
+   *p++ = '/';
+   *p++ = '>';
+   p = fastPaddedTag(fastLine(p, indent, nindent), true, name, len);
+   fastCommit(ctxt, p);
+   ctxt->xmlState = QSXMLEND;
+   return 0;
+}
+
+} // namespace
+
+int rtXmlEncFastUInt(QSCTXT* ctxt, QSUINT64 value, const char* name, QSSIZE len)
+{
+   return fastDecimal(ctxt, false, value, name, len);
+}
+
+int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len)
+{
+   QSUINT64 magnitude = (value < 0) ? (QSUINT64)0 - (QSUINT64)value : (QSUINT64)value;
+   return fastDecimal(ctxt, value < 0, magnitude, name, len);
+}
+
+int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
+                     const char* name, QSSIZE len)
+{
+   if (value < 0 || value >= (QSINT32)count) return 1;
+   QSUINT16 idx = table[value].transidx;
+   if (idx >= count || table[idx].value != value || table[idx].namelen == 0) return 1;
+   return fastEmptyChild(ctxt, (const char*)table[idx].name, table[idx].namelen, name, len);
+}
+
+int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
+{
+   if (!asn1Mode(ctxt)) return 1;
+   return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
+}
+
+int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   if (!fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 2);
+   if (p == nullptr || rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name) != 0) return 1;
+   fastCommit(ctxt, fastPaddedTag(fastLine(p, indent, nindent), false, name, len));
+   ctxt->xmlDepth++;
+   ctxt->xmlState = QSXMLSTART;
+   return 0;
+}
+
+int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
+{
+   QSSIZE indent;
+   QSUINT8 state = ctxt->xmlState;
+   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) &&
+       openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
+      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
+      QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
+      if (p != nullptr) {
+         if (state == QSXMLSTART) {
+            /* nothing since the start tag: the element becomes <name/> */
+            p[-1] = '/';
+            *p++ = '>';
+         }
+         else {
+            if (state == QSXMLEND) p = fastLine(p, indent, nindent);
+            p = fastPaddedTag(p, true, name, len);
+         }
+         fastCommit(ctxt, p);
+         ctxt->xmlState = QSXMLEND;
+         ctxt->xmlDepth--;
+         rtxCtxtPopElemName(ctxt);
+         return 0;
+      }
+   }
+   return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)name, nullptr);
+}
+
+int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
+                     QSSIZE len)
+{
+   QSSIZE indent;
+   if (nbits == 0 || data == nullptr || nbits > maxbits || nbits > 4096 || !fastState(ctxt, &indent)) return 1;
+   QSSIZE nindent = indent * ctxt->xmlDepth;
+   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + nbits + 8);
+   if (p == nullptr) return 1;
+   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
+   for (QSSIZE i = 0; i < nbits; i += 8) std::memcpy(p + i, kBitDigits.d[data[i / 8]], 8);
+   fastCommit(ctxt, fastPaddedTag(p + nbits, true, name, len));
+   ctxt->xmlState = QSXMLEND;
    return 0;
 }

@@ -74,15 +74,18 @@ int asn1JsonEnc_IssuerIdentifier(QSCTXT* ctxt, ASN1T_IssuerIdentifier* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "AVIAEINumberingAndDataStructures";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "fill";
+
 int XmlEnc_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_0, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -1151,16 +1151,57 @@ int asn1JsonEnc_ETSI_GrpC_TimeReference(QSCTXT* ctxt, ASN1T_ETSI_GrpC_TimeRefere
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "AddGrpC";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "itsStationPosition";
+static const char XmlName_1[16] = "nodes";
+static const char XmlName_2[16] = "connectionID";
+static const char XmlName_3[32] = "activePrioritizations";
+static const char XmlName_4[32] = "maxVehicleHeight";
+static const char XmlName_5[32] = "maxVehicleWeight";
+static const char XmlName_6[32] = "signalHeadLocations";
+static const char XmlName_7[32] = "stateChangeReason";
+static const char XmlName_8[16] = "ptvRequest";
+static const char XmlName_9[16] = "nodeLink";
+static const char XmlName_10[16] = "node";
+static const char XmlName_11[16] = "altitude";
+static const char XmlName_12[16] = "emission";
+static const char XmlName_13[16] = "fuel";
+static const char XmlName_14[16] = "batteryStatus";
+static const char XmlName_15[16] = "synchToSchedule";
+static const char XmlName_16[16] = "rejectedReason";
+static const char XmlName_17[16] = "stationID";
+static const char XmlName_18[16] = "laneID";
+static const char XmlName_19[16] = "nodeXY";
+static const char XmlName_20[16] = "timeReference";
+static const char XmlName_21[32] = "ItsStationPosition";
+static const char XmlName_22[16] = "id";
+static const char XmlName_23[16] = "lane";
+static const char XmlName_24[16] = "intersectionID";
+static const char XmlName_25[16] = "Node";
+static const char XmlName_26[16] = "priorState";
+static const char XmlName_27[16] = "signalGroup";
+static const char XmlName_28[32] = "PrioritizationResponse";
+static const char XmlName_29[16] = "nodeZ";
+static const char XmlName_30[16] = "signalGroupID";
+static const char XmlName_31[32] = "SignalHeadLocation";
+
 int XmlEnc_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ConnectionManeuverAssist_addGrpC* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.itsStationPositionPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"itsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).itsStationPosition.count < 1) && !((*pvalue).itsStationPosition.count > 5) && rtXmlEncFastStart(ctxt, XmlName_0, 18) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_ItsStationPositionList(ctxt, &(*pvalue).itsStationPosition, (const QSUTF8CHAR*)"itsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1168,11 +1209,18 @@ int XmlEnc_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).nodes.count < 2) && !((*pvalue).nodes.count > 63) && rtXmlEncFastStart(ctxt, XmlName_1, 5) == 0) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 5)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ETSI_DSRC_NodeSetXY(ctxt, &(*pvalue).nodes, (const QSUTF8CHAR*)"nodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_2, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1180,12 +1228,19 @@ int XmlEnc_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.activePrioritizationsPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"activePrioritizations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).activePrioritizations.count < 1) && !((*pvalue).activePrioritizations.count > 10) && rtXmlEncFastStart(ctxt, XmlName_3, 21) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_3, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponseList(ctxt, &(*pvalue).activePrioritizations, (const QSUTF8CHAR*)"activePrioritizations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1193,15 +1248,15 @@ int XmlEnc_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxVehicleHeightPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxVehicleHeight > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleHeight, XmlName_4, 16) != 0) && (stat = XmlEnc_ETSI_DSRC_VehicleHeight(ctxt, (*pvalue).maxVehicleHeight, (const QSUTF8CHAR*)"maxVehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxVehicleWeightPresent) {
-      if ((stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxVehicleWeight < 1 || (*pvalue).maxVehicleWeight > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxVehicleWeight, XmlName_5, 16) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).maxVehicleWeight, (const QSUTF8CHAR*)"maxVehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1209,12 +1264,19 @@ int XmlEnc_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.signalHeadLocationsPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"signalHeadLocations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).signalHeadLocations.count < 1) && !((*pvalue).signalHeadLocations.count > 64) && rtXmlEncFastStart(ctxt, XmlName_6, 19) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 19)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocationList(ctxt, &(*pvalue).signalHeadLocations, (const QSUTF8CHAR*)"signalHeadLocations", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1222,12 +1284,12 @@ int XmlEnc_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stateChangeReasonPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).stateChangeReason > 12 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, (QSINT32)(*pvalue).stateChangeReason, XmlName_7, 17) != 0) && (stat = XmlEnc_ETSI_GrpC_ExceptionalCondition(ctxt, (*pvalue).stateChangeReason, (const QSUTF8CHAR*)"stateChangeReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1235,18 +1297,32 @@ int XmlEnc_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptvRequestPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).ptvRequest > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, (QSINT32)(*pvalue).ptvRequest, XmlName_8, 10) != 0) && (stat = XmlEnc_ETSI_GrpC_PtvRequestType(ctxt, (*pvalue).ptvRequest, (const QSUTF8CHAR*)"ptvRequest", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeLinkPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink, (const QSUTF8CHAR*)"nodeLink", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).nodeLink.count < 1) && !((*pvalue).nodeLink.count > 5) && rtXmlEncFastStart(ctxt, XmlName_9, 8) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_NodeLink(ctxt, &(*pvalue).nodeLink, (const QSUTF8CHAR*)"nodeLink", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodePresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_10, 4) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*pvalue).node, (const QSUTF8CHAR*)"node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1254,10 +1330,17 @@ int XmlEnc_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_11, 8) == 0) {
+      if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1265,15 +1348,15 @@ int XmlEnc_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emissionPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).emission > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, (QSINT32)(*pvalue).emission, XmlName_12, 8) != 0) && (stat = XmlEnc_ETSI_GrpC_EmissionType(ctxt, (*pvalue).emission, (const QSUTF8CHAR*)"emission", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1281,15 +1364,15 @@ int XmlEnc_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.fuelPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).fuel > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).fuel, XmlName_13, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_FuelType(ctxt, (*pvalue).fuel, (const QSUTF8CHAR*)"fuel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.batteryStatusPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).batteryStatus > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, (QSINT32)(*pvalue).batteryStatus, XmlName_14, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_BatteryStatus(ctxt, (*pvalue).batteryStatus, (const QSUTF8CHAR*)"batteryStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1297,15 +1380,15 @@ int XmlEnc_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.synchToSchedulePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).synchToSchedule < -122 || (*pvalue).synchToSchedule > 121 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).synchToSchedule, XmlName_15, 15) != 0) && (stat = XmlEnc_ETSI_DSRC_DeltaTime(ctxt, (*pvalue).synchToSchedule, (const QSUTF8CHAR*)"synchToSchedule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rejectedReasonPresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).rejectedReason > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, (QSINT32)(*pvalue).rejectedReason, XmlName_16, 14) != 0) && (stat = XmlEnc_ETSI_GrpC_RejectedReason(ctxt, (*pvalue).rejectedReason, (const QSUTF8CHAR*)"rejectedReason", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1313,19 +1396,26 @@ int XmlEnc_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneID, XmlName_18, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).laneID, (const QSUTF8CHAR*)"laneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.nodeXYPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_19, 6) == 0) {
+         if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.timeReferencePresent) {
-      if ((stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeReference > 60000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeReference, XmlName_20, 13) != 0) && (stat = XmlEnc_ETSI_GrpC_TimeReference(ctxt, (*pvalue).timeReference, (const QSUTF8CHAR*)"timeReference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1334,11 +1424,18 @@ int XmlEnc_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"ItsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_21, 18) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_ItsStationPosition(ctxt, &(*(ASN1T_ETSI_GrpC_ItsStationPosition*)node->data), (const QSUTF8CHAR*)"ItsStationPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1346,19 +1443,19 @@ int XmlEnc_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).id, XmlName_22, 2) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).id, (const QSUTF8CHAR*)"id", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lane, XmlName_23, 4) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*pvalue).lane, (const QSUTF8CHAR*)"lane", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectionIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).connectionID, XmlName_2, 12) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneConnectionID(ctxt, (*pvalue).connectionID, (const QSUTF8CHAR*)"connectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.intersectionIDPresent) {
-      if ((stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).intersectionID, XmlName_24, 14) != 0) && (stat = XmlEnc_ETSI_DSRC_IntersectionID(ctxt, (*pvalue).intersectionID, (const QSUTF8CHAR*)"intersectionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1367,11 +1464,18 @@ int XmlEnc_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"Node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_25, 4) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_Node(ctxt, &(*(ASN1T_ETSI_GrpC_Node*)node->data), (const QSUTF8CHAR*)"Node", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1379,12 +1483,12 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_17, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priorState > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, (QSINT32)(*pvalue).priorState, XmlName_26, 10) != 0) && (stat = XmlEnc_ETSI_DSRC_PrioritizationResponseStatus(ctxt, (*pvalue).priorState, (const QSUTF8CHAR*)"priorState", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroup, XmlName_27, 11) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroup, (const QSUTF8CHAR*)"signalGroup", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1393,11 +1497,18 @@ int XmlEnc_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"PrioritizationResponse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_PrioritizationResponse(ctxt, &(*(ASN1T_ETSI_GrpC_PrioritizationResponse*)node->data), (const QSUTF8CHAR*)"PrioritizationResponse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1405,12 +1516,19 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_19, 6) == 0) {
+      if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ETSI_DSRC_NodeOffsetPointXY(ctxt, &(*pvalue).nodeXY, (const QSUTF8CHAR*)"nodeXY", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).nodeZ < -12700 || (*pvalue).nodeZ > 12800 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).nodeZ, XmlName_29, 5) != 0) && (stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).nodeZ, (const QSUTF8CHAR*)"nodeZ", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).signalGroupID, XmlName_30, 13) != 0) && (stat = XmlEnc_ETSI_DSRC_SignalGroupID(ctxt, (*pvalue).signalGroupID, (const QSUTF8CHAR*)"signalGroupID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1419,11 +1537,18 @@ int XmlEnc_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"SignalHeadLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 18) == 0) {
+         if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/AddGrpCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_GrpC_SignalHeadLocation(ctxt, &(*(ASN1T_ETSI_GrpC_SignalHeadLocation*)node->data), (const QSUTF8CHAR*)"SignalHeadLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

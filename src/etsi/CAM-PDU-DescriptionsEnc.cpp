@@ -941,14 +941,81 @@ int asn1JsonEnc_GenerationDeltaTime(QSCTXT* ctxt, ASN1T_GenerationDeltaTime* pva
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "CAM-PDU-Descriptions";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "header";
+static const char XmlName_1[16] = "cam";
+static const char XmlName_2[32] = "generationDeltaTime";
+static const char XmlName_3[16] = "camParameters";
+static const char XmlName_4[16] = "basicContainer";
+static const char XmlName_5[32] = "highFrequencyContainer";
+static const char XmlName_6[32] = "lowFrequencyContainer";
+static const char XmlName_7[32] = "specialVehicleContainer";
+static const char XmlName_8[48] = "basicVehicleContainerHighFrequency";
+static const char XmlName_9[32] = "rsuContainerHighFrequency";
+static const char XmlName_10[48] = "basicVehicleContainerLowFrequency";
+static const char XmlName_11[32] = "publicTransportContainer";
+static const char XmlName_12[32] = "specialTransportContainer";
+static const char XmlName_13[32] = "dangerousGoodsContainer";
+static const char XmlName_14[32] = "roadWorksContainerBasic";
+static const char XmlName_15[16] = "rescueContainer";
+static const char XmlName_16[32] = "emergencyContainer";
+static const char XmlName_17[32] = "safetyCarContainer";
+static const char XmlName_18[16] = "stationType";
+static const char XmlName_19[32] = "referencePosition";
+static const char XmlName_20[16] = "heading";
+static const char XmlName_21[16] = "speed";
+static const char XmlName_22[16] = "driveDirection";
+static const char XmlName_23[16] = "vehicleLength";
+static const char XmlName_24[16] = "vehicleWidth";
+static const char XmlName_25[32] = "longitudinalAcceleration";
+static const char XmlName_26[16] = "curvature";
+static const char XmlName_27[32] = "curvatureCalculationMode";
+static const char XmlName_28[16] = "yawRate";
+static const char XmlName_29[32] = "accelerationControl";
+static const char XmlName_30[16] = "lanePosition";
+static const char XmlName_31[32] = "steeringWheelAngle";
+static const char XmlName_32[32] = "lateralAcceleration";
+static const char XmlName_33[32] = "verticalAcceleration";
+static const char XmlName_34[32] = "performanceClass";
+static const char XmlName_35[32] = "cenDsrcTollingZone";
+static const char XmlName_36[16] = "vehicleRole";
+static const char XmlName_37[16] = "exteriorLights";
+static const char XmlName_38[16] = "pathHistory";
+static const char XmlName_39[32] = "embarkationStatus";
+static const char XmlName_40[16] = "ptActivation";
+static const char XmlName_41[32] = "specialTransportType";
+static const char XmlName_42[32] = "lightBarSirenInUse";
+static const char XmlName_43[32] = "dangerousGoodsBasic";
+static const char XmlName_44[32] = "roadworksSubCauseCode";
+static const char XmlName_45[16] = "closedLanes";
+static const char XmlName_46[32] = "incidentIndication";
+static const char XmlName_47[32] = "emergencyPriority";
+static const char XmlName_48[16] = "trafficRule";
+static const char XmlName_49[16] = "speedLimit";
+static const char XmlName_50[32] = "protectedCommunicationZonesRSU";
+
 int XmlEnc_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CoopAwareness(ctxt, &(*pvalue).cam, (const QSUTF8CHAR*)"cam", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
+      if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_1, 3) == 0) {
+      if ((stat = XmlEnc_CoopAwareness(ctxt, &(*pvalue).cam, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 3)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_CoopAwareness(ctxt, &(*pvalue).cam, (const QSUTF8CHAR*)"cam", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -956,10 +1023,17 @@ int XmlEnc_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"camParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).generationDeltaTime, XmlName_2, 19) != 0) && (stat = XmlEnc_GenerationDeltaTime(ctxt, (*pvalue).generationDeltaTime, (const QSUTF8CHAR*)"generationDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_3, 13) == 0) {
+      if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_3, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_CamParameters(ctxt, &(*pvalue).camParameters, (const QSUTF8CHAR*)"camParameters", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -967,17 +1041,45 @@ int XmlEnc_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"basicContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer, (const QSUTF8CHAR*)"highFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_4, 14) == 0) {
+      if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_4, 14)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_BasicContainer(ctxt, &(*pvalue).basicContainer, (const QSUTF8CHAR*)"basicContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_5, 22) == 0) {
+      if ((stat = XmlEnc_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_5, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_HighFrequencyContainer(ctxt, &(*pvalue).highFrequencyContainer, (const QSUTF8CHAR*)"highFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lowFrequencyContainerPresent) {
-      if ((stat = XmlEnc_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer, (const QSUTF8CHAR*)"lowFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_6, 21) == 0) {
+         if ((stat = XmlEnc_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_LowFrequencyContainer(ctxt, &(*pvalue).lowFrequencyContainer, (const QSUTF8CHAR*)"lowFrequencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.specialVehicleContainerPresent) {
-      if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"specialVehicleContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_7, 23) == 0) {
+         if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_7, 23)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_SpecialVehicleContainer(ctxt, &(*pvalue).specialVehicleContainer, (const QSUTF8CHAR*)"specialVehicleContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -985,15 +1087,29 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicVehicleContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency), (const QSUTF8CHAR*)"basicVehicleContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_8, 34) == 0) {
+         if ((stat = XmlEnc_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_8, 34)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_BasicVehicleContainerHighFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerHighFrequency), (const QSUTF8CHAR*)"basicVehicleContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.rsuContainerHighFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency), (const QSUTF8CHAR*)"rsuContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_9, 25) == 0) {
+         if ((stat = XmlEnc_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 25)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_RSUContainerHighFrequency(ctxt, &(*(*pvalue).u.rsuContainerHighFrequency), (const QSUTF8CHAR*)"rsuContainerHighFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 3 && (*pvalue).u.extElem1 != 0) {
@@ -1003,7 +1119,7 @@ int XmlEnc_HighFrequencyContainer(QSCTXT* ctxt, ASN1T_HighFrequencyContainer* pv
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1011,11 +1127,18 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.basicVehicleContainerLowFrequency == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency), (const QSUTF8CHAR*)"basicVehicleContainerLowFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_10, 33) == 0) {
+         if ((stat = XmlEnc_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 33)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_BasicVehicleContainerLowFrequency(ctxt, &(*(*pvalue).u.basicVehicleContainerLowFrequency), (const QSUTF8CHAR*)"basicVehicleContainerLowFrequency", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 2 && (*pvalue).u.extElem1 != 0) {
@@ -1025,7 +1148,7 @@ int XmlEnc_LowFrequencyContainer(QSCTXT* ctxt, ASN1T_LowFrequencyContainer* pval
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1033,35 +1156,84 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.publicTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer), (const QSUTF8CHAR*)"publicTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_11, 24) == 0) {
+         if ((stat = XmlEnc_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 24)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_PublicTransportContainer(ctxt, &(*(*pvalue).u.publicTransportContainer), (const QSUTF8CHAR*)"publicTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.specialTransportContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer), (const QSUTF8CHAR*)"specialTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_12, 25) == 0) {
+         if ((stat = XmlEnc_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_12, 25)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_SpecialTransportContainer(ctxt, &(*(*pvalue).u.specialTransportContainer), (const QSUTF8CHAR*)"specialTransportContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.dangerousGoodsContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer), (const QSUTF8CHAR*)"dangerousGoodsContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_13, 23) == 0) {
+         if ((stat = XmlEnc_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_13, 23)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DangerousGoodsContainer(ctxt, &(*(*pvalue).u.dangerousGoodsContainer), (const QSUTF8CHAR*)"dangerousGoodsContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.roadWorksContainerBasic == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic), (const QSUTF8CHAR*)"roadWorksContainerBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_14, 23) == 0) {
+         if ((stat = XmlEnc_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_14, 23)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_RoadWorksContainerBasic(ctxt, &(*(*pvalue).u.roadWorksContainerBasic), (const QSUTF8CHAR*)"roadWorksContainerBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.rescueContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer), (const QSUTF8CHAR*)"rescueContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_15, 15) == 0) {
+         if ((stat = XmlEnc_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_15, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_RescueContainer(ctxt, &(*(*pvalue).u.rescueContainer), (const QSUTF8CHAR*)"rescueContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.emergencyContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer), (const QSUTF8CHAR*)"emergencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_16, 18) == 0) {
+         if ((stat = XmlEnc_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_EmergencyContainer(ctxt, &(*(*pvalue).u.emergencyContainer), (const QSUTF8CHAR*)"emergencyContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.safetyCarContainer == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer), (const QSUTF8CHAR*)"safetyCarContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_17, 18) == 0) {
+         if ((stat = XmlEnc_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_17, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CAM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_SafetyCarContainer(ctxt, &(*(*pvalue).u.safetyCarContainer), (const QSUTF8CHAR*)"safetyCarContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
@@ -1071,7 +1243,7 @@ int XmlEnc_SpecialVehicleContainer(QSCTXT* ctxt, ASN1T_SpecialVehicleContainer* 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1079,11 +1251,18 @@ int XmlEnc_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_18, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
+      if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1091,38 +1270,108 @@ int XmlEnc_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DriveDirection(ctxt, (*pvalue).driveDirection, (const QSUTF8CHAR*)"driveDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleWidth(ctxt, (*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration, (const QSUTF8CHAR*)"longitudinalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Curvature(ctxt, &(*pvalue).curvature, (const QSUTF8CHAR*)"curvature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CurvatureCalculationMode(ctxt, (*pvalue).curvatureCalculationMode, (const QSUTF8CHAR*)"curvatureCalculationMode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"yawRate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_20, 7) == 0) {
+      if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 7)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).heading, (const QSUTF8CHAR*)"heading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_21, 5) == 0) {
+      if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 5)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).speed, (const QSUTF8CHAR*)"speed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).driveDirection > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DriveDirection_ENUMTAB, 3, (QSINT32)(*pvalue).driveDirection, XmlName_22, 14) != 0) && (stat = XmlEnc_ITS_DriveDirection(ctxt, (*pvalue).driveDirection, (const QSUTF8CHAR*)"driveDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_23, 13) == 0) {
+      if ((stat = XmlEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_VehicleLength(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleWidth < 1 || (*pvalue).vehicleWidth > 62 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidth, XmlName_24, 12) != 0) && (stat = XmlEnc_ITS_VehicleWidth(ctxt, (*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_25, 24) == 0) {
+      if ((stat = XmlEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 24)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_LongitudinalAcceleration(ctxt, &(*pvalue).longitudinalAcceleration, (const QSUTF8CHAR*)"longitudinalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_26, 9) == 0) {
+      if ((stat = XmlEnc_ITS_Curvature(ctxt, &(*pvalue).curvature, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_26, 9)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Curvature(ctxt, &(*pvalue).curvature, (const QSUTF8CHAR*)"curvature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).curvatureCalculationMode > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, (QSINT32)(*pvalue).curvatureCalculationMode, XmlName_27, 24) != 0) && (stat = XmlEnc_ITS_CurvatureCalculationMode(ctxt, (*pvalue).curvatureCalculationMode, (const QSUTF8CHAR*)"curvatureCalculationMode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_28, 7) == 0) {
+      if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 7)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_YawRate(ctxt, &(*pvalue).yawRate, (const QSUTF8CHAR*)"yawRate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.accelerationControlPresent) {
-      if ((stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).accelerationControl.numbits < 7 || (*pvalue).accelerationControl.numbits > 7 || rtXmlEncFastBits(ctxt, (*pvalue).accelerationControl.numbits, (*pvalue).accelerationControl.data, 8 * sizeof((*pvalue).accelerationControl.data), XmlName_29, 19) != 0) && (stat = XmlEnc_ITS_AccelerationControl(ctxt, &(*pvalue).accelerationControl, (const QSUTF8CHAR*)"accelerationControl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_30, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.steeringWheelAnglePresent) {
-      if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"steeringWheelAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 18) == 0) {
+         if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_SteeringWheelAngle(ctxt, &(*pvalue).steeringWheelAngle, (const QSUTF8CHAR*)"steeringWheelAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.lateralAccelerationPresent) {
-      if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"lateralAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_32, 19) == 0) {
+         if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 19)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_LateralAcceleration(ctxt, &(*pvalue).lateralAcceleration, (const QSUTF8CHAR*)"lateralAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.verticalAccelerationPresent) {
-      if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"verticalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 20) == 0) {
+         if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 20)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_VerticalAcceleration(ctxt, &(*pvalue).verticalAcceleration, (const QSUTF8CHAR*)"verticalAcceleration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.performanceClassPresent) {
-      if ((stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).performanceClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).performanceClass, XmlName_34, 16) != 0) && (stat = XmlEnc_ITS_PerformanceClass(ctxt, (*pvalue).performanceClass, (const QSUTF8CHAR*)"performanceClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.cenDsrcTollingZonePresent) {
-      if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"cenDsrcTollingZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 18) == 0) {
+         if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone, (const QSUTF8CHAR*)"cenDsrcTollingZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1130,11 +1379,18 @@ int XmlEnc_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"pathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleRole > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*pvalue).vehicleRole, XmlName_36, 11) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*pvalue).vehicleRole, (const QSUTF8CHAR*)"vehicleRole", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).exteriorLights.numbits < 8 || (*pvalue).exteriorLights.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).exteriorLights.numbits, (*pvalue).exteriorLights.data, 8 * sizeof((*pvalue).exteriorLights.data), XmlName_37, 14) != 0) && (stat = XmlEnc_ITS_ExteriorLights(ctxt, &(*pvalue).exteriorLights, (const QSUTF8CHAR*)"exteriorLights", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).pathHistory.count > 40) && rtXmlEncFastStart(ctxt, XmlName_38, 11) == 0) {
+      if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*pvalue).pathHistory, (const QSUTF8CHAR*)"pathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1142,12 +1398,19 @@ int XmlEnc_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).embarkationStatus, XmlName_39, 17) != 0) && (stat = XmlEnc_ITS_EmbarkationStatus(ctxt, (*pvalue).embarkationStatus, (const QSUTF8CHAR*)"embarkationStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.ptActivationPresent) {
-      if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"ptActivation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_40, 12) == 0) {
+         if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_PtActivation(ctxt, &(*pvalue).ptActivation, (const QSUTF8CHAR*)"ptActivation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1155,10 +1418,10 @@ int XmlEnc_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_41, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1166,9 +1429,9 @@ int XmlEnc_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsBasic > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsBasic, XmlName_43, 19) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsBasic, (const QSUTF8CHAR*)"dangerousGoodsBasic", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1176,15 +1439,22 @@ int XmlEnc_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadworksSubCauseCodePresent) {
-      if ((stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadworksSubCauseCode, XmlName_44, 21) != 0) && (stat = XmlEnc_ITS_RoadworksSubCauseCode(ctxt, (*pvalue).roadworksSubCauseCode, (const QSUTF8CHAR*)"roadworksSubCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.closedLanesPresent) {
-      if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 11) == 0) {
+         if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1192,9 +1462,9 @@ int XmlEnc_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1202,15 +1472,22 @@ int XmlEnc_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
+         if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.emergencyPriorityPresent) {
-      if ((stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).emergencyPriority.numbits < 2 || (*pvalue).emergencyPriority.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).emergencyPriority.numbits, (*pvalue).emergencyPriority.data, 8 * sizeof((*pvalue).emergencyPriority.data), XmlName_47, 17) != 0) && (stat = XmlEnc_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority, (const QSUTF8CHAR*)"emergencyPriority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1218,18 +1495,25 @@ int XmlEnc_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_42, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 18) == 0) {
+         if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficRulePresent) {
-      if ((stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).trafficRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficRule, XmlName_48, 11) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficRule, (const QSUTF8CHAR*)"trafficRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_49, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1237,12 +1521,19 @@ int XmlEnc_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedCommunicationZonesRSUPresent) {
-      if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"protectedCommunicationZonesRSU", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).protectedCommunicationZonesRSU.count < 1) && !((*pvalue).protectedCommunicationZonesRSU.count > 16) && rtXmlEncFastStart(ctxt, XmlName_50, 30) == 0) {
+         if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 30)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ProtectedCommunicationZonesRSU(ctxt, &(*pvalue).protectedCommunicationZonesRSU, (const QSUTF8CHAR*)"protectedCommunicationZonesRSU", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

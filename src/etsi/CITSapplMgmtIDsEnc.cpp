@@ -198,26 +198,37 @@ int asn1JsonEnc_Ext3(QSCTXT* ctxt, ASN1T_Ext3* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "CITSapplMgmtIDs";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "content";
+static const char XmlName_1[16] = "extension";
+
 int XmlEnc_VarLengthNumber(QSCTXT* ctxt, ASN1T_VarLengthNumber* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.content), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 9) == 0) {
+         if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CITSapplMgmtIDsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Ext1(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -225,22 +236,29 @@ int XmlEnc_Ext1(QSCTXT* ctxt, ASN1T_Ext1* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 128 || (*(*pvalue).u.content) > 16511) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.content), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 9) == 0) {
+         if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CITSapplMgmtIDsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Ext2(ctxt, &(*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -248,22 +266,22 @@ int XmlEnc_Ext2(QSCTXT* ctxt, ASN1T_Ext2* pvalue, const QSUTF8CHAR* elemName, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.content == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.content) < 16512 || (*(*pvalue).u.content) > 2113663) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.content), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.content), (const QSUTF8CHAR*)"content", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.extension == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Ext3(ctxt, (*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.extension), XmlName_1, 9) != 0) && (stat = XmlEnc_Ext3(ctxt, (*(*pvalue).u.extension), (const QSUTF8CHAR*)"extension", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -852,14 +852,88 @@ int asn1JsonEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "DENM-PDU-Descriptions";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "header";
+static const char XmlName_1[16] = "denm";
+static const char XmlName_2[16] = "management";
+static const char XmlName_3[16] = "situation";
+static const char XmlName_4[16] = "location";
+static const char XmlName_5[16] = "alacarte";
+static const char XmlName_6[16] = "actionID";
+static const char XmlName_7[16] = "detectionTime";
+static const char XmlName_8[16] = "referenceTime";
+static const char XmlName_9[16] = "termination";
+static const char XmlName_10[16] = "eventPosition";
+static const char XmlName_11[32] = "relevanceDistance";
+static const char XmlName_12[32] = "relevanceTrafficDirection";
+static const char XmlName_13[32] = "validityDuration";
+static const char XmlName_14[32] = "transmissionInterval";
+static const char XmlName_15[16] = "stationType";
+static const char XmlName_16[32] = "informationQuality";
+static const char XmlName_17[16] = "eventType";
+static const char XmlName_18[16] = "linkedCause";
+static const char XmlName_19[16] = "eventHistory";
+static const char XmlName_20[16] = "eventSpeed";
+static const char XmlName_21[32] = "eventPositionHeading";
+static const char XmlName_22[16] = "traces";
+static const char XmlName_23[16] = "roadType";
+static const char XmlName_24[32] = "heightLonCarrLeft";
+static const char XmlName_25[32] = "heightLonCarrRight";
+static const char XmlName_26[16] = "posLonCarrLeft";
+static const char XmlName_27[16] = "posLonCarrRight";
+static const char XmlName_28[32] = "positionOfPillars";
+static const char XmlName_29[16] = "posCentMass";
+static const char XmlName_30[32] = "wheelBaseVehicle";
+static const char XmlName_31[16] = "turningRadius";
+static const char XmlName_32[16] = "posFrontAx";
+static const char XmlName_33[32] = "positionOfOccupants";
+static const char XmlName_34[16] = "vehicleMass";
+static const char XmlName_35[32] = "requestResponseIndication";
+static const char XmlName_36[32] = "lightBarSirenInUse";
+static const char XmlName_37[16] = "closedLanes";
+static const char XmlName_38[16] = "restriction";
+static const char XmlName_39[16] = "speedLimit";
+static const char XmlName_40[32] = "incidentIndication";
+static const char XmlName_41[16] = "recommendedPath";
+static const char XmlName_42[32] = "startingPointSpeedLimit";
+static const char XmlName_43[16] = "trafficFlowRule";
+static const char XmlName_44[16] = "referenceDenms";
+static const char XmlName_45[16] = "stationarySince";
+static const char XmlName_46[16] = "stationaryCause";
+static const char XmlName_47[32] = "carryingDangerousGoods";
+static const char XmlName_48[32] = "numberOfOccupants";
+static const char XmlName_49[32] = "vehicleIdentification";
+static const char XmlName_50[32] = "energyStorageType";
+static const char XmlName_51[16] = "lanePosition";
+static const char XmlName_52[16] = "impactReduction";
+static const char XmlName_53[32] = "externalTemperature";
+static const char XmlName_54[16] = "roadWorks";
+static const char XmlName_55[32] = "positioningSolution";
+static const char XmlName_56[32] = "stationaryVehicle";
+static const char XmlName_57[16] = "ActionID";
+
 int XmlEnc_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm, (const QSUTF8CHAR*)"denm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_0, 6) == 0) {
+      if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_ItsPduHeader(ctxt, &(*pvalue).header, (const QSUTF8CHAR*)"header", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_1, 4) == 0) {
+      if ((stat = XmlEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 4)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm, (const QSUTF8CHAR*)"denm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -867,18 +941,46 @@ int XmlEnc_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"management", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_2, 10) == 0) {
+      if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_2, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ManagementContainer(ctxt, &(*pvalue).management, (const QSUTF8CHAR*)"management", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.situationPresent) {
-      if ((stat = XmlEnc_SituationContainer(ctxt, &(*pvalue).situation, (const QSUTF8CHAR*)"situation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_3, 9) == 0) {
+         if ((stat = XmlEnc_SituationContainer(ctxt, &(*pvalue).situation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_3, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_SituationContainer(ctxt, &(*pvalue).situation, (const QSUTF8CHAR*)"situation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.locationPresent) {
-      if ((stat = XmlEnc_LocationContainer(ctxt, &(*pvalue).location, (const QSUTF8CHAR*)"location", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_4, 8) == 0) {
+         if ((stat = XmlEnc_LocationContainer(ctxt, &(*pvalue).location, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_4, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_LocationContainer(ctxt, &(*pvalue).location, (const QSUTF8CHAR*)"location", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.alacartePresent) {
-      if ((stat = XmlEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte, (const QSUTF8CHAR*)"alacarte", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_5, 8) == 0) {
+         if ((stat = XmlEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_5, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_AlacarteContainer(ctxt, &(*pvalue).alacarte, (const QSUTF8CHAR*)"alacarte", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -886,29 +988,43 @@ int XmlEnc_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"actionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).detectionTime, (const QSUTF8CHAR*)"detectionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referenceTime, (const QSUTF8CHAR*)"referenceTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.terminationPresent) {
-      if ((stat = XmlEnc_Termination(ctxt, (*pvalue).termination, (const QSUTF8CHAR*)"termination", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_6, 8) == 0) {
+      if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*pvalue).actionID, (const QSUTF8CHAR*)"actionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).detectionTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).detectionTime, XmlName_7, 13) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).detectionTime, (const QSUTF8CHAR*)"detectionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).referenceTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referenceTime, XmlName_8, 13) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referenceTime, (const QSUTF8CHAR*)"referenceTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.terminationPresent) {
+      if (((*pvalue).termination > 1 || rtXmlEncFastEnum(ctxt, ASN1T_Termination_ENUMTAB, 2, (QSINT32)(*pvalue).termination, XmlName_9, 11) != 0) && (stat = XmlEnc_Termination(ctxt, (*pvalue).termination, (const QSUTF8CHAR*)"termination", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (rtXmlEncFastStart(ctxt, XmlName_10, 13) == 0) {
+      if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.relevanceDistancePresent) {
-      if ((stat = XmlEnc_ITS_RelevanceDistance(ctxt, (*pvalue).relevanceDistance, (const QSUTF8CHAR*)"relevanceDistance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).relevanceDistance > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, (QSINT32)(*pvalue).relevanceDistance, XmlName_11, 17) != 0) && (stat = XmlEnc_ITS_RelevanceDistance(ctxt, (*pvalue).relevanceDistance, (const QSUTF8CHAR*)"relevanceDistance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceTrafficDirectionPresent) {
-      if ((stat = XmlEnc_ITS_RelevanceTrafficDirection(ctxt, (*pvalue).relevanceTrafficDirection, (const QSUTF8CHAR*)"relevanceTrafficDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).relevanceTrafficDirection > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, (QSINT32)(*pvalue).relevanceTrafficDirection, XmlName_12, 25) != 0) && (stat = XmlEnc_ITS_RelevanceTrafficDirection(ctxt, (*pvalue).relevanceTrafficDirection, (const QSUTF8CHAR*)"relevanceTrafficDirection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validityDurationPresent) {
-      if ((stat = XmlEnc_ITS_ValidityDuration(ctxt, (*pvalue).validityDuration, (const QSUTF8CHAR*)"validityDuration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).validityDuration > 86400 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).validityDuration, XmlName_13, 16) != 0) && (stat = XmlEnc_ITS_ValidityDuration(ctxt, (*pvalue).validityDuration, (const QSUTF8CHAR*)"validityDuration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.transmissionIntervalPresent) {
-      if ((stat = XmlEnc_ITS_TransmissionInterval(ctxt, (*pvalue).transmissionInterval, (const QSUTF8CHAR*)"transmissionInterval", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).transmissionInterval < 1 || (*pvalue).transmissionInterval > 10000 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).transmissionInterval, XmlName_14, 20) != 0) && (stat = XmlEnc_ITS_TransmissionInterval(ctxt, (*pvalue).transmissionInterval, (const QSUTF8CHAR*)"transmissionInterval", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationType, XmlName_15, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*pvalue).stationType, (const QSUTF8CHAR*)"stationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -916,17 +1032,38 @@ int XmlEnc_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType, (const QSUTF8CHAR*)"eventType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_16, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_17, 9) == 0) {
+      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_17, 9)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).eventType, (const QSUTF8CHAR*)"eventType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.linkedCausePresent) {
-      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause, (const QSUTF8CHAR*)"linkedCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_18, 11) == 0) {
+         if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_18, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).linkedCause, (const QSUTF8CHAR*)"linkedCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventHistoryPresent) {
-      if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"eventHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).eventHistory.count < 1) && !((*pvalue).eventHistory.count > 23) && rtXmlEncFastStart(ctxt, XmlName_19, 12) == 0) {
+         if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_EventHistory(ctxt, &(*pvalue).eventHistory, (const QSUTF8CHAR*)"eventHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -934,19 +1071,40 @@ int XmlEnc_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.eventSpeedPresent) {
-      if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed, (const QSUTF8CHAR*)"eventSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_20, 10) == 0) {
+         if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).eventSpeed, (const QSUTF8CHAR*)"eventSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.eventPositionHeadingPresent) {
-      if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading, (const QSUTF8CHAR*)"eventPositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_21, 20) == 0) {
+         if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 20)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).eventPositionHeading, (const QSUTF8CHAR*)"eventPositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_Traces(ctxt, &(*pvalue).traces, (const QSUTF8CHAR*)"traces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).traces.count < 1) && !((*pvalue).traces.count > 7) && rtXmlEncFastStart(ctxt, XmlName_22, 6) == 0) {
+      if ((stat = XmlEnc_ITS_Traces(ctxt, &(*pvalue).traces, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Traces(ctxt, &(*pvalue).traces, (const QSUTF8CHAR*)"traces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadTypePresent) {
-      if ((stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).roadType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue).roadType, XmlName_23, 8) != 0) && (stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -954,20 +1112,27 @@ int XmlEnc_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrLeft, (const QSUTF8CHAR*)"posLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrRight, (const QSUTF8CHAR*)"posLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars, (const QSUTF8CHAR*)"positionOfPillars", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PosCentMass(ctxt, (*pvalue).posCentMass, (const QSUTF8CHAR*)"posCentMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_WheelBaseVehicle(ctxt, (*pvalue).wheelBaseVehicle, (const QSUTF8CHAR*)"wheelBaseVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_TurningRadius(ctxt, (*pvalue).turningRadius, (const QSUTF8CHAR*)"turningRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PosFrontAx(ctxt, (*pvalue).posFrontAx, (const QSUTF8CHAR*)"posFrontAx", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heightLonCarrLeft < 1 || (*pvalue).heightLonCarrLeft > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrLeft, XmlName_24, 17) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrLeft, (const QSUTF8CHAR*)"heightLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).heightLonCarrRight < 1 || (*pvalue).heightLonCarrRight > 100 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).heightLonCarrRight, XmlName_25, 18) != 0) && (stat = XmlEnc_ITS_HeightLonCarr(ctxt, (*pvalue).heightLonCarrRight, (const QSUTF8CHAR*)"heightLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).posLonCarrLeft < 1 || (*pvalue).posLonCarrLeft > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posLonCarrLeft, XmlName_26, 14) != 0) && (stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrLeft, (const QSUTF8CHAR*)"posLonCarrLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).posLonCarrRight < 1 || (*pvalue).posLonCarrRight > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posLonCarrRight, XmlName_27, 15) != 0) && (stat = XmlEnc_ITS_PosLonCarr(ctxt, (*pvalue).posLonCarrRight, (const QSUTF8CHAR*)"posLonCarrRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_28, 17) == 0) {
+      if ((stat = XmlEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_PositionOfPillars(ctxt, &(*pvalue).positionOfPillars, (const QSUTF8CHAR*)"positionOfPillars", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).posCentMass < 1 || (*pvalue).posCentMass > 63 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posCentMass, XmlName_29, 11) != 0) && (stat = XmlEnc_ITS_PosCentMass(ctxt, (*pvalue).posCentMass, (const QSUTF8CHAR*)"posCentMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).wheelBaseVehicle < 1 || (*pvalue).wheelBaseVehicle > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wheelBaseVehicle, XmlName_30, 16) != 0) && (stat = XmlEnc_ITS_WheelBaseVehicle(ctxt, (*pvalue).wheelBaseVehicle, (const QSUTF8CHAR*)"wheelBaseVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).turningRadius < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).turningRadius, XmlName_31, 13) != 0) && (stat = XmlEnc_ITS_TurningRadius(ctxt, (*pvalue).turningRadius, (const QSUTF8CHAR*)"turningRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).posFrontAx < 1 || (*pvalue).posFrontAx > 20 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posFrontAx, XmlName_32, 10) != 0) && (stat = XmlEnc_ITS_PosFrontAx(ctxt, (*pvalue).posFrontAx, (const QSUTF8CHAR*)"posFrontAx", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).positionOfOccupants.numbits < 20 || (*pvalue).positionOfOccupants.numbits > 20 || rtXmlEncFastBits(ctxt, (*pvalue).positionOfOccupants.numbits, (*pvalue).positionOfOccupants.data, 8 * sizeof((*pvalue).positionOfOccupants.data), XmlName_33, 19) != 0) && (stat = XmlEnc_ITS_PositionOfOccupants(ctxt, &(*pvalue).positionOfOccupants, (const QSUTF8CHAR*)"positionOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleMass < 1 || (*pvalue).vehicleMass > 1024 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMass, XmlName_34, 11) != 0) && (stat = XmlEnc_ITS_VehicleMass(ctxt, (*pvalue).vehicleMass, (const QSUTF8CHAR*)"vehicleMass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).requestResponseIndication > 1 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, (QSINT32)(*pvalue).requestResponseIndication, XmlName_35, 25) != 0) && (stat = XmlEnc_ITS_RequestResponseIndication(ctxt, (*pvalue).requestResponseIndication, (const QSUTF8CHAR*)"requestResponseIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -975,35 +1140,77 @@ int XmlEnc_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lightBarSirenInUsePresent) {
-      if ((stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lightBarSirenInUse.numbits < 2 || (*pvalue).lightBarSirenInUse.numbits > 2 || rtXmlEncFastBits(ctxt, (*pvalue).lightBarSirenInUse.numbits, (*pvalue).lightBarSirenInUse.data, 8 * sizeof((*pvalue).lightBarSirenInUse.data), XmlName_36, 18) != 0) && (stat = XmlEnc_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse, (const QSUTF8CHAR*)"lightBarSirenInUse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.closedLanesPresent) {
-      if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_37, 11) == 0) {
+         if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_37, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes, (const QSUTF8CHAR*)"closedLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.restrictionPresent) {
-      if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"restriction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_38, 11) == 0) {
+         if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_38, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_RestrictedTypes(ctxt, &(*pvalue).restriction, (const QSUTF8CHAR*)"restriction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).speedLimit < 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimit, XmlName_39, 10) != 0) && (stat = XmlEnc_ITS_SpeedLimit(ctxt, (*pvalue).speedLimit, (const QSUTF8CHAR*)"speedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.incidentIndicationPresent) {
-      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_40, 18) == 0) {
+         if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).incidentIndication, (const QSUTF8CHAR*)"incidentIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recommendedPathPresent) {
-      if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"recommendedPath", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).recommendedPath.count < 1) && !((*pvalue).recommendedPath.count > 40) && rtXmlEncFastStart(ctxt, XmlName_41, 15) == 0) {
+         if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ItineraryPath(ctxt, &(*pvalue).recommendedPath, (const QSUTF8CHAR*)"recommendedPath", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.startingPointSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"startingPointSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_42, 23) == 0) {
+         if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 23)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).startingPointSpeedLimit, (const QSUTF8CHAR*)"startingPointSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trafficFlowRulePresent) {
-      if ((stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficFlowRule, (const QSUTF8CHAR*)"trafficFlowRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).trafficFlowRule > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, (QSINT32)(*pvalue).trafficFlowRule, XmlName_43, 15) != 0) && (stat = XmlEnc_ITS_TrafficRule(ctxt, (*pvalue).trafficFlowRule, (const QSUTF8CHAR*)"trafficFlowRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referenceDenmsPresent) {
-      if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"referenceDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_44, 14) == 0) {
+         if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 14)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ReferenceDenms(ctxt, &(*pvalue).referenceDenms, (const QSUTF8CHAR*)"referenceDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1011,26 +1218,47 @@ int XmlEnc_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.stationarySincePresent) {
-      if ((stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).stationarySince > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, (QSINT32)(*pvalue).stationarySince, XmlName_45, 15) != 0) && (stat = XmlEnc_ITS_StationarySince(ctxt, (*pvalue).stationarySince, (const QSUTF8CHAR*)"stationarySince", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryCausePresent) {
-      if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"stationaryCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 15) == 0) {
+         if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_CauseCode(ctxt, &(*pvalue).stationaryCause, (const QSUTF8CHAR*)"stationaryCause", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.carryingDangerousGoodsPresent) {
-      if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"carryingDangerousGoods", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_47, 22) == 0) {
+         if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_DangerousGoodsExtended(ctxt, &(*pvalue).carryingDangerousGoods, (const QSUTF8CHAR*)"carryingDangerousGoods", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.numberOfOccupantsPresent) {
-      if ((stat = XmlEnc_ITS_NumberOfOccupants(ctxt, (*pvalue).numberOfOccupants, (const QSUTF8CHAR*)"numberOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).numberOfOccupants > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfOccupants, XmlName_48, 17) != 0) && (stat = XmlEnc_ITS_NumberOfOccupants(ctxt, (*pvalue).numberOfOccupants, (const QSUTF8CHAR*)"numberOfOccupants", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleIdentificationPresent) {
-      if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"vehicleIdentification", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 21) == 0) {
+         if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_VehicleIdentification(ctxt, &(*pvalue).vehicleIdentification, (const QSUTF8CHAR*)"vehicleIdentification", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.energyStorageTypePresent) {
-      if ((stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).energyStorageType.numbits < 7 || (*pvalue).energyStorageType.numbits > 7 || rtXmlEncFastBits(ctxt, (*pvalue).energyStorageType.numbits, (*pvalue).energyStorageType.data, 8 * sizeof((*pvalue).energyStorageType.data), XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType, (const QSUTF8CHAR*)"energyStorageType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1038,27 +1266,48 @@ int XmlEnc_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.lanePositionPresent) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).lanePosition < -1 || (*pvalue).lanePosition > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lanePosition, XmlName_51, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).lanePosition, (const QSUTF8CHAR*)"lanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.impactReductionPresent) {
-      if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"impactReduction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_52, 15) == 0) {
+         if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ImpactReductionContainer(ctxt, &(*pvalue).impactReduction, (const QSUTF8CHAR*)"impactReduction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.externalTemperaturePresent) {
-      if ((stat = XmlEnc_ITS_Temperature(ctxt, (*pvalue).externalTemperature, (const QSUTF8CHAR*)"externalTemperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).externalTemperature < -60 || (*pvalue).externalTemperature > 67 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).externalTemperature, XmlName_53, 19) != 0) && (stat = XmlEnc_ITS_Temperature(ctxt, (*pvalue).externalTemperature, (const QSUTF8CHAR*)"externalTemperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadWorksPresent) {
-      if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"roadWorks", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 9) == 0) {
+         if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_RoadWorksContainerExtended(ctxt, &(*pvalue).roadWorks, (const QSUTF8CHAR*)"roadWorks", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.positioningSolutionPresent) {
-      if ((stat = XmlEnc_ITS_PositioningSolutionType(ctxt, (*pvalue).positioningSolution, (const QSUTF8CHAR*)"positioningSolution", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).positioningSolution > 5 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, (QSINT32)(*pvalue).positioningSolution, XmlName_55, 19) != 0) && (stat = XmlEnc_ITS_PositioningSolutionType(ctxt, (*pvalue).positioningSolution, (const QSUTF8CHAR*)"positioningSolution", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.stationaryVehiclePresent) {
-      if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"stationaryVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_56, 17) == 0) {
+         if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DENM-PDU-DescriptionsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_StationaryVehicleContainer(ctxt, &(*pvalue).stationaryVehicle, (const QSUTF8CHAR*)"stationaryVehicle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1075,10 +1324,17 @@ int XmlEnc_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_57, 8) == 0) {
+         if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

@@ -3068,6 +3068,101 @@ int asn1JsonEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pva
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "EfcDsrcApplication";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "maxLadenweightOnAxle1";
+static const char XmlName_1[32] = "maxLadenweightOnAxle2";
+static const char XmlName_2[32] = "maxLadenweightOnAxle3";
+static const char XmlName_3[32] = "maxLadenweightOnAxle4";
+static const char XmlName_4[32] = "maxLadenweightOnAxle5";
+static const char XmlName_5[16] = "attributeId";
+static const char XmlName_6[16] = "value";
+static const char XmlName_7[16] = "channelId";
+static const char XmlName_8[16] = "destinationEID";
+static const char XmlName_9[16] = "attributeIdList";
+static const char XmlName_10[16] = "refund";
+static const char XmlName_11[16] = "key";
+static const char XmlName_12[16] = "debitPaymentFee";
+static const char XmlName_13[16] = "keyRef";
+static const char XmlName_14[32] = "posOfFirstInstance";
+static const char XmlName_15[32] = "posOfLastInstance";
+static const char XmlName_16[32] = "contractExpiryDate";
+static const char XmlName_17[16] = "countryCode";
+static const char XmlName_18[32] = "alphabetIndicator";
+static const char XmlName_19[16] = "year";
+static const char XmlName_20[16] = "month";
+static const char XmlName_21[16] = "day";
+static const char XmlName_22[16] = "particulate";
+static const char XmlName_23[16] = "absorptionCoeff";
+static const char XmlName_24[16] = "unitType";
+static const char XmlName_25[16] = "driverClass";
+static const char XmlName_26[16] = "tripPurpose";
+static const char XmlName_27[32] = "contractProvider";
+static const char XmlName_28[16] = "contextVersion";
+static const char XmlName_29[16] = "euroValue";
+static const char XmlName_30[16] = "copValue";
+static const char XmlName_31[16] = "engineCapacity";
+static const char XmlName_32[16] = "enginePower";
+static const char XmlName_33[16] = "emissionCO";
+static const char XmlName_34[16] = "emissionHC";
+static const char XmlName_35[16] = "emissionNOX";
+static const char XmlName_36[16] = "emissionHCNOX";
+static const char XmlName_37[16] = "numberOfSeats";
+static const char XmlName_38[32] = "numberOfStandingPlaces";
+static const char XmlName_39[32] = "paymentFeeAmount";
+static const char XmlName_40[32] = "paymentMeansExpiryDate";
+static const char XmlName_41[16] = "positive";
+static const char XmlName_42[16] = "negative";
+static const char XmlName_43[32] = "providerIdentifier";
+static const char XmlName_44[16] = "purseValue";
+static const char XmlName_45[32] = "sessionContractProvider";
+static const char XmlName_46[32] = "sessionContractSerialNumber";
+static const char XmlName_47[16] = "sessionTime";
+static const char XmlName_48[32] = "sessionServiceProvider";
+static const char XmlName_49[32] = "locationOfStation";
+static const char XmlName_50[16] = "sessionLocation";
+static const char XmlName_51[16] = "sessionType";
+static const char XmlName_52[16] = "sessionResult";
+static const char XmlName_53[32] = "sessionTariffClass";
+static const char XmlName_54[32] = "sessionClaimedClass";
+static const char XmlName_55[16] = "sessionFee";
+static const char XmlName_56[32] = "sessionContextVersion";
+static const char XmlName_57[32] = "sessionPaymentFee";
+static const char XmlName_58[32] = "sessionCurrentBalance";
+static const char XmlName_59[32] = "receiptFinancialSerialNumber";
+static const char XmlName_60[16] = "stationLocation";
+static const char XmlName_61[16] = "typeOfSession";
+static const char XmlName_62[32] = "sessionResultOperational";
+static const char XmlName_63[32] = "ascendingKilometrage";
+static const char XmlName_64[16] = "laneCodeNumber";
+static const char XmlName_65[16] = "timeDate";
+static const char XmlName_66[16] = "timeCompact";
+static const char XmlName_67[16] = "hours";
+static const char XmlName_68[16] = "mins";
+static const char XmlName_69[16] = "double-secs";
+static const char XmlName_70[16] = "soundstationary";
+static const char XmlName_71[16] = "sounddriveby";
+static const char XmlName_72[16] = "trailerDetails";
+static const char XmlName_73[32] = "trailerMaxLadenWeight";
+static const char XmlName_74[32] = "trailerWeightUnladen";
+static const char XmlName_75[16] = "trailerType";
+static const char XmlName_76[16] = "trailerAxles";
+static const char XmlName_77[32] = "vehicleFirstAxleHeight";
+static const char XmlName_78[32] = "vehicleAxlesNumber";
+static const char XmlName_79[16] = "tyreType";
+static const char XmlName_80[16] = "numberOfAxles";
+static const char XmlName_81[16] = "tractorAxles";
+static const char XmlName_82[32] = "vehicleLengthOverall";
+static const char XmlName_83[32] = "vehicleHeigthOverall";
+static const char XmlName_84[32] = "vehicleWidthOverall";
+static const char XmlName_85[16] = "fill";
+static const char XmlName_86[32] = "environmentalCharacteristics";
+static const char XmlName_87[32] = "engineCharacteristics";
+static const char XmlName_88[32] = "descriptiveCharacteristics";
+static const char XmlName_89[32] = "futureCharacteristics";
+static const char XmlName_90[32] = "vehicleMaxLadenWeight";
+static const char XmlName_91[32] = "vehicleTrainMaximumWeight";
+static const char XmlName_92[32] = "vehicleWeightUnladen";
+
 int XmlEnc_ActualNumberOfPassengers(QSCTXT* ctxt, ASN1T_ActualNumberOfPassengers value, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
@@ -3080,13 +3175,13 @@ int XmlEnc_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle1, (const QSUTF8CHAR*)"maxLadenweightOnAxle1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle2, (const QSUTF8CHAR*)"maxLadenweightOnAxle2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle3, (const QSUTF8CHAR*)"maxLadenweightOnAxle3", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle4, (const QSUTF8CHAR*)"maxLadenweightOnAxle4", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle5, (const QSUTF8CHAR*)"maxLadenweightOnAxle5", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle1, XmlName_0, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle1, (const QSUTF8CHAR*)"maxLadenweightOnAxle1", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle2, XmlName_1, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle2, (const QSUTF8CHAR*)"maxLadenweightOnAxle2", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle3, XmlName_2, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle3, (const QSUTF8CHAR*)"maxLadenweightOnAxle3", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle4, XmlName_3, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle4, (const QSUTF8CHAR*)"maxLadenweightOnAxle4", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLadenweightOnAxle5, XmlName_4, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).maxLadenweightOnAxle5, (const QSUTF8CHAR*)"maxLadenweightOnAxle5", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3094,10 +3189,10 @@ int XmlEnc_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue, const QSUTF8CHAR* elemName, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3113,10 +3208,10 @@ int XmlEnc_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3124,10 +3219,10 @@ int XmlEnc_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).channelId, XmlName_7, 9) != 0) && (stat = XmlEnc_ChannelId(ctxt, (*pvalue).channelId, (const QSUTF8CHAR*)"channelId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).apdu.numocts, (*pvalue).apdu.data, (const QSUTF8CHAR*)"apdu", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3135,10 +3230,17 @@ int XmlEnc_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destinationEID, XmlName_8, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).destinationEID, (const QSUTF8CHAR*)"destinationEID", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3146,11 +3248,18 @@ int XmlEnc_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"refund", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_10, 6) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).refund, (const QSUTF8CHAR*)"refund", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).key, (const QSUTF8CHAR*)"key", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).key, XmlName_11, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).key, (const QSUTF8CHAR*)"key", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3158,10 +3267,10 @@ int XmlEnc_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).creditResult, (const QSUTF8CHAR*)"creditResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).creditAuthenticator.numocts, (*pvalue).creditAuthenticator.data, (const QSUTF8CHAR*)"creditAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3169,11 +3278,18 @@ int XmlEnc_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue, const QSUTF8CHAR* elemNa
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"debitPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_12, 15) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_12, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).debitPaymentFee, (const QSUTF8CHAR*)"debitPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_13, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3181,10 +3297,10 @@ int XmlEnc_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue, const QSUTF8CHAR* elemNa
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).debitResult, (const QSUTF8CHAR*)"debitResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).debitAuthenticator.numocts, (*pvalue).debitAuthenticator.data, (const QSUTF8CHAR*)"debitAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3192,11 +3308,18 @@ int XmlEnc_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfFirstInstance, XmlName_14, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfFirstInstance, (const QSUTF8CHAR*)"posOfFirstInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).posOfLastInstance, XmlName_15, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).posOfLastInstance, (const QSUTF8CHAR*)"posOfLastInstance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3204,11 +3327,18 @@ int XmlEnc_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_9, 15) == 0) {
+      if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcGenericEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_AttributeIdList(ctxt, &(*pvalue).attributeIdList, (const QSUTF8CHAR*)"attributeIdList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).nonce.numocts, (*pvalue).nonce.data, (const QSUTF8CHAR*)"nonce", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).keyRef, XmlName_13, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).keyRef, (const QSUTF8CHAR*)"keyRef", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3224,10 +3354,10 @@ int XmlEnc_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue, const QSUTF8CHAR* elemName, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).attributeId, XmlName_5, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).attributeId, (const QSUTF8CHAR*)"attributeId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncInt64(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3259,11 +3389,18 @@ int XmlEnc_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).contractRestrictions.numocts < 4 || (*pvalue).contractRestrictions.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).contractRestrictions.numocts, (*pvalue).contractRestrictions.data, (const QSUTF8CHAR*)"contractRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_16, 18) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3271,11 +3408,11 @@ int XmlEnc_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3283,14 +3420,14 @@ int XmlEnc_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).year < 1990 || (*pvalue).year > 2117) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).year, XmlName_19, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).year, (const QSUTF8CHAR*)"year", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_20, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_21, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3306,10 +3443,17 @@ int XmlEnc_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_22, 11) == 0) {
+      if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DieselEmissionValues_particulate(ctxt, &(*pvalue).particulate, (const QSUTF8CHAR*)"particulate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).absorptionCoeff, XmlName_23, 15) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).absorptionCoeff, (const QSUTF8CHAR*)"absorptionCoeff", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3317,11 +3461,11 @@ int XmlEnc_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_6, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3329,10 +3473,10 @@ int XmlEnc_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverClass, XmlName_25, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).driverClass, (const QSUTF8CHAR*)"driverClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tripPurpose, XmlName_26, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).tripPurpose, (const QSUTF8CHAR*)"tripPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3340,12 +3484,19 @@ int XmlEnc_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_27, 16) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_27, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).contractProvider, (const QSUTF8CHAR*)"contractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).typeOfContract.numocts < 2 || (*pvalue).typeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).typeOfContract.numocts, (*pvalue).typeOfContract.data, (const QSUTF8CHAR*)"typeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).contextVersion, XmlName_28, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).contextVersion, (const QSUTF8CHAR*)"contextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3353,10 +3504,10 @@ int XmlEnc_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).euroValue > 15 || rtXmlEncFastEnum(ctxt, ASN1T_EuroValue_ENUMTAB, 16, (QSINT32)(*pvalue).euroValue, XmlName_29, 9) != 0) && (stat = XmlEnc_EuroValue(ctxt, (*pvalue).euroValue, (const QSUTF8CHAR*)"euroValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).copValue > 8 || rtXmlEncFastEnum(ctxt, ASN1T_CopValue_ENUMTAB, 9, (QSINT32)(*pvalue).copValue, XmlName_30, 8) != 0) && (stat = XmlEnc_CopValue(ctxt, (*pvalue).copValue, (const QSUTF8CHAR*)"copValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3390,10 +3541,10 @@ int XmlEnc_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCapacity, XmlName_31, 14) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).engineCapacity, (const QSUTF8CHAR*)"engineCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).enginePower, XmlName_32, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).enginePower, (const QSUTF8CHAR*)"enginePower", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3418,14 +3569,14 @@ int XmlEnc_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).unitType > 1 || rtXmlEncFastEnum(ctxt, ASN1T_UnitType_ENUMTAB, 2, (QSINT32)(*pvalue).unitType, XmlName_24, 8) != 0) && (stat = XmlEnc_UnitType(ctxt, (*pvalue).unitType, (const QSUTF8CHAR*)"unitType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).emissionCO > 32767) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionCO, XmlName_33, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).emissionCO, (const QSUTF8CHAR*)"emissionCO", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHC, XmlName_34, 10) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHC, (const QSUTF8CHAR*)"emissionHC", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionNOX, XmlName_35, 11) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionNOX, (const QSUTF8CHAR*)"emissionNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).emissionHCNOX, XmlName_36, 13) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).emissionHCNOX, (const QSUTF8CHAR*)"emissionHCNOX", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3482,11 +3633,11 @@ int XmlEnc_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue, const QSUTF8CHAR* elemName, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3503,10 +3654,10 @@ int XmlEnc_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfSeats, XmlName_37, 13) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfSeats, (const QSUTF8CHAR*)"numberOfSeats", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).numberOfStandingPlaces, XmlName_38, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).numberOfStandingPlaces, (const QSUTF8CHAR*)"numberOfStandingPlaces", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3514,10 +3665,10 @@ int XmlEnc_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).paymentFeeAmount, XmlName_39, 16) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).paymentFeeAmount, (const QSUTF8CHAR*)"paymentFeeAmount", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).paymentFeeUnit, (const QSUTF8CHAR*)"paymentFeeUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3525,12 +3676,19 @@ int XmlEnc_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_40, 22) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_40, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).paymentMeansExpiryDate, (const QSUTF8CHAR*)"paymentMeansExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).pamentMeansUsageControl.numocts < 2 || (*pvalue).pamentMeansUsageControl.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).pamentMeansUsageControl.numocts, (*pvalue).pamentMeansUsageControl.data, (const QSUTF8CHAR*)"pamentMeansUsageControl", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3538,23 +3696,23 @@ int XmlEnc_PaymentMeansBalance(QSCTXT* ctxt, ASN1T_PaymentMeansBalance* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_41, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_42, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3562,23 +3720,23 @@ int XmlEnc_SignedValue(QSCTXT* ctxt, ASN1T_SignedValue* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.positive == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.positive) > 8388607) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.positive), XmlName_41, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.positive), (const QSUTF8CHAR*)"positive", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.negative == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.negative) < -8388608 || (*(*pvalue).u.negative) > -1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*(*pvalue).u.negative), XmlName_42, 8) != 0) && (stat = rtXmlEncInt(ctxt, (*(*pvalue).u.negative), (const QSUTF8CHAR*)"negative", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3621,10 +3779,10 @@ int XmlEnc_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).providerIdentifier > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).providerIdentifier, XmlName_43, 18) != 0) && (stat = XmlEnc_IssuerIdentifier(ctxt, (*pvalue).providerIdentifier, (const QSUTF8CHAR*)"providerIdentifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3632,10 +3790,17 @@ int XmlEnc_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"purseValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_44, 10) == 0) {
+      if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SignedValue(ctxt, &(*pvalue).purseValue, (const QSUTF8CHAR*)"purseValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PayUnit(ctxt, &(*pvalue).purseUnit, (const QSUTF8CHAR*)"purseUnit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3643,12 +3808,19 @@ int XmlEnc_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContractSerialNumber, XmlName_46, 27) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).sessionContractSerialNumber, (const QSUTF8CHAR*)"sessionContractSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3656,23 +3828,58 @@ int XmlEnc_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3680,23 +3887,58 @@ int XmlEnc_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3704,23 +3946,58 @@ int XmlEnc_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).locationOfStation, XmlName_49, 17) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).locationOfStation, (const QSUTF8CHAR*)"locationOfStation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_50, 15) == 0) {
+      if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 15)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_SessionLocation(ctxt, &(*pvalue).sessionLocation, (const QSUTF8CHAR*)"sessionLocation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionType, XmlName_51, 11) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionType, (const QSUTF8CHAR*)"sessionType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResult, XmlName_52, 13) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResult, (const QSUTF8CHAR*)"sessionResult", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionFee, (const QSUTF8CHAR*)"sessionFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 23) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 23)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionContractProvider, (const QSUTF8CHAR*)"sessionContractProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionTypeOfContract.numocts < 2 || (*pvalue).sessionTypeOfContract.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).sessionTypeOfContract.numocts, (*pvalue).sessionTypeOfContract.data, (const QSUTF8CHAR*)"sessionTypeOfContract", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionContextVersion, XmlName_56, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).sessionContextVersion, (const QSUTF8CHAR*)"sessionContextVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).receiptDataAuthenticator.numocts < 4 || (*pvalue).receiptDataAuthenticator.numocts > 4) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).receiptDataAuthenticator.numocts, (*pvalue).receiptDataAuthenticator.data, (const QSUTF8CHAR*)"receiptDataAuthenticator", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3737,12 +4014,26 @@ int XmlEnc_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_PersonalAccountNumber(ctxt, &(*pvalue).personalAccountNumber, (const QSUTF8CHAR*)"personalAccountNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_57, 17) == 0) {
+      if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PaymentFee(ctxt, &(*pvalue).sessionPaymentFee, (const QSUTF8CHAR*)"sessionPaymentFee", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_58, 21) == 0) {
+      if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_58, 21)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_PurseBalance(ctxt, &(*pvalue).sessionCurrentBalance, (const QSUTF8CHAR*)"sessionCurrentBalance", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).receiptFinancialSerialNumber, XmlName_59, 28) != 0) && (stat = XmlEnc_Int4(ctxt, (*pvalue).receiptFinancialSerialNumber, (const QSUTF8CHAR*)"receiptFinancialSerialNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3766,17 +4057,31 @@ int XmlEnc_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_47, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime(ctxt, &(*pvalue).sessionTime, (const QSUTF8CHAR*)"sessionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_48, 22) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).sessionServiceProvider, (const QSUTF8CHAR*)"sessionServiceProvider", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).stationLocation > 1048575) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationLocation, XmlName_60, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).stationLocation, (const QSUTF8CHAR*)"stationLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).sessionLocation.numbits < 8 || (*pvalue).sessionLocation.numbits > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, 8 * sizeof((*pvalue).sessionLocation.data), XmlName_50, 15) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).sessionLocation.numbits, (*pvalue).sessionLocation.data, (const QSUTF8CHAR*)"sessionLocation", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).typeOfSession > 15 || rtXmlEncFastEnum(ctxt, ASN1T_StationType_ENUMTAB, 16, (QSINT32)(*pvalue).typeOfSession, XmlName_61, 13) != 0) && (stat = XmlEnc_StationType(ctxt, (*pvalue).typeOfSession, (const QSUTF8CHAR*)"typeOfSession", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionResultOperational, XmlName_62, 24) != 0) && (stat = XmlEnc_ResultOp(ctxt, (*pvalue).sessionResultOperational, (const QSUTF8CHAR*)"sessionResultOperational", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ResultFin(ctxt, &(*pvalue).sessionResultFinancial, (const QSUTF8CHAR*)"sessionResultFinancial", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3826,10 +4131,10 @@ int XmlEnc_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionTariffClass, XmlName_53, 18) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionTariffClass, (const QSUTF8CHAR*)"sessionTariffClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sessionClaimedClass, XmlName_54, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sessionClaimedClass, (const QSUTF8CHAR*)"sessionClaimedClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3837,11 +4142,11 @@ int XmlEnc_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).ascendingKilometrage, XmlName_63, 20) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).ascendingKilometrage, (const QSUTF8CHAR*)"ascendingKilometrage", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).laneCodeNumber > 127) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneCodeNumber, XmlName_64, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).laneCodeNumber, (const QSUTF8CHAR*)"laneCodeNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3858,10 +4163,24 @@ int XmlEnc_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"timeCompact", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_65, 8) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).timeDate, (const QSUTF8CHAR*)"timeDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_66, 11) == 0) {
+      if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_66, 11)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact, (const QSUTF8CHAR*)"timeCompact", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3869,14 +4188,14 @@ int XmlEnc_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_67, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_68, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).double_secs > 30) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).double_secs, XmlName_69, 11) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).double_secs, (const QSUTF8CHAR*)"double-secs", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3884,10 +4203,10 @@ int XmlEnc_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).soundstationary, XmlName_70, 15) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).soundstationary, (const QSUTF8CHAR*)"soundstationary", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sounddriveby, XmlName_71, 12) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).sounddriveby, (const QSUTF8CHAR*)"sounddriveby", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3895,11 +4214,18 @@ int XmlEnc_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_72, 14) == 0) {
+      if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 14)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_TrailerDetails(ctxt, &(*pvalue).trailerDetails, (const QSUTF8CHAR*)"trailerDetails", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerMaxLadenWeight, XmlName_73, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerMaxLadenWeight, (const QSUTF8CHAR*)"trailerMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerWeightUnladen, XmlName_74, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).trailerWeightUnladen, (const QSUTF8CHAR*)"trailerWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3907,10 +4233,10 @@ int XmlEnc_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerType, XmlName_75, 11) != 0) && (stat = XmlEnc_TrailerDetails_trailerType(ctxt, (*pvalue).trailerType, (const QSUTF8CHAR*)"trailerType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3927,11 +4253,11 @@ int XmlEnc_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3948,11 +4274,18 @@ int XmlEnc_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).issuerRestrictions.numocts < 2 || (*pvalue).issuerRestrictions.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).issuerRestrictions.numocts, (*pvalue).issuerRestrictions.data, (const QSUTF8CHAR*)"issuerRestrictions", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_16, 18) == 0) {
+      if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DateCompact(ctxt, &(*pvalue).contractExpiryDate, (const QSUTF8CHAR*)"contractExpiryDate", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3968,10 +4301,17 @@ int XmlEnc_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"vehicleAxlesNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleFirstAxleHeight, XmlName_77, 22) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleFirstAxleHeight, (const QSUTF8CHAR*)"vehicleFirstAxleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_78, 18) == 0) {
+      if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber, (const QSUTF8CHAR*)"vehicleAxlesNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3979,10 +4319,17 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"numberOfAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).tyreType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, (QSINT32)(*pvalue).tyreType, XmlName_79, 8) != 0) && (stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_tyreType(ctxt, (*pvalue).tyreType, (const QSUTF8CHAR*)"tyreType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_80, 13) == 0) {
+      if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles, (const QSUTF8CHAR*)"numberOfAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3999,10 +4346,10 @@ int XmlEnc_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).trailerAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).trailerAxles, XmlName_76, 12) != 0) && (stat = XmlEnc_TrailerAxles(ctxt, (*pvalue).trailerAxles, (const QSUTF8CHAR*)"trailerAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).tractorAxles > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).tractorAxles, XmlName_81, 12) != 0) && (stat = XmlEnc_TractorAxles(ctxt, (*pvalue).tractorAxles, (const QSUTF8CHAR*)"tractorAxles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4036,11 +4383,11 @@ int XmlEnc_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthOverall, XmlName_82, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleLengthOverall, (const QSUTF8CHAR*)"vehicleLengthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleHeigthOverall, XmlName_83, 20) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleHeigthOverall, (const QSUTF8CHAR*)"vehicleHeigthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWidthOverall, XmlName_84, 19) != 0) && (stat = XmlEnc_Int1(ctxt, (*pvalue).vehicleWidthOverall, (const QSUTF8CHAR*)"vehicleWidthOverall", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4048,11 +4395,11 @@ int XmlEnc_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).countryCode.numbits < 10 || (*pvalue).countryCode.numbits > 10 || rtXmlEncFastBits(ctxt, (*pvalue).countryCode.numbits, (*pvalue).countryCode.data, 8 * sizeof((*pvalue).countryCode.data), XmlName_17, 11) != 0) && (stat = XmlEnc_CountryCode(ctxt, &(*pvalue).countryCode, (const QSUTF8CHAR*)"countryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).alphabetIndicator > 33 || rtXmlEncFastEnum(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, (QSINT32)(*pvalue).alphabetIndicator, XmlName_18, 17) != 0) && (stat = XmlEnc_LPN_alphabetIndicator(ctxt, (*pvalue).alphabetIndicator, (const QSUTF8CHAR*)"alphabetIndicator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).licencePlateNumber.numocts, (*pvalue).licencePlateNumber.data, (const QSUTF8CHAR*)"licencePlateNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4060,11 +4407,11 @@ int XmlEnc_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).vin, (const QSUTF8CHAR*)"vin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).fill.numbits < 9 || (*pvalue).fill.numbits > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, 8 * sizeof((*pvalue).fill.data), XmlName_85, 4) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).fill.numbits, (*pvalue).fill.data, (const QSUTF8CHAR*)"fill", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4072,12 +4419,19 @@ int XmlEnc_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_86, 28) == 0) {
+      if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_86, 28)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*pvalue).environmentalCharacteristics, (const QSUTF8CHAR*)"environmentalCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).engineCharacteristics, XmlName_87, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*pvalue).engineCharacteristics, (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).descriptiveCharacteristics, XmlName_88, 26) != 0) && (stat = XmlEnc_DescriptiveCharacteristics(ctxt, (*pvalue).descriptiveCharacteristics, (const QSUTF8CHAR*)"descriptiveCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).futureCharacteristics, XmlName_89, 21) != 0) && (stat = XmlEnc_FutureCharacteristics(ctxt, (*pvalue).futureCharacteristics, (const QSUTF8CHAR*)"futureCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4109,10 +4463,10 @@ int XmlEnc_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleMaxLadenWeight, XmlName_90, 21) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleMaxLadenWeight, (const QSUTF8CHAR*)"vehicleMaxLadenWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleTrainMaximumWeight, XmlName_91, 25) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleTrainMaximumWeight, (const QSUTF8CHAR*)"vehicleTrainMaximumWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleWeightUnladen, XmlName_92, 20) != 0) && (stat = XmlEnc_Int2(ctxt, (*pvalue).vehicleWeightUnladen, (const QSUTF8CHAR*)"vehicleWeightUnladen", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

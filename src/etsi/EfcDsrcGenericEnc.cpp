@@ -60,14 +60,17 @@ int asn1JsonEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "EfcDsrcGeneric";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "INTEGER";
+
 int XmlEnc_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = rtXmlEncUInt(ctxt, (*(QSUINT32*)node->data), (const QSUTF8CHAR*)"INTEGER", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(QSUINT32*)node->data), XmlName_0, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*(QSUINT32*)node->data), (const QSUTF8CHAR*)"INTEGER", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

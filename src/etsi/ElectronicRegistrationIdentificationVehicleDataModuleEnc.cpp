@@ -249,27 +249,33 @@ int asn1JsonEnc_Iso3833VehicleType(QSCTXT* ctxt, ASN1T_Iso3833VehicleType* pvalu
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "ElectronicRegistrationIdentificationVehicleDataModule";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[32] = "euVehicleCategoryL";
+static const char XmlName_1[32] = "euVehicleCategoryM";
+static const char XmlName_2[32] = "euVehicleCategoryN";
+static const char XmlName_3[32] = "euVehicleCategoryO";
+
 int XmlEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.euVehicleCategoryL == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EuVehicleCategoryL(ctxt, (*(*pvalue).u.euVehicleCategoryL), (const QSUTF8CHAR*)"euVehicleCategoryL", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.euVehicleCategoryL) > 6 || rtXmlEncFastEnum(ctxt, ASN1T_EuVehicleCategoryL_ENUMTAB, 7, (QSINT32)(*(*pvalue).u.euVehicleCategoryL), XmlName_0, 18) != 0) && (stat = XmlEnc_EuVehicleCategoryL(ctxt, (*(*pvalue).u.euVehicleCategoryL), (const QSUTF8CHAR*)"euVehicleCategoryL", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.euVehicleCategoryM == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EuVehicleCategoryM(ctxt, (*(*pvalue).u.euVehicleCategoryM), (const QSUTF8CHAR*)"euVehicleCategoryM", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.euVehicleCategoryM) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_EuVehicleCategoryM_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.euVehicleCategoryM), XmlName_1, 18) != 0) && (stat = XmlEnc_EuVehicleCategoryM(ctxt, (*(*pvalue).u.euVehicleCategoryM), (const QSUTF8CHAR*)"euVehicleCategoryM", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.euVehicleCategoryN == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EuVehicleCategoryN(ctxt, (*(*pvalue).u.euVehicleCategoryN), (const QSUTF8CHAR*)"euVehicleCategoryN", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.euVehicleCategoryN) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_EuVehicleCategoryN_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.euVehicleCategoryN), XmlName_2, 18) != 0) && (stat = XmlEnc_EuVehicleCategoryN(ctxt, (*(*pvalue).u.euVehicleCategoryN), (const QSUTF8CHAR*)"euVehicleCategoryN", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.euVehicleCategoryO == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EuVehicleCategoryO(ctxt, (*(*pvalue).u.euVehicleCategoryO), (const QSUTF8CHAR*)"euVehicleCategoryO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.euVehicleCategoryO) > 3 || rtXmlEncFastEnum(ctxt, ASN1T_EuVehicleCategoryO_ENUMTAB, 4, (QSINT32)(*(*pvalue).u.euVehicleCategoryO), XmlName_3, 18) != 0) && (stat = XmlEnc_EuVehicleCategoryO(ctxt, (*(*pvalue).u.euVehicleCategoryO), (const QSUTF8CHAR*)"euVehicleCategoryO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((stat = rtXmlEncNull(ctxt, (const QSUTF8CHAR*)"euVehilcleCategoryT", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
@@ -281,7 +287,7 @@ int XmlEnc_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pval
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

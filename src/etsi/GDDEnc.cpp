@@ -1704,16 +1704,96 @@ int asn1JsonEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "GDD";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "pictogramCode";
+static const char XmlName_1[16] = "attributes";
+static const char XmlName_2[32] = "serviceCategoryCode";
+static const char XmlName_3[32] = "pictogramCategoryCode";
+static const char XmlName_4[32] = "trafficSignPictogram";
+static const char XmlName_5[32] = "publicFacilitiesPictogram";
+static const char XmlName_6[32] = "ambientOrRoadConditionPictogram";
+static const char XmlName_7[16] = "nature";
+static const char XmlName_8[16] = "serialNumber";
+static const char XmlName_9[16] = "GddAttribute";
+static const char XmlName_10[16] = "dtm";
+static const char XmlName_11[16] = "edt";
+static const char XmlName_12[16] = "dfl";
+static const char XmlName_13[16] = "ved";
+static const char XmlName_14[16] = "spe";
+static const char XmlName_15[16] = "roi";
+static const char XmlName_16[16] = "dbv";
+static const char XmlName_17[16] = "ddd";
+static const char XmlName_18[16] = "set";
+static const char XmlName_19[16] = "nol";
+static const char XmlName_20[16] = "year";
+static const char XmlName_21[16] = "month-day";
+static const char XmlName_22[32] = "repeatingPeriodDayTypes";
+static const char XmlName_23[16] = "hourMinutes";
+static const char XmlName_24[16] = "dateRangeOfWeek";
+static const char XmlName_25[32] = "durationHourMinute";
+static const char XmlName_26[32] = "yearRangeStartYear";
+static const char XmlName_27[32] = "yearRangeEndYear";
+static const char XmlName_28[32] = "dateRangeStartMonthDay";
+static const char XmlName_29[32] = "dateRangeEndMonthDay";
+static const char XmlName_30[32] = "timeRangeStartTime";
+static const char XmlName_31[32] = "timeRangeEndTime";
+static const char XmlName_32[16] = "vehicleHeight";
+static const char XmlName_33[16] = "vehicleWidth";
+static const char XmlName_34[16] = "vehicleLength";
+static const char XmlName_35[16] = "vehicleWeight";
+static const char XmlName_36[16] = "speedLimitMax";
+static const char XmlName_37[16] = "speedLimitMin";
+static const char XmlName_38[16] = "unit";
+static const char XmlName_39[16] = "value";
+static const char XmlName_40[32] = "junctionDirection";
+static const char XmlName_41[32] = "roundaboutCwDirection";
+static const char XmlName_42[32] = "roundaboutCcwDirection";
+static const char XmlName_43[16] = "ioList";
+static const char XmlName_44[32] = "startingPointLength";
+static const char XmlName_45[32] = "continuityLength";
+static const char XmlName_46[16] = "DDD-IO";
+static const char XmlName_47[16] = "arrowDirection";
+static const char XmlName_48[16] = "destPlace";
+static const char XmlName_49[16] = "destRoad";
+static const char XmlName_50[32] = "roadNumberIdentifier";
+static const char XmlName_51[16] = "streetName";
+static const char XmlName_52[32] = "distanceToDivergingPoint";
+static const char XmlName_53[32] = "distanceToDestinationPlace";
+static const char XmlName_54[16] = "destType";
+static const char XmlName_55[16] = "destRSCode";
+static const char XmlName_56[32] = "placeNameIdentification";
+static const char XmlName_57[32] = "DestinationPlace";
+static const char XmlName_58[16] = "derType";
+static const char XmlName_59[16] = "DestinationRoad";
+static const char XmlName_60[16] = "hours";
+static const char XmlName_61[16] = "mins";
+static const char XmlName_62[16] = "month";
+static const char XmlName_63[16] = "day";
+
 int XmlEnc_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.attributesPresent) {
-      if ((stat = XmlEnc_GddAttributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_0, 13) == 0) {
+      if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_GddStructure_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 10) == 0) {
+         if ((stat = XmlEnc_GddAttributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_GddAttributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1721,14 +1801,28 @@ int XmlEnc_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_2, 19) == 0) {
+      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_2, 19)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_3, 21) == 0) {
+      if ((stat = XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_3, 21)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1736,19 +1830,19 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trafficSignPictogram) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.trafficSignPictogram), XmlName_4, 20) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.publicFacilitiesPictogram) > 0 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*(*pvalue).u.publicFacilitiesPictogram), XmlName_5, 25) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.ambientOrRoadConditionPictogram) > 1 || rtXmlEncFastEnum(ctxt, ASN1T_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*(*pvalue).u.ambientOrRoadConditionPictogram), XmlName_6, 31) != 0) && (stat = XmlEnc_GddStructure_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -1758,7 +1852,7 @@ int XmlEnc_GddStructure_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1T_Gd
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1793,12 +1887,12 @@ int XmlEnc_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_7, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_8, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1806,11 +1900,18 @@ int XmlEnc_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"GddAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_9, 12) == 0) {
+         if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_GddAttribute(ctxt, &(*(ASN1T_GddAttribute*)node->data), (const QSUTF8CHAR*)"GddAttribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1818,53 +1919,102 @@ int XmlEnc_GddAttribute(QSCTXT* ctxt, ASN1T_GddAttribute* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_10, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_11, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.dfl) < 1 || (*(*pvalue).u.dfl) > 8 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.dfl), XmlName_12, 3) != 0) && (stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_13, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_13, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_14, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_14, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.roi) < 1 || (*(*pvalue).u.roi) > 32 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.roi), XmlName_15, 3) != 0) && (stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_16, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_17, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_17, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 9:
       if ((*pvalue).u.set == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set), (const QSUTF8CHAR*)"set", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_18, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_18, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_section(ctxt, &(*(*pvalue).u.set), (const QSUTF8CHAR*)"set", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 10:
       if ((*pvalue).u.nol == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_numberOfLane(ctxt, (*(*pvalue).u.nol), (const QSUTF8CHAR*)"nol", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.nol) > 99 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.nol), XmlName_19, 3) != 0) && (stat = XmlEnc_InternationalSign_numberOfLane(ctxt, (*(*pvalue).u.nol), (const QSUTF8CHAR*)"nol", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1872,26 +2022,54 @@ int XmlEnc_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_21, 9) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).repeatingPeriodDayTypes.numbits < 4 || (*pvalue).repeatingPeriodDayTypes.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).repeatingPeriodDayTypes.numbits, (*pvalue).repeatingPeriodDayTypes.data, 8 * sizeof((*pvalue).repeatingPeriodDayTypes.data), XmlName_22, 23) != 0) && (stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 11) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dateRangeOfWeek.numbits < 8 || (*pvalue).dateRangeOfWeek.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).dateRangeOfWeek.numbits, (*pvalue).dateRangeOfWeek.data, 8 * sizeof((*pvalue).dateRangeOfWeek.data), XmlName_24, 15) != 0) && (stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_25, 18) == 0) {
+         if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1899,10 +2077,10 @@ int XmlEnc_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeStartYear, XmlName_26, 18) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeStartYear, (const QSUTF8CHAR*)"yearRangeStartYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).yearRangeEndYear, XmlName_27, 16) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).yearRangeEndYear, (const QSUTF8CHAR*)"yearRangeEndYear", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1910,10 +2088,24 @@ int XmlEnc_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"dateRangeStartMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"dateRangeEndMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_28, 22) == 0) {
+      if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_28, 22)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeStartMonthDay, (const QSUTF8CHAR*)"dateRangeStartMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_29, 20) == 0) {
+      if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_29, 20)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay, (const QSUTF8CHAR*)"dateRangeEndMonthDay", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1921,10 +2113,24 @@ int XmlEnc_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"timeRangeStartTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"timeRangeEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_30, 18) == 0) {
+      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 18)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeStartTime, (const QSUTF8CHAR*)"timeRangeStartTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime, (const QSUTF8CHAR*)"timeRangeEndTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1932,26 +2138,54 @@ int XmlEnc_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.yearPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_20, 4) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_20, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_year(ctxt, &(*pvalue).year, (const QSUTF8CHAR*)"year", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.month_dayPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_21, 9) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_month_day(ctxt, &(*pvalue).month_day, (const QSUTF8CHAR*)"month-day", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.repeatingPeriodDayTypesPresent) {
-      if ((stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).repeatingPeriodDayTypes.numbits < 4 || (*pvalue).repeatingPeriodDayTypes.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).repeatingPeriodDayTypes.numbits, (*pvalue).repeatingPeriodDayTypes.data, 8 * sizeof((*pvalue).repeatingPeriodDayTypes.data), XmlName_22, 23) != 0) && (stat = XmlEnc_RepeatingPeriodDayTypes(ctxt, &(*pvalue).repeatingPeriodDayTypes, (const QSUTF8CHAR*)"repeatingPeriodDayTypes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.hourMinutesPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_23, 11) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod_hourMinutes(ctxt, &(*pvalue).hourMinutes, (const QSUTF8CHAR*)"hourMinutes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.dateRangeOfWeekPresent) {
-      if ((stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).dateRangeOfWeek.numbits < 8 || (*pvalue).dateRangeOfWeek.numbits > 8 || rtXmlEncFastBits(ctxt, (*pvalue).dateRangeOfWeek.numbits, (*pvalue).dateRangeOfWeek.data, 8 * sizeof((*pvalue).dateRangeOfWeek.data), XmlName_24, 15) != 0) && (stat = XmlEnc_DayOfWeek(ctxt, &(*pvalue).dateRangeOfWeek, (const QSUTF8CHAR*)"dateRangeOfWeek", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.durationHourMinutePresent) {
-      if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_25, 18) == 0) {
+         if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_25, 18)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_HoursMinutes(ctxt, &(*pvalue).durationHourMinute, (const QSUTF8CHAR*)"durationHourMinute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1968,20 +2202,48 @@ int XmlEnc_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.vehicleHeightPresent) {
-      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"vehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_32, 13) == 0) {
+         if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleHeight, (const QSUTF8CHAR*)"vehicleHeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWidthPresent) {
-      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 12) == 0) {
+         if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleWidth, (const QSUTF8CHAR*)"vehicleWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleLengthPresent) {
-      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_34, 13) == 0) {
+         if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_34, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).vehicleLength, (const QSUTF8CHAR*)"vehicleLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleWeightPresent) {
-      if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"vehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 13) == 0) {
+         if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Weight(ctxt, &(*pvalue).vehicleWeight, (const QSUTF8CHAR*)"vehicleWeight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -1989,18 +2251,18 @@ int XmlEnc_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.speedLimitMaxPresent) {
       if ((*pvalue).speedLimitMax > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMax, XmlName_36, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMax, (const QSUTF8CHAR*)"speedLimitMax", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.speedLimitMinPresent) {
       if ((*pvalue).speedLimitMin > 250) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedLimitMin, XmlName_37, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).speedLimitMin, (const QSUTF8CHAR*)"speedLimitMin", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).unit > 1) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2017,12 +2279,12 @@ int XmlEnc_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2030,21 +2292,28 @@ int XmlEnc_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.junctionDirectionPresent) {
       if ((*pvalue).junctionDirection < 1 || (*pvalue).junctionDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).junctionDirection, XmlName_40, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).junctionDirection, (const QSUTF8CHAR*)"junctionDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCwDirectionPresent) {
       if ((*pvalue).roundaboutCwDirection < 1 || (*pvalue).roundaboutCwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCwDirection, XmlName_41, 21) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCwDirection, (const QSUTF8CHAR*)"roundaboutCwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roundaboutCcwDirectionPresent) {
       if ((*pvalue).roundaboutCcwDirection < 1 || (*pvalue).roundaboutCcwDirection > 128) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roundaboutCcwDirection, XmlName_42, 22) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roundaboutCcwDirection, (const QSUTF8CHAR*)"roundaboutCcwDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_43, 6) == 0) {
+      if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_43, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_DDD_IO_LIST(ctxt, &(*pvalue).ioList, (const QSUTF8CHAR*)"ioList", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2052,14 +2321,28 @@ int XmlEnc_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.startingPointLengthPresent) {
-      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"startingPointLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_44, 19) == 0) {
+         if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_44, 19)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).startingPointLength, (const QSUTF8CHAR*)"startingPointLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.continuityLengthPresent) {
-      if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"continuityLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 16) == 0) {
+         if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_Distance(ctxt, &(*pvalue).continuityLength, (const QSUTF8CHAR*)"continuityLength", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2094,11 +2377,18 @@ int XmlEnc_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"DDD-IO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 6) == 0) {
+         if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DDD_IO(ctxt, &(*(ASN1T_DDD_IO*)node->data), (const QSUTF8CHAR*)"DDD-IO", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2106,33 +2396,61 @@ int XmlEnc_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).arrowDirection > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).arrowDirection, XmlName_47, 14) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).arrowDirection, (const QSUTF8CHAR*)"arrowDirection", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destPlacePresent) {
-      if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_48, 9) == 0) {
+         if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_48, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DestinationPlaces(ctxt, &(*pvalue).destPlace, (const QSUTF8CHAR*)"destPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destRoadPresent) {
-      if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"destRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 8) == 0) {
+         if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DestinationRoads(ctxt, &(*pvalue).destRoad, (const QSUTF8CHAR*)"destRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNamePresent) {
       if ((*pvalue).streetName < 1 || (*pvalue).streetName > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).streetName, XmlName_51, 10) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).streetName, (const QSUTF8CHAR*)"streetName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.streetNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).streetNameText, (const QSUTF8CHAR*)"streetNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDivergingPointPresent) {
-      if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_52, 24) == 0) {
+         if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 24)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDivergingPoint, (const QSUTF8CHAR*)"distanceToDivergingPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.distanceToDestinationPlacePresent) {
-      if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"distanceToDestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_53, 26) == 0) {
+         if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 26)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace, (const QSUTF8CHAR*)"distanceToDestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2140,22 +2458,29 @@ int XmlEnc_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).destType, XmlName_54, 8) != 0) && (stat = XmlEnc_DestinationType(ctxt, (*pvalue).destType, (const QSUTF8CHAR*)"destType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.destRSCodePresent) {
-      if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"destRSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_55, 10) == 0) {
+         if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_55, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_GddStructure(ctxt, &(*pvalue).destRSCode, (const QSUTF8CHAR*)"destRSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.destBlobPresent) {
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).destBlob.numocts, (*pvalue).destBlob.data, (const QSUTF8CHAR*)"destBlob", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameIdentificationPresent) {
       if ((*pvalue).placeNameIdentification < 1 || (*pvalue).placeNameIdentification > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).placeNameIdentification, XmlName_56, 23) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).placeNameIdentification, (const QSUTF8CHAR*)"placeNameIdentification", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.placeNameTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).placeNameText, (const QSUTF8CHAR*)"placeNameText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2163,11 +2488,18 @@ int XmlEnc_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"DestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
+         if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DestinationPlace(ctxt, &(*(ASN1T_DestinationPlace*)node->data), (const QSUTF8CHAR*)"DestinationPlace", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2175,16 +2507,16 @@ int XmlEnc_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).derType, XmlName_58, 7) != 0) && (stat = XmlEnc_DestinationRoadType(ctxt, (*pvalue).derType, (const QSUTF8CHAR*)"derType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.roadNumberIdentifierPresent) {
       if ((*pvalue).roadNumberIdentifier < 1 || (*pvalue).roadNumberIdentifier > 999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadNumberIdentifier, XmlName_50, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadNumberIdentifier, (const QSUTF8CHAR*)"roadNumberIdentifier", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadNumberTextPresent) {
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).roadNumberText, (const QSUTF8CHAR*)"roadNumberText", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2192,11 +2524,18 @@ int XmlEnc_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"DestinationRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 15) == 0) {
+         if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DestinationRoad(ctxt, &(*(ASN1T_DestinationRoad*)node->data), (const QSUTF8CHAR*)"DestinationRoad", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2220,12 +2559,12 @@ int XmlEnc_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2233,12 +2572,12 @@ int XmlEnc_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 2 || (*pvalue).unit > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2246,12 +2585,12 @@ int XmlEnc_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).hours > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).hours, XmlName_60, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).hours, (const QSUTF8CHAR*)"hours", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).mins > 59) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mins, XmlName_61, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).mins, (const QSUTF8CHAR*)"mins", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2259,12 +2598,12 @@ int XmlEnc_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).month < 1 || (*pvalue).month > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).month, XmlName_62, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).month, (const QSUTF8CHAR*)"month", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).day < 1 || (*pvalue).day > 31) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).day, XmlName_63, 3) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).day, (const QSUTF8CHAR*)"day", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -2281,11 +2620,11 @@ int XmlEnc_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue, const QSUTF8CHAR* elemName
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).value < 1 || (*pvalue).value > 16384) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_39, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unit < 10 || (*pvalue).unit > 12) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_38, 4) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }

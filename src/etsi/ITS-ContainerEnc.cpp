@@ -3281,15 +3281,82 @@ int asn1JsonEnc_ITS_PhoneNumber(QSCTXT* ctxt, ASN1T_ITS_PhoneNumber* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "ITS-Container";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "protocolVersion";
+static const char XmlName_1[16] = "messageID";
+static const char XmlName_2[16] = "stationID";
+static const char XmlName_3[16] = "latitude";
+static const char XmlName_4[16] = "longitude";
+static const char XmlName_5[32] = "positionConfidenceEllipse";
+static const char XmlName_6[16] = "altitude";
+static const char XmlName_7[16] = "deltaLatitude";
+static const char XmlName_8[16] = "deltaLongitude";
+static const char XmlName_9[16] = "deltaAltitude";
+static const char XmlName_10[16] = "altitudeValue";
+static const char XmlName_11[32] = "altitudeConfidence";
+static const char XmlName_12[32] = "semiMajorConfidence";
+static const char XmlName_13[32] = "semiMinorConfidence";
+static const char XmlName_14[32] = "semiMajorOrientation";
+static const char XmlName_15[16] = "pathPosition";
+static const char XmlName_16[16] = "pathDeltaTime";
+static const char XmlName_17[32] = "ptActivationType";
+static const char XmlName_18[16] = "causeCode";
+static const char XmlName_19[16] = "subCauseCode";
+static const char XmlName_20[16] = "curvatureValue";
+static const char XmlName_21[32] = "curvatureConfidence";
+static const char XmlName_22[16] = "headingValue";
+static const char XmlName_23[32] = "headingConfidence";
+static const char XmlName_24[32] = "innerhardShoulderStatus";
+static const char XmlName_25[32] = "outerhardShoulderStatus";
+static const char XmlName_26[32] = "drivingLaneStatus";
+static const char XmlName_27[16] = "speedValue";
+static const char XmlName_28[16] = "speedConfidence";
+static const char XmlName_29[32] = "longitudinalAccelerationValue";
+static const char XmlName_30[48] = "longitudinalAccelerationConfidence";
+static const char XmlName_31[32] = "lateralAccelerationValue";
+static const char XmlName_32[32] = "lateralAccelerationConfidence";
+static const char XmlName_33[32] = "verticalAccelerationValue";
+static const char XmlName_34[32] = "verticalAccelerationConfidence";
+static const char XmlName_35[32] = "dangerousGoodsType";
+static const char XmlName_36[16] = "unNumber";
+static const char XmlName_37[32] = "elevatedTemperature";
+static const char XmlName_38[32] = "tunnelsRestricted";
+static const char XmlName_39[16] = "limitedQuantity";
+static const char XmlName_40[32] = "vehicleLengthValue";
+static const char XmlName_41[48] = "vehicleLengthConfidenceIndication";
+static const char XmlName_42[16] = "PathPoint";
+static const char XmlName_43[32] = "steeringWheelAngleValue";
+static const char XmlName_44[32] = "steeringWheelAngleConfidence";
+static const char XmlName_45[16] = "yawRateValue";
+static const char XmlName_46[32] = "yawRateConfidence";
+static const char XmlName_47[32] = "originatingStationID";
+static const char XmlName_48[16] = "sequenceNumber";
+static const char XmlName_49[32] = "ReferencePosition";
+static const char XmlName_50[32] = "protectedZoneType";
+static const char XmlName_51[16] = "expiryTime";
+static const char XmlName_52[32] = "protectedZoneLatitude";
+static const char XmlName_53[32] = "protectedZoneLongitude";
+static const char XmlName_54[32] = "protectedZoneRadius";
+static const char XmlName_55[16] = "protectedZoneID";
+static const char XmlName_56[16] = "PathHistory";
+static const char XmlName_57[16] = "PosPillar";
+static const char XmlName_58[16] = "StationType";
+static const char XmlName_59[16] = "EventPoint";
+static const char XmlName_60[16] = "eventPosition";
+static const char XmlName_61[16] = "eventDeltaTime";
+static const char XmlName_62[32] = "informationQuality";
+static const char XmlName_63[32] = "ProtectedCommunicationZone";
+static const char XmlName_64[32] = "cenDsrcTollingZoneID";
+
 int XmlEnc_ITS_ItsPduHeader(QSCTXT* ctxt, ASN1T_ITS_ItsPduHeader* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).protocolVersion, (const QSUTF8CHAR*)"protocolVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ItsPduHeader_messageID(ctxt, (*pvalue).messageID, (const QSUTF8CHAR*)"messageID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protocolVersion, XmlName_0, 15) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).protocolVersion, (const QSUTF8CHAR*)"protocolVersion", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).messageID, XmlName_1, 9) != 0) && (stat = XmlEnc_ITS_ItsPduHeader_messageID(ctxt, (*pvalue).messageID, (const QSUTF8CHAR*)"messageID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).stationID, XmlName_2, 9) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).stationID, (const QSUTF8CHAR*)"stationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3313,12 +3380,26 @@ int XmlEnc_ITS_ReferencePosition(QSCTXT* ctxt, ASN1T_ITS_ReferencePosition* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse, (const QSUTF8CHAR*)"positionConfidenceEllipse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_3, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_4, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_5, 25) == 0) {
+      if ((stat = XmlEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_5, 25)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_PosConfidenceEllipse(ctxt, &(*pvalue).positionConfidenceEllipse, (const QSUTF8CHAR*)"positionConfidenceEllipse", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_6, 8) == 0) {
+      if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3326,11 +3407,11 @@ int XmlEnc_ITS_DeltaReferencePosition(QSCTXT* ctxt, ASN1T_ITS_DeltaReferencePosi
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).deltaAltitude, (const QSUTF8CHAR*)"deltaAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_7, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_8, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaAltitude < -12700 || (*pvalue).deltaAltitude > 12800 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaAltitude, XmlName_9, 13) != 0) && (stat = XmlEnc_ITS_DeltaAltitude(ctxt, (*pvalue).deltaAltitude, (const QSUTF8CHAR*)"deltaAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3356,10 +3437,10 @@ int XmlEnc_ITS_Altitude(QSCTXT* ctxt, ASN1T_ITS_Altitude* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_AltitudeValue(ctxt, (*pvalue).altitudeValue, (const QSUTF8CHAR*)"altitudeValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_AltitudeConfidence(ctxt, (*pvalue).altitudeConfidence, (const QSUTF8CHAR*)"altitudeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).altitudeValue < -100000 || (*pvalue).altitudeValue > 800001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).altitudeValue, XmlName_10, 13) != 0) && (stat = XmlEnc_ITS_AltitudeValue(ctxt, (*pvalue).altitudeValue, (const QSUTF8CHAR*)"altitudeValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).altitudeConfidence > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, (QSINT32)(*pvalue).altitudeConfidence, XmlName_11, 18) != 0) && (stat = XmlEnc_ITS_AltitudeConfidence(ctxt, (*pvalue).altitudeConfidence, (const QSUTF8CHAR*)"altitudeConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3412,11 +3493,11 @@ int XmlEnc_ITS_PosConfidenceEllipse(QSCTXT* ctxt, ASN1T_ITS_PosConfidenceEllipse
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMajorConfidence, (const QSUTF8CHAR*)"semiMajorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMinorConfidence, (const QSUTF8CHAR*)"semiMinorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).semiMajorOrientation, (const QSUTF8CHAR*)"semiMajorOrientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).semiMajorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajorConfidence, XmlName_12, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMajorConfidence, (const QSUTF8CHAR*)"semiMajorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).semiMinorConfidence > 4095 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMinorConfidence, XmlName_13, 19) != 0) && (stat = XmlEnc_ITS_SemiAxisLength(ctxt, (*pvalue).semiMinorConfidence, (const QSUTF8CHAR*)"semiMinorConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).semiMajorOrientation > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).semiMajorOrientation, XmlName_14, 20) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).semiMajorOrientation, (const QSUTF8CHAR*)"semiMajorOrientation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3424,12 +3505,19 @@ int XmlEnc_ITS_PathPoint(QSCTXT* ctxt, ASN1T_ITS_PathPoint* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition, (const QSUTF8CHAR*)"pathPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.pathDeltaTimePresent) {
-      if ((stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).pathDeltaTime, (const QSUTF8CHAR*)"pathDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_15, 12) == 0) {
+      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_15, 12)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).pathPosition, (const QSUTF8CHAR*)"pathPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.pathDeltaTimePresent) {
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).pathDeltaTime, XmlName_16, 13) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).pathDeltaTime, (const QSUTF8CHAR*)"pathDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3445,10 +3533,10 @@ int XmlEnc_ITS_PtActivation(QSCTXT* ctxt, ASN1T_ITS_PtActivation* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_PtActivationType(ctxt, (*pvalue).ptActivationType, (const QSUTF8CHAR*)"ptActivationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).ptActivationType, XmlName_17, 16) != 0) && (stat = XmlEnc_ITS_PtActivationType(ctxt, (*pvalue).ptActivationType, (const QSUTF8CHAR*)"ptActivationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = XmlEnc_ITS_PtActivationData(ctxt, &(*pvalue).ptActivationData, (const QSUTF8CHAR*)"ptActivationData", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3491,11 +3579,11 @@ int XmlEnc_ITS_CauseCode(QSCTXT* ctxt, ASN1T_ITS_CauseCode* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CauseCodeType(ctxt, (*pvalue).causeCode, (const QSUTF8CHAR*)"causeCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SubCauseCodeType(ctxt, (*pvalue).subCauseCode, (const QSUTF8CHAR*)"subCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).causeCode, XmlName_18, 9) != 0) && (stat = XmlEnc_ITS_CauseCodeType(ctxt, (*pvalue).causeCode, (const QSUTF8CHAR*)"causeCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).subCauseCode, XmlName_19, 12) != 0) && (stat = XmlEnc_ITS_SubCauseCodeType(ctxt, (*pvalue).subCauseCode, (const QSUTF8CHAR*)"subCauseCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3711,10 +3799,10 @@ int XmlEnc_ITS_Curvature(QSCTXT* ctxt, ASN1T_ITS_Curvature* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CurvatureValue(ctxt, (*pvalue).curvatureValue, (const QSUTF8CHAR*)"curvatureValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_CurvatureConfidence(ctxt, (*pvalue).curvatureConfidence, (const QSUTF8CHAR*)"curvatureConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).curvatureValue < -1023 || (*pvalue).curvatureValue > 1023 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).curvatureValue, XmlName_20, 14) != 0) && (stat = XmlEnc_ITS_CurvatureValue(ctxt, (*pvalue).curvatureValue, (const QSUTF8CHAR*)"curvatureValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).curvatureConfidence > 7 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, (QSINT32)(*pvalue).curvatureConfidence, XmlName_21, 19) != 0) && (stat = XmlEnc_ITS_CurvatureConfidence(ctxt, (*pvalue).curvatureConfidence, (const QSUTF8CHAR*)"curvatureConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3749,10 +3837,10 @@ int XmlEnc_ITS_Heading(QSCTXT* ctxt, ASN1T_ITS_Heading* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).headingValue, (const QSUTF8CHAR*)"headingValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_HeadingConfidence(ctxt, (*pvalue).headingConfidence, (const QSUTF8CHAR*)"headingConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).headingValue > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingValue, XmlName_22, 12) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).headingValue, (const QSUTF8CHAR*)"headingValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).headingConfidence < 1 || (*pvalue).headingConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).headingConfidence, XmlName_23, 17) != 0) && (stat = XmlEnc_ITS_HeadingConfidence(ctxt, (*pvalue).headingConfidence, (const QSUTF8CHAR*)"headingConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3787,18 +3875,18 @@ int XmlEnc_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.innerhardShoulderStatusPresent) {
-      if ((stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).innerhardShoulderStatus, (const QSUTF8CHAR*)"innerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).innerhardShoulderStatus > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue).innerhardShoulderStatus, XmlName_24, 23) != 0) && (stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).innerhardShoulderStatus, (const QSUTF8CHAR*)"innerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.outerhardShoulderStatusPresent) {
-      if ((stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).outerhardShoulderStatus, (const QSUTF8CHAR*)"outerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).outerhardShoulderStatus > 2 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, (QSINT32)(*pvalue).outerhardShoulderStatus, XmlName_25, 23) != 0) && (stat = XmlEnc_ITS_HardShoulderStatus(ctxt, (*pvalue).outerhardShoulderStatus, (const QSUTF8CHAR*)"outerhardShoulderStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.drivingLaneStatusPresent) {
-      if ((stat = XmlEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus, (const QSUTF8CHAR*)"drivingLaneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).drivingLaneStatus.numbits < 1 || (*pvalue).drivingLaneStatus.numbits > 13 || rtXmlEncFastBits(ctxt, (*pvalue).drivingLaneStatus.numbits, (*pvalue).drivingLaneStatus.data, 8 * sizeof((*pvalue).drivingLaneStatus.data), XmlName_26, 17) != 0) && (stat = XmlEnc_ITS_DrivingLaneStatus(ctxt, &(*pvalue).drivingLaneStatus, (const QSUTF8CHAR*)"drivingLaneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3860,10 +3948,10 @@ int XmlEnc_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue, const QSUTF8CHAR* el
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speedValue > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedValue, XmlName_27, 10) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).speedValue, (const QSUTF8CHAR*)"speedValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).speedConfidence < 1 || (*pvalue).speedConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).speedConfidence, XmlName_28, 15) != 0) && (stat = XmlEnc_ITS_SpeedConfidence(ctxt, (*pvalue).speedConfidence, (const QSUTF8CHAR*)"speedConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3888,10 +3976,10 @@ int XmlEnc_ITS_LongitudinalAcceleration(QSCTXT* ctxt, ASN1T_ITS_LongitudinalAcce
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitudinalAccelerationValue < -160 || (*pvalue).longitudinalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitudinalAccelerationValue, XmlName_29, 29) != 0) && (stat = XmlEnc_ITS_LongitudinalAccelerationValue(ctxt, (*pvalue).longitudinalAccelerationValue, (const QSUTF8CHAR*)"longitudinalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitudinalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).longitudinalAccelerationConfidence, XmlName_30, 34) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).longitudinalAccelerationConfidence, (const QSUTF8CHAR*)"longitudinalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3917,10 +4005,10 @@ int XmlEnc_ITS_LateralAcceleration(QSCTXT* ctxt, ASN1T_ITS_LateralAcceleration* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lateralAccelerationValue < -160 || (*pvalue).lateralAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).lateralAccelerationValue, XmlName_31, 24) != 0) && (stat = XmlEnc_ITS_LateralAccelerationValue(ctxt, (*pvalue).lateralAccelerationValue, (const QSUTF8CHAR*)"lateralAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).lateralAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).lateralAccelerationConfidence, XmlName_32, 29) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).lateralAccelerationConfidence, (const QSUTF8CHAR*)"lateralAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3937,10 +4025,10 @@ int XmlEnc_ITS_VerticalAcceleration(QSCTXT* ctxt, ASN1T_ITS_VerticalAcceleration
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).verticalAccelerationValue < -160 || (*pvalue).verticalAccelerationValue > 161 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).verticalAccelerationValue, XmlName_33, 25) != 0) && (stat = XmlEnc_ITS_VerticalAccelerationValue(ctxt, (*pvalue).verticalAccelerationValue, (const QSUTF8CHAR*)"verticalAccelerationValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).verticalAccelerationConfidence > 102 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).verticalAccelerationConfidence, XmlName_34, 30) != 0) && (stat = XmlEnc_ITS_AccelerationConfidence(ctxt, (*pvalue).verticalAccelerationConfidence, (const QSUTF8CHAR*)"verticalAccelerationConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -3983,13 +4071,13 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_35, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).unNumber > 9999) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).unNumber, (const QSUTF8CHAR*)"unNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncBool(ctxt, (*pvalue).elevatedTemperature, (const QSUTF8CHAR*)"elevatedTemperature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncBool(ctxt, (*pvalue).tunnelsRestricted, (const QSUTF8CHAR*)"tunnelsRestricted", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncBool(ctxt, (*pvalue).limitedQuantity, (const QSUTF8CHAR*)"limitedQuantity", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unNumber, XmlName_36, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).unNumber, (const QSUTF8CHAR*)"unNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).elevatedTemperature, XmlName_37, 19) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).elevatedTemperature, (const QSUTF8CHAR*)"elevatedTemperature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).tunnelsRestricted, XmlName_38, 17) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).tunnelsRestricted, (const QSUTF8CHAR*)"tunnelsRestricted", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).limitedQuantity, XmlName_39, 15) != 0) && (stat = rtXmlEncBool(ctxt, (*pvalue).limitedQuantity, (const QSUTF8CHAR*)"limitedQuantity", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.emergencyActionCodePresent) {
       {
          size_t nbytes = (*pvalue).emergencyActionCode != 0 ? strlen((*pvalue).emergencyActionCode) : 0;
@@ -4007,8 +4095,8 @@ int XmlEnc_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
       }
       if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).companyName, (const QSUTF8CHAR*)"companyName", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4160,15 +4248,15 @@ int XmlEnc_ITS_VehicleIdentification(QSCTXT* ctxt, ASN1T_ITS_VehicleIdentificati
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.wMInumberPresent) {
       if ((stat = XmlEnc_ITS_WMInumber(ctxt, (*pvalue).wMInumber, (const QSUTF8CHAR*)"wMInumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vDSPresent) {
       if ((stat = XmlEnc_ITS_VDS(ctxt, (*pvalue).vDS, (const QSUTF8CHAR*)"vDS", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4209,10 +4297,10 @@ int XmlEnc_ITS_VehicleLength(QSCTXT* ctxt, ASN1T_ITS_VehicleLength* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthValue < 1 || (*pvalue).vehicleLengthValue > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vehicleLengthValue, XmlName_40, 18) != 0) && (stat = XmlEnc_ITS_VehicleLengthValue(ctxt, (*pvalue).vehicleLengthValue, (const QSUTF8CHAR*)"vehicleLengthValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vehicleLengthConfidenceIndication > 4 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, (QSINT32)(*pvalue).vehicleLengthConfidenceIndication, XmlName_41, 33) != 0) && (stat = XmlEnc_ITS_VehicleLengthConfidenceIndication(ctxt, (*pvalue).vehicleLengthConfidenceIndication, (const QSUTF8CHAR*)"vehicleLengthConfidenceIndication", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4248,11 +4336,18 @@ int XmlEnc_ITS_PathHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHA
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"PathPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_42, 9) == 0) {
+         if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_42, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_PathPoint(ctxt, &(*(ASN1T_ITS_PathPoint*)node->data), (const QSUTF8CHAR*)"PathPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4287,10 +4382,10 @@ int XmlEnc_ITS_SteeringWheelAngle(QSCTXT* ctxt, ASN1T_ITS_SteeringWheelAngle* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleValue < -511 || (*pvalue).steeringWheelAngleValue > 512 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).steeringWheelAngleValue, XmlName_43, 23) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleValue(ctxt, (*pvalue).steeringWheelAngleValue, (const QSUTF8CHAR*)"steeringWheelAngleValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).steeringWheelAngleConfidence < 1 || (*pvalue).steeringWheelAngleConfidence > 127 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).steeringWheelAngleConfidence, XmlName_44, 28) != 0) && (stat = XmlEnc_ITS_SteeringWheelAngleConfidence(ctxt, (*pvalue).steeringWheelAngleConfidence, (const QSUTF8CHAR*)"steeringWheelAngleConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4334,10 +4429,10 @@ int XmlEnc_ITS_YawRate(QSCTXT* ctxt, ASN1T_ITS_YawRate* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateValue < -32766 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).yawRateValue, XmlName_45, 12) != 0) && (stat = XmlEnc_ITS_YawRateValue(ctxt, (*pvalue).yawRateValue, (const QSUTF8CHAR*)"yawRateValue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).yawRateConfidence > 8 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, (QSINT32)(*pvalue).yawRateConfidence, XmlName_46, 17) != 0) && (stat = XmlEnc_ITS_YawRateConfidence(ctxt, (*pvalue).yawRateConfidence, (const QSUTF8CHAR*)"yawRateConfidence", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4408,10 +4503,10 @@ int XmlEnc_ITS_ActionID(QSCTXT* ctxt, ASN1T_ITS_ActionID* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).originatingStationID, XmlName_47, 20) != 0) && (stat = XmlEnc_ITS_StationID(ctxt, (*pvalue).originatingStationID, (const QSUTF8CHAR*)"originatingStationID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).sequenceNumber, XmlName_48, 14) != 0) && (stat = XmlEnc_ITS_SequenceNumber(ctxt, (*pvalue).sequenceNumber, (const QSUTF8CHAR*)"sequenceNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4420,11 +4515,18 @@ int XmlEnc_ITS_ItineraryPath(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 40) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+         if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4432,21 +4534,21 @@ int XmlEnc_ITS_ProtectedCommunicationZone(QSCTXT* ctxt, ASN1T_ITS_ProtectedCommu
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneType > 0 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, (QSINT32)(*pvalue).protectedZoneType, XmlName_50, 17) != 0) && (stat = XmlEnc_ITS_ProtectedZoneType(ctxt, (*pvalue).protectedZoneType, (const QSUTF8CHAR*)"protectedZoneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.expiryTimePresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).expiryTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).expiryTime, XmlName_51, 10) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).expiryTime, (const QSUTF8CHAR*)"expiryTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.protectedZoneRadiusPresent) {
-      if ((stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneRadius, XmlName_54, 19) != 0) && (stat = XmlEnc_ITS_ProtectedZoneRadius(ctxt, (*pvalue).protectedZoneRadius, (const QSUTF8CHAR*)"protectedZoneRadius", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.protectedZoneIDPresent) {
-      if ((stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).protectedZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).protectedZoneID, XmlName_55, 15) != 0) && (stat = XmlEnc_ITS_ProtectedZoneID(ctxt, (*pvalue).protectedZoneID, (const QSUTF8CHAR*)"protectedZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4455,11 +4557,18 @@ int XmlEnc_ITS_Traces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* el
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"PathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*(ASN1T_ITS_PathHistory*)node->data).count > 40) && rtXmlEncFastStart(ctxt, XmlName_56, 11) == 0) {
+         if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_56, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_PathHistory(ctxt, &(*(ASN1T_ITS_PathHistory*)node->data), (const QSUTF8CHAR*)"PathHistory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4484,11 +4593,11 @@ int XmlEnc_ITS_PositionOfPillars(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_PosPillar*)node->data) < 1 || (*(ASN1T_ITS_PosPillar*)node->data) > 30 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_PosPillar*)node->data), XmlName_57, 9) != 0) && (stat = XmlEnc_ITS_PosPillar(ctxt, (*(ASN1T_ITS_PosPillar*)node->data), (const QSUTF8CHAR*)"PosPillar", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4496,11 +4605,11 @@ int XmlEnc_ITS_RestrictedTypes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ITS_StationType*)node->data), XmlName_58, 11) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(ASN1T_ITS_StationType*)node->data), (const QSUTF8CHAR*)"StationType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4509,11 +4618,18 @@ int XmlEnc_ITS_EventHistory(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CH
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 23) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"EventPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_59, 10) == 0) {
+         if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_EventPoint(ctxt, &(*(ASN1T_ITS_EventPoint*)node->data), (const QSUTF8CHAR*)"EventPoint", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4521,13 +4637,20 @@ int XmlEnc_ITS_EventPoint(QSCTXT* ctxt, ASN1T_ITS_EventPoint* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.eventDeltaTimePresent) {
-      if ((stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_60, 13) == 0) {
+      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_60, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).eventPosition, (const QSUTF8CHAR*)"eventPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.eventDeltaTimePresent) {
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).eventDeltaTime, XmlName_61, 14) != 0) && (stat = XmlEnc_ITS_PathDeltaTime(ctxt, (*pvalue).eventDeltaTime, (const QSUTF8CHAR*)"eventDeltaTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if (((*pvalue).informationQuality > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).informationQuality, XmlName_62, 18) != 0) && (stat = XmlEnc_ITS_InformationQuality(ctxt, (*pvalue).informationQuality, (const QSUTF8CHAR*)"informationQuality", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4536,11 +4659,18 @@ int XmlEnc_ITS_ProtectedCommunicationZonesRSU(QSCTXT* ctxt, ASN1TSeqOfList* pval
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 16) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"ProtectedCommunicationZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_63, 26) == 0) {
+         if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 26)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ProtectedCommunicationZone(ctxt, &(*(ASN1T_ITS_ProtectedCommunicationZone*)node->data), (const QSUTF8CHAR*)"ProtectedCommunicationZone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4548,14 +4678,14 @@ int XmlEnc_ITS_CenDsrcTollingZone(QSCTXT* ctxt, ASN1T_ITS_CenDsrcTollingZone* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLatitude < -900000000 || (*pvalue).protectedZoneLatitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLatitude, XmlName_52, 21) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).protectedZoneLatitude, (const QSUTF8CHAR*)"protectedZoneLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).protectedZoneLongitude < -1800000000 || (*pvalue).protectedZoneLongitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).protectedZoneLongitude, XmlName_53, 22) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).protectedZoneLongitude, (const QSUTF8CHAR*)"protectedZoneLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.cenDsrcTollingZoneIDPresent) {
-      if ((stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).cenDsrcTollingZoneID > 134217727 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).cenDsrcTollingZoneID, XmlName_64, 20) != 0) && (stat = XmlEnc_ITS_CenDsrcTollingZoneID(ctxt, (*pvalue).cenDsrcTollingZoneID, (const QSUTF8CHAR*)"cenDsrcTollingZoneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -4590,11 +4720,18 @@ int XmlEnc_ITS_DigitalMap(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 256) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+         if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*(ASN1T_ITS_ReferencePosition*)node->data), (const QSUTF8CHAR*)"ReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -5623,16 +5623,228 @@ int asn1JsonEnc_IVI_Zid(QSCTXT* ctxt, ASN1T_IVI_Zid* pvalue)
 /* Namespace of the module's elements outside ASN.1 XML mode. */
 static const char* const XML_NS = "IVI";
 
+/* Element names of the fast element writers. */
+static const char XmlName_0[16] = "mandatory";
+static const char XmlName_1[16] = "optional";
+static const char XmlName_2[16] = "IviContainer";
+static const char XmlName_3[16] = "glc";
+static const char XmlName_4[16] = "giv";
+static const char XmlName_5[16] = "rcc";
+static const char XmlName_6[16] = "tc";
+static const char XmlName_7[16] = "lac";
+static const char XmlName_8[16] = "avc";
+static const char XmlName_9[16] = "mlc";
+static const char XmlName_10[16] = "rsc";
+static const char XmlName_11[32] = "serviceProviderId";
+static const char XmlName_12[32] = "iviIdentificationNumber";
+static const char XmlName_13[16] = "timeStamp";
+static const char XmlName_14[16] = "validFrom";
+static const char XmlName_15[16] = "validTo";
+static const char XmlName_16[32] = "connectedIviStructures";
+static const char XmlName_17[16] = "iviStatus";
+static const char XmlName_18[16] = "connectedDenms";
+static const char XmlName_19[32] = "referencePosition";
+static const char XmlName_20[32] = "referencePositionTime";
+static const char XmlName_21[32] = "referencePositionHeading";
+static const char XmlName_22[32] = "referencePositionSpeed";
+static const char XmlName_23[16] = "parts";
+static const char XmlName_24[16] = "GlcPart";
+static const char XmlName_25[16] = "zoneId";
+static const char XmlName_26[16] = "laneNumber";
+static const char XmlName_27[16] = "zoneExtension";
+static const char XmlName_28[16] = "zoneHeading";
+static const char XmlName_29[16] = "zone";
+static const char XmlName_30[16] = "GicPart";
+static const char XmlName_31[32] = "detectionZoneIds";
+static const char XmlName_32[16] = "its-Rrid";
+static const char XmlName_33[32] = "relevanceZoneIds";
+static const char XmlName_34[16] = "direction";
+static const char XmlName_35[32] = "driverAwarenessZoneIds";
+static const char XmlName_36[32] = "minimumAwarenessTime";
+static const char XmlName_37[16] = "applicableLanes";
+static const char XmlName_38[16] = "iviType";
+static const char XmlName_39[16] = "iviPurpose";
+static const char XmlName_40[16] = "laneStatus";
+static const char XmlName_41[32] = "vehicleCharacteristics";
+static const char XmlName_42[32] = "driverCharacteristics";
+static const char XmlName_43[16] = "layoutId";
+static const char XmlName_44[32] = "preStoredlayoutId";
+static const char XmlName_45[16] = "roadSignCodes";
+static const char XmlName_46[16] = "extraText";
+static const char XmlName_47[16] = "RccPart";
+static const char XmlName_48[16] = "roadType";
+static const char XmlName_49[32] = "laneConfiguration";
+static const char XmlName_50[16] = "RscPart";
+static const char XmlName_51[48] = "roadSurfaceStaticCharacteristics";
+static const char XmlName_52[48] = "roadSurfaceDynamicCharacteristics";
+static const char XmlName_53[16] = "TcPart";
+static const char XmlName_54[16] = "text";
+static const char XmlName_55[16] = "height";
+static const char XmlName_56[16] = "width";
+static const char XmlName_57[32] = "layoutComponents";
+static const char XmlName_58[16] = "AvcPart";
+static const char XmlName_59[32] = "automatedVehicleRules";
+static const char XmlName_60[16] = "platooningRules";
+static const char XmlName_61[16] = "reference";
+static const char XmlName_62[16] = "MlcPart";
+static const char XmlName_63[16] = "laneIds";
+static const char XmlName_64[32] = "AbsolutePosition";
+static const char XmlName_65[32] = "AbsolutePositionWAltitude";
+static const char XmlName_66[32] = "AutomatedVehicleRule";
+static const char XmlName_67[16] = "ActionID";
+static const char XmlName_68[16] = "DeltaPosition";
+static const char XmlName_69[32] = "DeltaReferencePosition";
+static const char XmlName_70[16] = "Text";
+static const char XmlName_71[32] = "IviIdentificationNumber";
+static const char XmlName_72[32] = "ISO14823Attribute";
+static const char XmlName_73[16] = "LaneInformation";
+static const char XmlName_74[16] = "LaneID";
+static const char XmlName_75[16] = "LanePosition";
+static const char XmlName_76[16] = "LayoutComponent";
+static const char XmlName_77[16] = "PlatooningRule";
+static const char XmlName_78[16] = "RSCode";
+static const char XmlName_79[32] = "TrailerCharacteristics";
+static const char XmlName_80[32] = "VehicleCharacteristicsFixValues";
+static const char XmlName_81[32] = "VehicleCharacteristicsRanges";
+static const char XmlName_82[32] = "SaeAutomationLevel";
+static const char XmlName_83[32] = "CompleteVehicleCharacteristics";
+static const char XmlName_84[48] = "InternationalSign-applicablePeriod";
+static const char XmlName_85[16] = "Zid";
+static const char XmlName_86[16] = "latitude";
+static const char XmlName_87[16] = "longitude";
+static const char XmlName_88[16] = "altitude";
+static const char XmlName_89[16] = "owner";
+static const char XmlName_90[16] = "version";
+static const char XmlName_91[16] = "pictogramCode";
+static const char XmlName_92[16] = "value";
+static const char XmlName_93[16] = "unit";
+static const char XmlName_94[16] = "attributes";
+static const char XmlName_95[16] = "priority";
+static const char XmlName_96[32] = "allowedSaeAutomationLevels";
+static const char XmlName_97[32] = "minGapBetweenVehicles";
+static const char XmlName_98[32] = "recGapBetweenVehicles";
+static const char XmlName_99[32] = "automatedVehicleMaxSpeedLimit";
+static const char XmlName_100[32] = "automatedVehicleMinSpeedLimit";
+static const char XmlName_101[48] = "automatedVehicleSpeedRecommendation";
+static const char XmlName_102[16] = "tractor";
+static const char XmlName_103[16] = "trailer";
+static const char XmlName_104[16] = "train";
+static const char XmlName_105[16] = "laneWidth";
+static const char XmlName_106[16] = "offsetDistance";
+static const char XmlName_107[16] = "offsetPosition";
+static const char XmlName_108[16] = "deltaLatitude";
+static const char XmlName_109[16] = "deltaLongitude";
+static const char XmlName_110[16] = "dtm";
+static const char XmlName_111[16] = "edt";
+static const char XmlName_112[16] = "dfl";
+static const char XmlName_113[16] = "ved";
+static const char XmlName_114[16] = "spe";
+static const char XmlName_115[16] = "roi";
+static const char XmlName_116[16] = "dbv";
+static const char XmlName_117[16] = "ddd";
+static const char XmlName_118[32] = "serviceCategoryCode";
+static const char XmlName_119[32] = "pictogramCategoryCode";
+static const char XmlName_120[32] = "trafficSignPictogram";
+static const char XmlName_121[32] = "publicFacilitiesPictogram";
+static const char XmlName_122[32] = "ambientOrRoadConditionPictogram";
+static const char XmlName_123[16] = "nature";
+static const char XmlName_124[16] = "serialNumber";
+static const char XmlName_125[16] = "validity";
+static const char XmlName_126[16] = "laneType";
+static const char XmlName_127[32] = "laneTypeQualifier";
+static const char XmlName_128[32] = "laneCharacteristics";
+static const char XmlName_129[48] = "laneSurfaceStaticCharacteristics";
+static const char XmlName_130[48] = "laneSurfaceDynamicCharacteristics";
+static const char XmlName_131[32] = "zoneDefinitionAccuracy";
+static const char XmlName_132[32] = "existinglaneMarkingStatus";
+static const char XmlName_133[32] = "newlaneMarkingColour";
+static const char XmlName_134[32] = "laneDelimitationLeft";
+static const char XmlName_135[32] = "laneDelimitationRight";
+static const char XmlName_136[16] = "mergingWith";
+static const char XmlName_137[32] = "layoutComponentId";
+static const char XmlName_138[16] = "x";
+static const char XmlName_139[16] = "y";
+static const char XmlName_140[16] = "textScripting";
+static const char XmlName_141[16] = "goodsType";
+static const char XmlName_142[32] = "dangerousGoodsType";
+static const char XmlName_143[32] = "specialTransportType";
+static const char XmlName_144[16] = "roadsegment";
+static const char XmlName_145[16] = "intersection";
+static const char XmlName_146[16] = "maxNoOfVehicles";
+static const char XmlName_147[32] = "maxLenghtOfPlatoon";
+static const char XmlName_148[32] = "platoonMaxSpeedLimit";
+static const char XmlName_149[32] = "platoonMinSpeedLimit";
+static const char XmlName_150[32] = "platoonSpeedRecommendation";
+static const char XmlName_151[16] = "deltaPositions";
+static const char XmlName_152[32] = "deltaPositionsWithAltitude";
+static const char XmlName_153[32] = "absolutePositions";
+static const char XmlName_154[32] = "absolutePositionsWithAltitude";
+static const char XmlName_155[16] = "condition";
+static const char XmlName_156[16] = "temperature";
+static const char XmlName_157[16] = "iceOrWaterDepth";
+static const char XmlName_158[16] = "treatment";
+static const char XmlName_159[32] = "frictionCoefficient";
+static const char XmlName_160[16] = "material";
+static const char XmlName_161[16] = "wear";
+static const char XmlName_162[16] = "avBankingAngle";
+static const char XmlName_163[16] = "code";
+static const char XmlName_164[32] = "viennaConvention";
+static const char XmlName_165[16] = "iso14823";
+static const char XmlName_166[16] = "itisCodes";
+static const char XmlName_167[16] = "anyCatalogue";
+static const char XmlName_168[16] = "line";
+static const char XmlName_169[16] = "language";
+static const char XmlName_170[16] = "equalTo";
+static const char XmlName_171[16] = "notEqualTo";
+static const char XmlName_172[16] = "ranges";
+static const char XmlName_173[16] = "roadSignClass";
+static const char XmlName_174[16] = "roadSignCode";
+static const char XmlName_175[16] = "vcOption";
+static const char XmlName_176[32] = "simpleVehicleType";
+static const char XmlName_177[32] = "euVehicleCategoryCode";
+static const char XmlName_178[32] = "iso3833VehicleType";
+static const char XmlName_179[16] = "euroAndCo2value";
+static const char XmlName_180[32] = "engineCharacteristics";
+static const char XmlName_181[16] = "loadType";
+static const char XmlName_182[16] = "usage";
+static const char XmlName_183[32] = "comparisonOperator";
+static const char XmlName_184[16] = "limits";
+static const char XmlName_185[16] = "numberOfAxles";
+static const char XmlName_186[32] = "vehicleDimensions";
+static const char XmlName_187[32] = "vehicleWeightLimits";
+static const char XmlName_188[32] = "axleWeightLimits";
+static const char XmlName_189[32] = "passengerCapacity";
+static const char XmlName_190[32] = "exhaustEmissionValues";
+static const char XmlName_191[32] = "dieselEmissionValues";
+static const char XmlName_192[16] = "soundLevel";
+static const char XmlName_193[16] = "segment";
+static const char XmlName_194[16] = "area";
+static const char XmlName_195[16] = "computedSegment";
+
 int XmlEnc_IVI_IviStructure(QSCTXT* ctxt, ASN1T_IVI_IviStructure* pvalue, const QSUTF8CHAR* elemName, const QSUTF8CHAR* nsURI)
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory, (const QSUTF8CHAR*)"mandatory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.optionalPresent) {
-      if ((stat = XmlEnc_IVI_IviContainers(ctxt, &(*pvalue).optional, (const QSUTF8CHAR*)"optional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_0, 9) == 0) {
+      if ((stat = XmlEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_0, 9)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_IVI_IviManagementContainer(ctxt, &(*pvalue).mandatory, (const QSUTF8CHAR*)"mandatory", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.optionalPresent) {
+      if (rtXmlEncFastStart(ctxt, XmlName_1, 8) == 0) {
+         if ((stat = XmlEnc_IVI_IviContainers(ctxt, &(*pvalue).optional, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_1, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_IviContainers(ctxt, &(*pvalue).optional, (const QSUTF8CHAR*)"optional", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5640,11 +5852,18 @@ int XmlEnc_IVI_IviContainers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"IviContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_2, 12) == 0) {
+         if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_2, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_IviContainer(ctxt, &(*(ASN1T_IVI_IviContainer*)node->data), (const QSUTF8CHAR*)"IviContainer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5652,39 +5871,95 @@ int XmlEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.glc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc), (const QSUTF8CHAR*)"glc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_3, 3) == 0) {
+         if ((stat = XmlEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_3, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_GeographicLocationContainer(ctxt, &(*(*pvalue).u.glc), (const QSUTF8CHAR*)"glc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.giv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv), (const QSUTF8CHAR*)"giv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_4, 3) == 0) {
+         if ((stat = XmlEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_4, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_GeneralIviContainer(ctxt, &(*(*pvalue).u.giv), (const QSUTF8CHAR*)"giv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.rcc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc), (const QSUTF8CHAR*)"rcc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_5, 3) == 0) {
+         if ((stat = XmlEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_5, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadConfigurationContainer(ctxt, &(*(*pvalue).u.rcc), (const QSUTF8CHAR*)"rcc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.tc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc), (const QSUTF8CHAR*)"tc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_6, 2) == 0) {
+         if ((stat = XmlEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_6, 2)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TextContainer(ctxt, &(*(*pvalue).u.tc), (const QSUTF8CHAR*)"tc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.lac == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac), (const QSUTF8CHAR*)"lac", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_7, 3) == 0) {
+         if ((stat = XmlEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_7, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LayoutContainer(ctxt, &(*(*pvalue).u.lac), (const QSUTF8CHAR*)"lac", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.avc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc), (const QSUTF8CHAR*)"avc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_8, 3) == 0) {
+         if ((stat = XmlEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_8, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AutomatedVehicleContainer(ctxt, &(*(*pvalue).u.avc), (const QSUTF8CHAR*)"avc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.mlc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc), (const QSUTF8CHAR*)"mlc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_9, 3) == 0) {
+         if ((stat = XmlEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_9, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_MapLocationContainer(ctxt, &(*(*pvalue).u.mlc), (const QSUTF8CHAR*)"mlc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.rsc == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc), (const QSUTF8CHAR*)"rsc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_10, 3) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_10, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSurfaceContainer(ctxt, &(*(*pvalue).u.rsc), (const QSUTF8CHAR*)"rsc", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
@@ -5694,7 +5969,7 @@ int XmlEnc_IVI_IviContainer(QSCTXT* ctxt, ASN1T_IVI_IviContainer* pvalue, const 
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5702,27 +5977,48 @@ int XmlEnc_IVI_IviManagementContainer(QSCTXT* ctxt, ASN1T_IVI_IviManagementConta
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"serviceProviderId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*pvalue).iviIdentificationNumber, (const QSUTF8CHAR*)"iviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_11, 17) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_11, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).serviceProviderId, (const QSUTF8CHAR*)"serviceProviderId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviIdentificationNumber, XmlName_12, 23) != 0) && (stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*pvalue).iviIdentificationNumber, (const QSUTF8CHAR*)"iviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.timeStampPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).timeStamp > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).timeStamp, XmlName_13, 9) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).timeStamp, (const QSUTF8CHAR*)"timeStamp", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validFromPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validFrom, (const QSUTF8CHAR*)"validFrom", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).validFrom > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).validFrom, XmlName_14, 9) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validFrom, (const QSUTF8CHAR*)"validFrom", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.validToPresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validTo, (const QSUTF8CHAR*)"validTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).validTo > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).validTo, XmlName_15, 7) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).validTo, (const QSUTF8CHAR*)"validTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.connectedIviStructuresPresent) {
-      if ((stat = XmlEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures, (const QSUTF8CHAR*)"connectedIviStructures", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).connectedIviStructures.count < 1) && !((*pvalue).connectedIviStructures.count > 8) && rtXmlEncFastStart(ctxt, XmlName_16, 22) == 0) {
+         if ((stat = XmlEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_16, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_IviIdentificationNumbers(ctxt, &(*pvalue).connectedIviStructures, (const QSUTF8CHAR*)"connectedIviStructures", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_IviStatus(ctxt, (*pvalue).iviStatus, (const QSUTF8CHAR*)"iviStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).iviStatus > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviStatus, XmlName_17, 9) != 0) && (stat = XmlEnc_IVI_IviStatus(ctxt, (*pvalue).iviStatus, (const QSUTF8CHAR*)"iviStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.connectedDenmsPresent) {
-      if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_18, 14) == 0) {
+         if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_18, 14)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ConnectedDenms(ctxt, &(*pvalue).connectedDenms, (const QSUTF8CHAR*)"connectedDenms", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5730,20 +6026,48 @@ int XmlEnc_IVI_GeographicLocationContainer(QSCTXT* ctxt, ASN1T_IVI_GeographicLoc
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_19, 17) == 0) {
+      if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_19, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_ReferencePosition(ctxt, &(*pvalue).referencePosition, (const QSUTF8CHAR*)"referencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.referencePositionTimePresent) {
-      if ((stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referencePositionTime, (const QSUTF8CHAR*)"referencePositionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).referencePositionTime > 4398046511103ULL || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).referencePositionTime, XmlName_20, 21) != 0) && (stat = XmlEnc_ITS_TimestampIts(ctxt, (*pvalue).referencePositionTime, (const QSUTF8CHAR*)"referencePositionTime", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionHeadingPresent) {
-      if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading, (const QSUTF8CHAR*)"referencePositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_21, 24) == 0) {
+         if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_21, 24)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_Heading(ctxt, &(*pvalue).referencePositionHeading, (const QSUTF8CHAR*)"referencePositionHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.referencePositionSpeedPresent) {
-      if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed, (const QSUTF8CHAR*)"referencePositionSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_22, 22) == 0) {
+         if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_22, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_Speed(ctxt, &(*pvalue).referencePositionSpeed, (const QSUTF8CHAR*)"referencePositionSpeed", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
+      if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_GlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5751,11 +6075,18 @@ int XmlEnc_IVI_GlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"GlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_24, 7) == 0) {
+         if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_24, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_GlcPart(ctxt, &(*(ASN1T_IVI_GlcPart*)node->data), (const QSUTF8CHAR*)"GlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5763,22 +6094,29 @@ int XmlEnc_IVI_GlcPart(QSCTXT* ctxt, ASN1T_IVI_GlcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneNumberPresent) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneExtensionPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).zoneExtension, (const QSUTF8CHAR*)"zoneExtension", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneExtension, XmlName_27, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).zoneExtension, (const QSUTF8CHAR*)"zoneExtension", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zoneHeadingPresent) {
-      if ((stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).zoneHeading, (const QSUTF8CHAR*)"zoneHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).zoneHeading > 3601 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneHeading, XmlName_28, 11) != 0) && (stat = XmlEnc_ITS_HeadingValue(ctxt, (*pvalue).zoneHeading, (const QSUTF8CHAR*)"zoneHeading", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.zonePresent) {
-      if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_29, 4) == 0) {
+         if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_29, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_Zone(ctxt, &(*pvalue).zone, (const QSUTF8CHAR*)"zone", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5786,11 +6124,18 @@ int XmlEnc_IVI_GeneralIviContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"GicPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_30, 7) == 0) {
+         if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_30, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_GicPart(ctxt, &(*(ASN1T_IVI_GicPart*)node->data), (const QSUTF8CHAR*)"GicPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5798,53 +6143,109 @@ int XmlEnc_IVI_GicPart(QSCTXT* ctxt, ASN1T_IVI_GicPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.its_RridPresent) {
-      if ((stat = XmlEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid, (const QSUTF8CHAR*)"its-Rrid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_32, 8) == 0) {
+         if ((stat = XmlEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_32, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/CITSapplMgmtIDsEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_VarLengthNumber(ctxt, &(*pvalue).its_Rrid, (const QSUTF8CHAR*)"its-Rrid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 22) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime, XmlName_36, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_37, 15) == 0) {
+         if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_37, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).iviType > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviType, XmlName_38, 7) != 0) && (stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviPurposePresent) {
-      if ((stat = XmlEnc_IVI_IviPurpose(ctxt, (*pvalue).iviPurpose, (const QSUTF8CHAR*)"iviPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).iviPurpose > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviPurpose, XmlName_39, 10) != 0) && (stat = XmlEnc_IVI_IviPurpose(ctxt, (*pvalue).iviPurpose, (const QSUTF8CHAR*)"iviPurpose", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_40, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_41, 22) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_DriverCharacteristics(ctxt, (*pvalue).driverCharacteristics, (const QSUTF8CHAR*)"driverCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).driverCharacteristics > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).driverCharacteristics, XmlName_42, 21) != 0) && (stat = XmlEnc_IVI_DriverCharacteristics(ctxt, (*pvalue).driverCharacteristics, (const QSUTF8CHAR*)"driverCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_43, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId, XmlName_44, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_45, 13) == 0) {
+      if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 9) == 0) {
+         if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ConstraintTextLines1(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5852,11 +6253,18 @@ int XmlEnc_IVI_RoadConfigurationContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"RccPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_47, 7) == 0) {
+         if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_47, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RccPart(ctxt, &(*(ASN1T_IVI_RccPart*)node->data), (const QSUTF8CHAR*)"RccPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5864,12 +6272,26 @@ int XmlEnc_IVI_RccPart(QSCTXT* ctxt, ASN1T_IVI_RccPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadType > 3 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, (QSINT32)(*pvalue).roadType, XmlName_48, 8) != 0) && (stat = XmlEnc_ITS_RoadType(ctxt, (*pvalue).roadType, (const QSUTF8CHAR*)"roadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_49, 17) == 0) {
+      if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_49, 17)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_LaneConfiguration(ctxt, &(*pvalue).laneConfiguration, (const QSUTF8CHAR*)"laneConfiguration", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5877,11 +6299,18 @@ int XmlEnc_IVI_RoadSurfaceContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"RscPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_50, 7) == 0) {
+         if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_50, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RscPart(ctxt, &(*(ASN1T_IVI_RscPart*)node->data), (const QSUTF8CHAR*)"RscPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5889,21 +6318,49 @@ int XmlEnc_IVI_RscPart(QSCTXT* ctxt, ASN1T_IVI_RscPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceStaticCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"roadSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_51, 32) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_51, 32)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).roadSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"roadSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"roadSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_52, 33) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_52, 33)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).roadSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"roadSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5911,11 +6368,18 @@ int XmlEnc_IVI_TextContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"TcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_53, 6) == 0) {
+         if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_53, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TcPart(ctxt, &(*(ASN1T_IVI_TcPart*)node->data), (const QSUTF8CHAR*)"TcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5923,44 +6387,86 @@ int XmlEnc_IVI_TcPart(QSCTXT* ctxt, ASN1T_IVI_TcPart* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.driverAwarenessZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_35, 22) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_35, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).driverAwarenessZoneIds, (const QSUTF8CHAR*)"driverAwarenessZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minimumAwarenessTimePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minimumAwarenessTime, XmlName_36, 20) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).minimumAwarenessTime, (const QSUTF8CHAR*)"minimumAwarenessTime", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_37, 15) == 0) {
+         if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_37, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.layoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_43, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.preStoredlayoutIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).preStoredlayoutId, XmlName_44, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).preStoredlayoutId, (const QSUTF8CHAR*)"preStoredlayoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.textPresent) {
-      if ((stat = XmlEnc_IVI_TextLines(ctxt, &(*pvalue).text, (const QSUTF8CHAR*)"text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_54, 4) == 0) {
+         if ((stat = XmlEnc_IVI_TextLines(ctxt, &(*pvalue).text, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_54, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TextLines(ctxt, &(*pvalue).text, (const QSUTF8CHAR*)"text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).data.numocts, (*pvalue).data.data, (const QSUTF8CHAR*)"data", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.iviTypePresent) {
-      if ((stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).iviType > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iviType, XmlName_38, 7) != 0) && (stat = XmlEnc_IVI_IviType(ctxt, (*pvalue).iviType, (const QSUTF8CHAR*)"iviType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneStatusPresent) {
-      if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_40, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_41, 22) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5968,19 +6474,26 @@ int XmlEnc_IVI_LayoutContainer(QSCTXT* ctxt, ASN1T_IVI_LayoutContainer* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutId, XmlName_43, 8) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutId, (const QSUTF8CHAR*)"layoutId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.heightPresent) {
       if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).height, XmlName_55, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.widthPresent) {
       if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).width, XmlName_56, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_57, 16) == 0) {
+      if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_57, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_LayoutComponents(ctxt, &(*pvalue).layoutComponents, (const QSUTF8CHAR*)"layoutComponents", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -5988,11 +6501,18 @@ int XmlEnc_IVI_AutomatedVehicleContainer(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, c
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"AvcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_58, 7) == 0) {
+         if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_58, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AvcPart(ctxt, &(*(ASN1T_IVI_AvcPart*)node->data), (const QSUTF8CHAR*)"AvcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6000,28 +6520,70 @@ int XmlEnc_IVI_AvcPart(QSCTXT* ctxt, ASN1T_IVI_AvcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.directionPresent) {
-      if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.applicableLanesPresent) {
-      if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_37, 15) == 0) {
+         if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_37, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LanePositions(ctxt, &(*pvalue).applicableLanes, (const QSUTF8CHAR*)"applicableLanes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.vehicleCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_41, 22) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_41, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsList(ctxt, &(*pvalue).vehicleCharacteristics, (const QSUTF8CHAR*)"vehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleRulesPresent) {
-      if ((stat = XmlEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules, (const QSUTF8CHAR*)"automatedVehicleRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).automatedVehicleRules.count < 1) && !((*pvalue).automatedVehicleRules.count > 5) && rtXmlEncFastStart(ctxt, XmlName_59, 21) == 0) {
+         if ((stat = XmlEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_59, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AutomatedVehicleRules(ctxt, &(*pvalue).automatedVehicleRules, (const QSUTF8CHAR*)"automatedVehicleRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platooningRulesPresent) {
-      if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"platooningRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).platooningRules.count < 1) && !((*pvalue).platooningRules.count > 5) && rtXmlEncFastStart(ctxt, XmlName_60, 15) == 0) {
+         if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_60, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_PlatooningRules(ctxt, &(*pvalue).platooningRules, (const QSUTF8CHAR*)"platooningRules", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6029,10 +6591,24 @@ int XmlEnc_IVI_MapLocationContainer(QSCTXT* ctxt, ASN1T_IVI_MapLocationContainer
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MapReference(ctxt, &(*pvalue).reference, (const QSUTF8CHAR*)"reference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_61, 9) == 0) {
+      if ((stat = XmlEnc_IVI_MapReference(ctxt, &(*pvalue).reference, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_61, 9)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_MapReference(ctxt, &(*pvalue).reference, (const QSUTF8CHAR*)"reference", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_23, 5) == 0) {
+      if ((stat = XmlEnc_IVI_MlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_23, 5)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_MlcParts(ctxt, &(*pvalue).parts, (const QSUTF8CHAR*)"parts", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6040,11 +6616,18 @@ int XmlEnc_IVI_MlcParts(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"MlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_62, 7) == 0) {
+         if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_62, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_MlcPart(ctxt, &(*(ASN1T_IVI_MlcPart*)node->data), (const QSUTF8CHAR*)"MlcPart", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6052,12 +6635,19 @@ int XmlEnc_IVI_MlcPart(QSCTXT* ctxt, ASN1T_IVI_MlcPart* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneIdsPresent) {
-      if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"laneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_63, 7) == 0) {
+         if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_63, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LaneIds(ctxt, &(*pvalue).laneIds, (const QSUTF8CHAR*)"laneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6065,11 +6655,18 @@ int XmlEnc_IVI_AbsolutePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"AbsolutePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_64, 16) == 0) {
+         if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_64, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AbsolutePosition(ctxt, &(*(ASN1T_IVI_AbsolutePosition*)node->data), (const QSUTF8CHAR*)"AbsolutePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6077,11 +6674,18 @@ int XmlEnc_IVI_AbsolutePositionsWAltitude(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"AbsolutePositionWAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_65, 25) == 0) {
+         if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_65, 25)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AbsolutePositionWAltitude(ctxt, &(*(ASN1T_IVI_AbsolutePositionWAltitude*)node->data), (const QSUTF8CHAR*)"AbsolutePositionWAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6090,11 +6694,18 @@ int XmlEnc_IVI_AutomatedVehicleRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"AutomatedVehicleRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_66, 20) == 0) {
+         if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_66, 20)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AutomatedVehicleRule(ctxt, &(*(ASN1T_IVI_AutomatedVehicleRule*)node->data), (const QSUTF8CHAR*)"AutomatedVehicleRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6102,11 +6713,18 @@ int XmlEnc_IVI_ConnectedDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_67, 8) == 0) {
+         if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_67, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_ActionID(ctxt, &(*(ASN1T_ITS_ActionID*)node->data), (const QSUTF8CHAR*)"ActionID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6114,11 +6732,18 @@ int XmlEnc_IVI_DeltaPositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"DeltaPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_68, 13) == 0) {
+         if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_68, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_DeltaPosition(ctxt, &(*(ASN1T_IVI_DeltaPosition*)node->data), (const QSUTF8CHAR*)"DeltaPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6126,11 +6751,18 @@ int XmlEnc_IVI_DeltaReferencePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, con
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"DeltaReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_69, 22) == 0) {
+         if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_69, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*(ASN1T_ITS_DeltaReferencePosition*)node->data), (const QSUTF8CHAR*)"DeltaReferencePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6138,11 +6770,18 @@ int XmlEnc_IVI_ConstraintTextLines1(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
+         if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6150,11 +6789,18 @@ int XmlEnc_IVI_ConstraintTextLines2(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
+         if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6163,11 +6809,11 @@ int XmlEnc_IVI_IviIdentificationNumbers(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, co
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 8) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_IviIdentificationNumber*)node->data), XmlName_71, 23) != 0) && (stat = XmlEnc_IVI_IviIdentificationNumber(ctxt, (*(ASN1T_IVI_IviIdentificationNumber*)node->data), (const QSUTF8CHAR*)"IviIdentificationNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6175,11 +6821,18 @@ int XmlEnc_IVI_ISO14823Attributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"ISO14823Attribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_72, 17) == 0) {
+         if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_72, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ISO14823Attribute(ctxt, &(*(ASN1T_IVI_ISO14823Attribute*)node->data), (const QSUTF8CHAR*)"ISO14823Attribute", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6187,11 +6840,18 @@ int XmlEnc_IVI_LaneConfiguration(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSU
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"LaneInformation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_73, 15) == 0) {
+         if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_73, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LaneInformation(ctxt, &(*(ASN1T_IVI_LaneInformation*)node->data), (const QSUTF8CHAR*)"LaneInformation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6199,11 +6859,11 @@ int XmlEnc_IVI_LaneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_ETSI_DSRC_LaneID*)node->data), XmlName_74, 6) != 0) && (stat = XmlEnc_ETSI_DSRC_LaneID(ctxt, (*(ASN1T_ETSI_DSRC_LaneID*)node->data), (const QSUTF8CHAR*)"LaneID", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6211,11 +6871,11 @@ int XmlEnc_IVI_LanePositions(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_ITS_LanePosition*)node->data) < -1 || (*(ASN1T_ITS_LanePosition*)node->data) > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*(ASN1T_ITS_LanePosition*)node->data), XmlName_75, 12) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*(ASN1T_ITS_LanePosition*)node->data), (const QSUTF8CHAR*)"LanePosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6223,11 +6883,18 @@ int XmlEnc_IVI_LayoutComponents(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUT
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"LayoutComponent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_76, 15) == 0) {
+         if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_76, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LayoutComponent(ctxt, &(*(ASN1T_IVI_LayoutComponent*)node->data), (const QSUTF8CHAR*)"LayoutComponent", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6236,11 +6903,18 @@ int XmlEnc_IVI_PlatooningRules(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"PlatooningRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_77, 14) == 0) {
+         if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_77, 14)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_PlatooningRule(ctxt, &(*(ASN1T_IVI_PlatooningRule*)node->data), (const QSUTF8CHAR*)"PlatooningRule", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6248,11 +6922,18 @@ int XmlEnc_IVI_RoadSignCodes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8C
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"RSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_78, 6) == 0) {
+         if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_78, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RSCode(ctxt, &(*(ASN1T_IVI_RSCode*)node->data), (const QSUTF8CHAR*)"RSCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6260,11 +6941,18 @@ int XmlEnc_IVI_TextLines(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_70, 4) == 0) {
+         if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_70, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_Text(ctxt, &(*(ASN1T_IVI_Text*)node->data), (const QSUTF8CHAR*)"Text", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6273,11 +6961,18 @@ int XmlEnc_IVI_TrailerCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 3) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"TrailerCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_79, 22) == 0) {
+         if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_79, 22)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrailerCharacteristics(ctxt, &(*(ASN1T_IVI_TrailerCharacteristics*)node->data), (const QSUTF8CHAR*)"TrailerCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6285,11 +6980,18 @@ int XmlEnc_IVI_TrailerCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_80, 31) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 31)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6297,11 +6999,18 @@ int XmlEnc_IVI_TrailerCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_81, 28) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 28)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6310,11 +7019,11 @@ int XmlEnc_IVI_SaeAutomationLevels(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const Q
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
    if ((*pvalue).count < 1 || (*pvalue).count > 5) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(ASN1T_IVI_SaeAutomationLevel*)node->data) > 5 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_SaeAutomationLevel*)node->data), XmlName_82, 18) != 0) && (stat = XmlEnc_IVI_SaeAutomationLevel(ctxt, (*(ASN1T_IVI_SaeAutomationLevel*)node->data), (const QSUTF8CHAR*)"SaeAutomationLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6322,11 +7031,18 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValuesList(QSCTXT* ctxt, ASN1TSeqOfList*
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_80, 31) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_80, 31)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValues(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsFixValues*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsFixValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6334,11 +7050,18 @@ int XmlEnc_IVI_VehicleCharacteristicsList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"CompleteVehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_83, 30) == 0) {
+         if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_83, 30)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*(ASN1T_IVI_CompleteVehicleCharacteristics*)node->data), (const QSUTF8CHAR*)"CompleteVehicleCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6346,11 +7069,18 @@ int XmlEnc_IVI_VehicleCharacteristicsRangesList(QSCTXT* ctxt, ASN1TSeqOfList* pv
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_81, 28) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_81, 28)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges(ctxt, &(*(ASN1T_IVI_VehicleCharacteristicsRanges*)node->data), (const QSUTF8CHAR*)"VehicleCharacteristicsRanges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6358,11 +7088,18 @@ int XmlEnc_IVI_ValidityPeriods(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"InternationalSign-applicablePeriod", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_84, 34) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_84, 34)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(ASN1T_InternationalSign_applicablePeriod*)node->data), (const QSUTF8CHAR*)"InternationalSign-applicablePeriod", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6370,11 +7107,11 @@ int XmlEnc_IVI_ZoneIds(QSCTXT* ctxt, ASN1TSeqOfList* pvalue, const QSUTF8CHAR* e
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    for (QSRTDListNode* node = (*pvalue).head; node != 0; node = node->next) {
-      if ((stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(ASN1T_IVI_Zid*)node->data), XmlName_85, 3) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*(ASN1T_IVI_Zid*)node->data), (const QSUTF8CHAR*)"Zid", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6382,10 +7119,10 @@ int XmlEnc_IVI_AbsolutePosition(QSCTXT* ctxt, ASN1T_IVI_AbsolutePosition* pvalue
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_86, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_87, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6393,11 +7130,18 @@ int XmlEnc_IVI_AbsolutePositionWAltitude(QSCTXT* ctxt, ASN1T_IVI_AbsolutePositio
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).latitude < -900000000 || (*pvalue).latitude > 900000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).latitude, XmlName_86, 8) != 0) && (stat = XmlEnc_ITS_Latitude(ctxt, (*pvalue).latitude, (const QSUTF8CHAR*)"latitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).longitude < -1800000000 || (*pvalue).longitude > 1800000001 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).longitude, XmlName_87, 9) != 0) && (stat = XmlEnc_ITS_Longitude(ctxt, (*pvalue).longitude, (const QSUTF8CHAR*)"longitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_88, 8) == 0) {
+      if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_88, 8)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_ITS_Altitude(ctxt, &(*pvalue).altitude, (const QSUTF8CHAR*)"altitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6405,20 +7149,34 @@ int XmlEnc_IVI_AnyCatalogue(QSCTXT* ctxt, ASN1T_IVI_AnyCatalogue* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"owner", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).version, (const QSUTF8CHAR*)"version", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_89, 5) == 0) {
+      if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_89, 5)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_Provider(ctxt, &(*pvalue).owner, (const QSUTF8CHAR*)"owner", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).version, XmlName_90, 7) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).version, (const QSUTF8CHAR*)"version", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).pictogramCode, XmlName_91, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_92, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).unit > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_93, 4) != 0) && (stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.attributesPresent) {
-      if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_94, 10) == 0) {
+         if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_94, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6426,32 +7184,53 @@ int XmlEnc_IVI_AutomatedVehicleRule(QSCTXT* ctxt, ASN1T_IVI_AutomatedVehicleRule
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_95, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).allowedSaeAutomationLevels.count < 1) && !((*pvalue).allowedSaeAutomationLevels.count > 5) && rtXmlEncFastStart(ctxt, XmlName_96, 26) == 0) {
+      if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_96, 26)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minGapBetweenVehicles, XmlName_97, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.recGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).recGapBetweenVehicles, (const QSUTF8CHAR*)"recGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).recGapBetweenVehicles, XmlName_98, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).recGapBetweenVehicles, (const QSUTF8CHAR*)"recGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMaxSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMaxSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleMaxSpeedLimit, XmlName_99, 29) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMaxSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleMinSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMinSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleMinSpeedLimit, XmlName_100, 29) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleMinSpeedLimit, (const QSUTF8CHAR*)"automatedVehicleMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.automatedVehicleSpeedRecommendationPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleSpeedRecommendation, (const QSUTF8CHAR*)"automatedVehicleSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).automatedVehicleSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).automatedVehicleSpeedRecommendation, XmlName_101, 35) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).automatedVehicleSpeedRecommendation, (const QSUTF8CHAR*)"automatedVehicleSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 13) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 9) == 0) {
+         if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6459,17 +7238,38 @@ int XmlEnc_IVI_CompleteVehicleCharacteristics(QSCTXT* ctxt, ASN1T_IVI_CompleteVe
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.tractorPresent) {
-      if ((stat = XmlEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor, (const QSUTF8CHAR*)"tractor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_102, 7) == 0) {
+         if ((stat = XmlEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_102, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TractorCharacteristics(ctxt, &(*pvalue).tractor, (const QSUTF8CHAR*)"tractor", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trailerPresent) {
-      if ((stat = XmlEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer, (const QSUTF8CHAR*)"trailer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (!((*pvalue).trailer.count < 1) && !((*pvalue).trailer.count > 3) && rtXmlEncFastStart(ctxt, XmlName_103, 7) == 0) {
+         if ((stat = XmlEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_103, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrailerCharacteristicsList(ctxt, &(*pvalue).trailer, (const QSUTF8CHAR*)"trailer", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.trainPresent) {
-      if ((stat = XmlEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train, (const QSUTF8CHAR*)"train", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_104, 5) == 0) {
+         if ((stat = XmlEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_104, 5)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrainCharacteristics(ctxt, &(*pvalue).train, (const QSUTF8CHAR*)"train", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6477,17 +7277,24 @@ int XmlEnc_IVI_ComputedSegment(QSCTXT* ctxt, ASN1T_IVI_ComputedSegment* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneId, XmlName_25, 6) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).zoneId, (const QSUTF8CHAR*)"zoneId", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_105, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.offsetDistancePresent) {
-      if ((stat = rtXmlEncInt(ctxt, (*pvalue).offsetDistance, (const QSUTF8CHAR*)"offsetDistance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).offsetDistance, XmlName_106, 14) != 0) && (stat = rtXmlEncInt(ctxt, (*pvalue).offsetDistance, (const QSUTF8CHAR*)"offsetDistance", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.offsetPositionPresent) {
-      if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"offsetPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_107, 14) == 0) {
+         if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_107, 14)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ITS-ContainerEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ITS_DeltaReferencePosition(ctxt, &(*pvalue).offsetPosition, (const QSUTF8CHAR*)"offsetPosition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6495,10 +7302,10 @@ int XmlEnc_IVI_DeltaPosition(QSCTXT* ctxt, ASN1T_IVI_DeltaPosition* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLatitude < -131071 || (*pvalue).deltaLatitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLatitude, XmlName_108, 13) != 0) && (stat = XmlEnc_ITS_DeltaLatitude(ctxt, (*pvalue).deltaLatitude, (const QSUTF8CHAR*)"deltaLatitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).deltaLongitude < -131071 || (*pvalue).deltaLongitude > 131072 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).deltaLongitude, XmlName_109, 14) != 0) && (stat = XmlEnc_ITS_DeltaLongitude(ctxt, (*pvalue).deltaLongitude, (const QSUTF8CHAR*)"deltaLongitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6506,45 +7313,87 @@ int XmlEnc_IVI_ISO14823Attribute(QSCTXT* ctxt, ASN1T_IVI_ISO14823Attribute* pval
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.dtm == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_110, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_110, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*(*pvalue).u.dtm), (const QSUTF8CHAR*)"dtm", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.edt == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_111, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_111, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_exemptedApplicablePeriod(ctxt, &(*(*pvalue).u.edt), (const QSUTF8CHAR*)"edt", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.dfl == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.dfl) < 1 || (*(*pvalue).u.dfl) > 8 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.dfl), XmlName_112, 3) != 0) && (stat = XmlEnc_InternationalSign_directionalFlowOfLane(ctxt, (*(*pvalue).u.dfl), (const QSUTF8CHAR*)"dfl", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.ved == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_113, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_113, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicableVehicleDimensions(ctxt, &(*(*pvalue).u.ved), (const QSUTF8CHAR*)"ved", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.spe == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_114, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_114, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_speedLimits(ctxt, &(*(*pvalue).u.spe), (const QSUTF8CHAR*)"spe", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.roi == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.roi) < 1 || (*(*pvalue).u.roi) > 32 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.roi), XmlName_115, 3) != 0) && (stat = XmlEnc_InternationalSign_rateOfIncline(ctxt, (*(*pvalue).u.roi), (const QSUTF8CHAR*)"roi", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.dbv == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_116, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_116, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_distanceBetweenVehicles(ctxt, &(*(*pvalue).u.dbv), (const QSUTF8CHAR*)"dbv", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.ddd == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_117, 3) == 0) {
+         if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_117, 3)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_destinationInformation(ctxt, &(*(*pvalue).u.ddd), (const QSUTF8CHAR*)"ddd", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6552,12 +7401,26 @@ int XmlEnc_IVI_ISO14823Code(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.attributesPresent) {
-      if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_91, 13) == 0) {
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_91, 13)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode(ctxt, &(*pvalue).pictogramCode, (const QSUTF8CHAR*)"pictogramCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.attributesPresent) {
+      if (rtXmlEncFastStart(ctxt, XmlName_94, 10) == 0) {
+         if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_94, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ISO14823Attributes(ctxt, &(*pvalue).attributes, (const QSUTF8CHAR*)"attributes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6565,14 +7428,28 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode(QSCTXT* ctxt, ASN1T_IVI_ISO14823Code_p
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.countryCodePresent) {
       if ((*pvalue).countryCode.numocts < 2 || (*pvalue).countryCode.numocts > 2) return RTERR_VALUE_CONSTRAINT_VIOLATION;
       if ((stat = rtXmlEncHexBinary(ctxt, (*pvalue).countryCode.numocts, (*pvalue).countryCode.data, (const QSUTF8CHAR*)"countryCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_118, 19) == 0) {
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_118, 19)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(ctxt, &(*pvalue).serviceCategoryCode, (const QSUTF8CHAR*)"serviceCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_119, 21) == 0) {
+      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_119, 21)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode, (const QSUTF8CHAR*)"pictogramCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6580,19 +7457,19 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.trafficSignPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.trafficSignPictogram) > 2 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram_ENUMTAB, 3, (QSINT32)(*(*pvalue).u.trafficSignPictogram), XmlName_120, 20) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_trafficSignPictogram(ctxt, (*(*pvalue).u.trafficSignPictogram), (const QSUTF8CHAR*)"trafficSignPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.publicFacilitiesPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.publicFacilitiesPictogram) > 0 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram_ENUMTAB, 1, (QSINT32)(*(*pvalue).u.publicFacilitiesPictogram), XmlName_121, 25) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_publicFacilitiesPictogram(ctxt, (*(*pvalue).u.publicFacilitiesPictogram), (const QSUTF8CHAR*)"publicFacilitiesPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.ambientOrRoadConditionPictogram == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.ambientOrRoadConditionPictogram) > 1 || rtXmlEncFastEnum(ctxt, ASN1T_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram_ENUMTAB, 2, (QSINT32)(*(*pvalue).u.ambientOrRoadConditionPictogram), XmlName_122, 31) != 0) && (stat = XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode_ambientOrRoadConditionPictogram(ctxt, (*(*pvalue).u.ambientOrRoadConditionPictogram), (const QSUTF8CHAR*)"ambientOrRoadConditionPictogram", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -6602,7 +7479,7 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_serviceCategoryCode(QSCTXT* ctxt, ASN1
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6637,12 +7514,12 @@ int XmlEnc_IVI_ISO14823Code_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, AS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).nature < 1 || (*pvalue).nature > 9) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).nature, XmlName_123, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).nature, (const QSUTF8CHAR*)"nature", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).serialNumber > 99) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).serialNumber, XmlName_124, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).serialNumber, (const QSUTF8CHAR*)"serialNumber", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6650,37 +7527,86 @@ int XmlEnc_IVI_LaneInformation(QSCTXT* ctxt, ASN1T_IVI_LaneInformation* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneNumber < -1 || (*pvalue).laneNumber > 14 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).laneNumber, XmlName_26, 10) != 0) && (stat = XmlEnc_ITS_LanePosition(ctxt, (*pvalue).laneNumber, (const QSUTF8CHAR*)"laneNumber", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).direction > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).direction, XmlName_34, 9) != 0) && (stat = XmlEnc_IVI_Direction(ctxt, (*pvalue).direction, (const QSUTF8CHAR*)"direction", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
-      if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_125, 8) == 0) {
+         if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_125, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/GDDEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_InternationalSign_applicablePeriod(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_LaneType(ctxt, (*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).laneType > 31 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneType, XmlName_126, 8) != 0) && (stat = XmlEnc_IVI_LaneType(ctxt, (*pvalue).laneType, (const QSUTF8CHAR*)"laneType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneTypeQualifierPresent) {
-      if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier, (const QSUTF8CHAR*)"laneTypeQualifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_127, 17) == 0) {
+         if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_127, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_CompleteVehicleCharacteristics(ctxt, &(*pvalue).laneTypeQualifier, (const QSUTF8CHAR*)"laneTypeQualifier", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneStatus, XmlName_40, 10) != 0) && (stat = XmlEnc_IVI_LaneStatus(ctxt, (*pvalue).laneStatus, (const QSUTF8CHAR*)"laneStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_105, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.detectionZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_31, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_31, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).detectionZoneIds, (const QSUTF8CHAR*)"detectionZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.relevanceZoneIdsPresent) {
-      if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_33, 16) == 0) {
+         if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_33, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ZoneIds(ctxt, &(*pvalue).relevanceZoneIds, (const QSUTF8CHAR*)"relevanceZoneIds", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics, (const QSUTF8CHAR*)"laneCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_128, 19) == 0) {
+         if ((stat = XmlEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_128, 19)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LaneCharacteristics(ctxt, &(*pvalue).laneCharacteristics, (const QSUTF8CHAR*)"laneCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceStaticCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"laneSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_129, 32) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_129, 32)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSurfaceStaticCharacteristics(ctxt, &(*pvalue).laneSurfaceStaticCharacteristics, (const QSUTF8CHAR*)"laneSurfaceStaticCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.laneSurfaceDynamicCharacteristicsPresent) {
-      if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"laneSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_130, 33) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_130, 33)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(ctxt, &(*pvalue).laneSurfaceDynamicCharacteristics, (const QSUTF8CHAR*)"laneSurfaceDynamicCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6688,14 +7614,14 @@ int XmlEnc_IVI_LaneCharacteristics(QSCTXT* ctxt, ASN1T_IVI_LaneCharacteristics* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).zoneDefinitionAccuracy, XmlName_131, 22) != 0) && (stat = XmlEnc_IVI_DefinitionAccuracy(ctxt, (*pvalue).zoneDefinitionAccuracy, (const QSUTF8CHAR*)"zoneDefinitionAccuracy", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBool(ctxt, (*pvalue).existinglaneMarkingStatus, XmlName_132, 25) != 0) && (stat = XmlEnc_IVI_LaneMarkingStatus(ctxt, (*pvalue).existinglaneMarkingStatus, (const QSUTF8CHAR*)"existinglaneMarkingStatus", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).newlaneMarkingColour, XmlName_133, 20) != 0) && (stat = XmlEnc_IVI_MarkingColour(ctxt, (*pvalue).newlaneMarkingColour, (const QSUTF8CHAR*)"newlaneMarkingColour", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationLeft, XmlName_134, 20) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationLeft, (const QSUTF8CHAR*)"laneDelimitationLeft", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneDelimitationRight, XmlName_135, 21) != 0) && (stat = XmlEnc_IVI_LaneDelimitation(ctxt, (*pvalue).laneDelimitationRight, (const QSUTF8CHAR*)"laneDelimitationRight", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).mergingWith, XmlName_136, 11) != 0) && (stat = XmlEnc_IVI_Zid(ctxt, (*pvalue).mergingWith, (const QSUTF8CHAR*)"mergingWith", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6703,18 +7629,18 @@ int XmlEnc_IVI_LayoutComponent(QSCTXT* ctxt, ASN1T_IVI_LayoutComponent* pvalue, 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).height < 10 || (*pvalue).height > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).height, XmlName_55, 6) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).height, (const QSUTF8CHAR*)"height", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).width < 10 || (*pvalue).width > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).width, XmlName_56, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).width, (const QSUTF8CHAR*)"width", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).x < 10 || (*pvalue).x > 265) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).x, XmlName_138, 1) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).x, (const QSUTF8CHAR*)"x", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).y < 10 || (*pvalue).y > 73) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).y, XmlName_139, 1) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).y, (const QSUTF8CHAR*)"y", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).textScripting > 1 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).textScripting, XmlName_140, 13) != 0) && (stat = XmlEnc_IVI_LayoutComponent_textScripting(ctxt, (*pvalue).textScripting, (const QSUTF8CHAR*)"textScripting", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6731,11 +7657,11 @@ int XmlEnc_IVI_LoadType(QSCTXT* ctxt, ASN1T_IVI_LoadType* pvalue, const QSUTF8CH
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).goodsType, XmlName_141, 9) != 0) && (stat = XmlEnc_IVI_GoodsType(ctxt, (*pvalue).goodsType, (const QSUTF8CHAR*)"goodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).dangerousGoodsType > 19 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, (QSINT32)(*pvalue).dangerousGoodsType, XmlName_142, 18) != 0) && (stat = XmlEnc_ITS_DangerousGoodsBasic(ctxt, (*pvalue).dangerousGoodsType, (const QSUTF8CHAR*)"dangerousGoodsType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).specialTransportType.numbits < 4 || (*pvalue).specialTransportType.numbits > 4 || rtXmlEncFastBits(ctxt, (*pvalue).specialTransportType.numbits, (*pvalue).specialTransportType.data, 8 * sizeof((*pvalue).specialTransportType.data), XmlName_143, 20) != 0) && (stat = XmlEnc_ITS_SpecialTransportType(ctxt, &(*pvalue).specialTransportType, (const QSUTF8CHAR*)"specialTransportType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6743,21 +7669,35 @@ int XmlEnc_IVI_MapReference(QSCTXT* ctxt, ASN1T_IVI_MapReference* pvalue, const 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.roadsegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment), (const QSUTF8CHAR*)"roadsegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_144, 11) == 0) {
+         if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_144, 11)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_DSRC_RoadSegmentReferenceID(ctxt, &(*(*pvalue).u.roadsegment), (const QSUTF8CHAR*)"roadsegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.intersection == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection), (const QSUTF8CHAR*)"intersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_145, 12) == 0) {
+         if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_145, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/DSRCEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ETSI_DSRC_IntersectionReferenceID(ctxt, &(*(*pvalue).u.intersection), (const QSUTF8CHAR*)"intersection", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6765,35 +7705,56 @@ int XmlEnc_IVI_PlatooningRule(QSCTXT* ctxt, ASN1T_IVI_PlatooningRule* pvalue, co
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).priority > 2 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).priority, XmlName_95, 8) != 0) && (stat = XmlEnc_IVI_PriorityLevel(ctxt, (*pvalue).priority, (const QSUTF8CHAR*)"priority", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (!((*pvalue).allowedSaeAutomationLevels.count < 1) && !((*pvalue).allowedSaeAutomationLevels.count > 5) && rtXmlEncFastStart(ctxt, XmlName_96, 26) == 0) {
+      if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_96, 26)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_SaeAutomationLevels(ctxt, &(*pvalue).allowedSaeAutomationLevels, (const QSUTF8CHAR*)"allowedSaeAutomationLevels", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.maxNoOfVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxNoOfVehicles < 2 || (*pvalue).maxNoOfVehicles > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxNoOfVehicles, XmlName_146, 15) != 0) && (stat = XmlEnc_IVI_MaxNoOfVehicles(ctxt, (*pvalue).maxNoOfVehicles, (const QSUTF8CHAR*)"maxNoOfVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.maxLenghtOfPlatoonPresent) {
-      if ((stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).maxLenghtOfPlatoon < 1 || (*pvalue).maxLenghtOfPlatoon > 64 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).maxLenghtOfPlatoon, XmlName_147, 18) != 0) && (stat = XmlEnc_IVI_MaxLenghtOfPlatoon(ctxt, (*pvalue).maxLenghtOfPlatoon, (const QSUTF8CHAR*)"maxLenghtOfPlatoon", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.minGapBetweenVehiclesPresent) {
-      if ((stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).minGapBetweenVehicles, XmlName_97, 21) != 0) && (stat = XmlEnc_IVI_GapBetweenVehicles(ctxt, (*pvalue).minGapBetweenVehicles, (const QSUTF8CHAR*)"minGapBetweenVehicles", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMaxSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMaxSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMaxSpeedLimit, XmlName_148, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMaxSpeedLimit, (const QSUTF8CHAR*)"platoonMaxSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonMinSpeedLimitPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonMinSpeedLimit > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonMinSpeedLimit, XmlName_149, 20) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonMinSpeedLimit, (const QSUTF8CHAR*)"platoonMinSpeedLimit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.platoonSpeedRecommendationPresent) {
-      if ((stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).platoonSpeedRecommendation > 16383 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).platoonSpeedRecommendation, XmlName_150, 26) != 0) && (stat = XmlEnc_ITS_SpeedValue(ctxt, (*pvalue).platoonSpeedRecommendation, (const QSUTF8CHAR*)"platoonSpeedRecommendation", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.roadSignCodesPresent) {
-      if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_45, 13) == 0) {
+         if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_45, 13)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_RoadSignCodes(ctxt, &(*pvalue).roadSignCodes, (const QSUTF8CHAR*)"roadSignCodes", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.extraTextPresent) {
-      if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_46, 9) == 0) {
+         if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_46, 9)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ConstraintTextLines2(ctxt, &(*pvalue).extraText, (const QSUTF8CHAR*)"extraText", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &(*pvalue).extElem1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6801,23 +7762,51 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.deltaPositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions), (const QSUTF8CHAR*)"deltaPositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_151, 14) == 0) {
+         if ((stat = XmlEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_151, 14)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_DeltaPositions(ctxt, &(*(*pvalue).u.deltaPositions), (const QSUTF8CHAR*)"deltaPositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.deltaPositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude), (const QSUTF8CHAR*)"deltaPositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_152, 26) == 0) {
+         if ((stat = XmlEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_152, 26)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_DeltaReferencePositions(ctxt, &(*(*pvalue).u.deltaPositionsWithAltitude), (const QSUTF8CHAR*)"deltaPositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.absolutePositions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions), (const QSUTF8CHAR*)"absolutePositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_153, 17) == 0) {
+         if ((stat = XmlEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_153, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AbsolutePositions(ctxt, &(*(*pvalue).u.absolutePositions), (const QSUTF8CHAR*)"absolutePositions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.absolutePositionsWithAltitude == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude), (const QSUTF8CHAR*)"absolutePositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_154, 29) == 0) {
+         if ((stat = XmlEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_154, 29)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AbsolutePositionsWAltitude(ctxt, &(*(*pvalue).u.absolutePositionsWithAltitude), (const QSUTF8CHAR*)"absolutePositionsWithAltitude", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 5 && (*pvalue).u.extElem1 != 0) {
@@ -6827,7 +7816,7 @@ int XmlEnc_IVI_PolygonalLine(QSCTXT* ctxt, ASN1T_IVI_PolygonalLine* pvalue, cons
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6835,12 +7824,12 @@ int XmlEnc_IVI_RoadSurfaceDynamicCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSur
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).condition, XmlName_155, 9) != 0) && (stat = XmlEnc_IVI_Condition(ctxt, (*pvalue).condition, (const QSUTF8CHAR*)"condition", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).temperature < -100 || (*pvalue).temperature > 151 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).temperature, XmlName_156, 11) != 0) && (stat = XmlEnc_IVI_Temperature(ctxt, (*pvalue).temperature, (const QSUTF8CHAR*)"temperature", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).iceOrWaterDepth, XmlName_157, 15) != 0) && (stat = XmlEnc_IVI_Depth(ctxt, (*pvalue).iceOrWaterDepth, (const QSUTF8CHAR*)"iceOrWaterDepth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).treatment > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).treatment, XmlName_158, 9) != 0) && (stat = XmlEnc_IVI_TreatmentType(ctxt, (*pvalue).treatment, (const QSUTF8CHAR*)"treatment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6848,12 +7837,12 @@ int XmlEnc_IVI_RoadSurfaceStaticCharacteristics(QSCTXT* ctxt, ASN1T_IVI_RoadSurf
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).frictionCoefficient > 101 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).frictionCoefficient, XmlName_159, 19) != 0) && (stat = XmlEnc_IVI_FrictionCoefficient(ctxt, (*pvalue).frictionCoefficient, (const QSUTF8CHAR*)"frictionCoefficient", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).material, XmlName_160, 8) != 0) && (stat = XmlEnc_IVI_MaterialType(ctxt, (*pvalue).material, (const QSUTF8CHAR*)"material", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).wear, XmlName_161, 4) != 0) && (stat = XmlEnc_IVI_WearLevel(ctxt, (*pvalue).wear, (const QSUTF8CHAR*)"wear", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).avBankingAngle < -20 || (*pvalue).avBankingAngle > 21 || rtXmlEncFastInt(ctxt, (QSINT64)(*pvalue).avBankingAngle, XmlName_162, 14) != 0) && (stat = XmlEnc_IVI_BankingAngle(ctxt, (*pvalue).avBankingAngle, (const QSUTF8CHAR*)"avBankingAngle", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6861,12 +7850,19 @@ int XmlEnc_IVI_RSCode(QSCTXT* ctxt, ASN1T_IVI_RSCode* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"code", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_163, 4) == 0) {
+      if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_163, 4)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_RSCode_code(ctxt, &(*pvalue).code, (const QSUTF8CHAR*)"code", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6874,23 +7870,44 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.viennaConvention == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention), (const QSUTF8CHAR*)"viennaConvention", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_164, 16) == 0) {
+         if ((stat = XmlEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_164, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VcCode(ctxt, &(*(*pvalue).u.viennaConvention), (const QSUTF8CHAR*)"viennaConvention", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.iso14823 == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823), (const QSUTF8CHAR*)"iso14823", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_165, 8) == 0) {
+         if ((stat = XmlEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_165, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ISO14823Code(ctxt, &(*(*pvalue).u.iso14823), (const QSUTF8CHAR*)"iso14823", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.itisCodes == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.itisCodes), XmlName_166, 9) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.itisCodes), (const QSUTF8CHAR*)"itisCodes", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.anyCatalogue == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue), (const QSUTF8CHAR*)"anyCatalogue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_167, 12) == 0) {
+         if ((stat = XmlEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_167, 12)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_AnyCatalogue(ctxt, &(*(*pvalue).u.anyCatalogue), (const QSUTF8CHAR*)"anyCatalogue", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 5 && (*pvalue).u.extElem1 != 0) {
@@ -6900,7 +7917,7 @@ int XmlEnc_IVI_RSCode_code(QSCTXT* ctxt, ASN1T_IVI_RSCode_code* pvalue, const QS
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6908,12 +7925,19 @@ int XmlEnc_IVI_Segment(QSCTXT* ctxt, ASN1T_IVI_Segment* pvalue, const QSUTF8CHAR
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"line", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((*pvalue).m.laneWidthPresent) {
-      if ((stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_168, 4) == 0) {
+      if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_168, 4)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   else if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*pvalue).line, (const QSUTF8CHAR*)"line", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((*pvalue).m.laneWidthPresent) {
+      if (((*pvalue).laneWidth > 1023 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).laneWidth, XmlName_105, 9) != 0) && (stat = XmlEnc_IVI_IviLaneWidth(ctxt, (*pvalue).laneWidth, (const QSUTF8CHAR*)"laneWidth", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   }
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6921,14 +7945,14 @@ int XmlEnc_IVI_Text(QSCTXT* ctxt, ASN1T_IVI_Text* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.layoutComponentIdPresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).layoutComponentId, XmlName_137, 17) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).layoutComponentId, (const QSUTF8CHAR*)"layoutComponentId", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).language.numbits < 10 || (*pvalue).language.numbits > 10) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastBits(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, 8 * sizeof((*pvalue).language.data), XmlName_169, 8) != 0) && (stat = rtXmlEncBitString(ctxt, (*pvalue).language.numbits, (*pvalue).language.data, (const QSUTF8CHAR*)"language", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    if ((stat = rtXmlEncUTF8Str(ctxt, (const QSUTF8CHAR*)(*pvalue).textContent, (const QSUTF8CHAR*)"textContent", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6936,17 +7960,38 @@ int XmlEnc_IVI_TractorCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TractorCharacteris
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6954,17 +7999,38 @@ int XmlEnc_IVI_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrailerCharacteris
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+         if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+         if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrailerCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+         if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_TrailerCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6972,17 +8038,38 @@ int XmlEnc_IVI_TrainCharacteristics(QSCTXT* ctxt, ASN1T_IVI_TrainCharacteristics
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.equalToPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_170, 7) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_170, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).equalTo, (const QSUTF8CHAR*)"equalTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.notEqualToPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_171, 10) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_171, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsFixValuesList(ctxt, &(*pvalue).notEqualTo, (const QSUTF8CHAR*)"notEqualTo", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.rangesPresent) {
-      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_172, 6) == 0) {
+         if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_172, 6)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRangesList(ctxt, &(*pvalue).ranges, (const QSUTF8CHAR*)"ranges", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6990,21 +8077,28 @@ int XmlEnc_IVI_VcCode(QSCTXT* ctxt, ASN1T_IVI_VcCode* pvalue, const QSUTF8CHAR* 
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).roadSignClass > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignClass, XmlName_173, 13) != 0) && (stat = XmlEnc_IVI_VcClass(ctxt, (*pvalue).roadSignClass, (const QSUTF8CHAR*)"roadSignClass", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).roadSignCode < 1 || (*pvalue).roadSignCode > 64) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-   if ((stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).roadSignCode, XmlName_174, 12) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).roadSignCode, (const QSUTF8CHAR*)"roadSignCode", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).vcOption > 7 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).vcOption, XmlName_175, 8) != 0) && (stat = XmlEnc_IVI_VcOption(ctxt, (*pvalue).vcOption, (const QSUTF8CHAR*)"vcOption", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    if ((*pvalue).m.validityPresent) {
-      if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_125, 8) == 0) {
+         if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_125, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ValidityPeriods(ctxt, &(*pvalue).validity, (const QSUTF8CHAR*)"validity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.valuePresent) {
-      if ((stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).value, XmlName_92, 5) != 0) && (stat = rtXmlEncUInt(ctxt, (*pvalue).value, (const QSUTF8CHAR*)"value", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
    }
    if ((*pvalue).m.unitPresent) {
-      if ((stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*pvalue).unit > 15 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).unit, XmlName_93, 4) != 0) && (stat = XmlEnc_IVI_RSCUnit(ctxt, (*pvalue).unit, (const QSUTF8CHAR*)"unit", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7012,35 +8106,56 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.simpleVehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.simpleVehicleType), XmlName_176, 17) != 0) && (stat = XmlEnc_ITS_StationType(ctxt, (*(*pvalue).u.simpleVehicleType), (const QSUTF8CHAR*)"simpleVehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.euVehicleCategoryCode == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"euVehicleCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_177, 21) == 0) {
+         if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_177, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/ElectronicRegistrationIdentificationVehicleDataModuleEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_EuVehicleCategoryCode(ctxt, &(*(*pvalue).u.euVehicleCategoryCode), (const QSUTF8CHAR*)"euVehicleCategoryCode", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.iso3833VehicleType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.iso3833VehicleType), XmlName_178, 18) != 0) && (stat = XmlEnc_Iso3833VehicleType(ctxt, (*(*pvalue).u.iso3833VehicleType), (const QSUTF8CHAR*)"iso3833VehicleType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.euroAndCo2value == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"euroAndCo2value", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_179, 15) == 0) {
+         if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_179, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_EnvironmentalCharacteristics(ctxt, &(*(*pvalue).u.euroAndCo2value), (const QSUTF8CHAR*)"euroAndCo2value", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.engineCharacteristics == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.engineCharacteristics), XmlName_180, 21) != 0) && (stat = XmlEnc_EngineCharacteristics(ctxt, (*(*pvalue).u.engineCharacteristics), (const QSUTF8CHAR*)"engineCharacteristics", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.loadType == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"loadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_181, 8) == 0) {
+         if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_181, 8)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_LoadType(ctxt, &(*(*pvalue).u.loadType), (const QSUTF8CHAR*)"loadType", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.usage == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (((*(*pvalue).u.usage) > 15 || rtXmlEncFastEnum(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, (QSINT32)(*(*pvalue).u.usage), XmlName_182, 5) != 0) && (stat = XmlEnc_ITS_VehicleRole(ctxt, (*(*pvalue).u.usage), (const QSUTF8CHAR*)"usage", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 8 && (*pvalue).u.extElem1 != 0) {
@@ -7050,7 +8165,7 @@ int XmlEnc_IVI_VehicleCharacteristicsFixValues(QSCTXT* ctxt, ASN1T_IVI_VehicleCh
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7058,10 +8173,17 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges(QSCTXT* ctxt, ASN1T_IVI_VehicleChara
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"limits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if (((*pvalue).comparisonOperator > 3 || rtXmlEncFastUInt(ctxt, (QSUINT64)(*pvalue).comparisonOperator, XmlName_183, 18) != 0) && (stat = XmlEnc_IVI_ComparisonOperator(ctxt, (*pvalue).comparisonOperator, (const QSUTF8CHAR*)"comparisonOperator", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if (rtXmlEncFastStart(ctxt, XmlName_184, 6) == 0) {
+      if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((stat = rtXmlEncFastEnd(ctxt, XmlName_184, 6)) != 0) {
+         rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+         return LOG_RTERR(ctxt, stat);
+      }
+   }
+   else if ((stat = XmlEnc_IVI_VehicleCharacteristicsRanges_limits(ctxt, &(*pvalue).limits, (const QSUTF8CHAR*)"limits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7069,40 +8191,89 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.numberOfAxles == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
       if ((*(*pvalue).u.numberOfAxles) > 7) return RTERR_VALUE_CONSTRAINT_VIOLATION;
-      if ((stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
+      if ((rtXmlEncFastUInt(ctxt, (QSUINT64)(*(*pvalue).u.numberOfAxles), XmlName_185, 13) != 0) && (stat = rtXmlEncUInt(ctxt, (*(*pvalue).u.numberOfAxles), (const QSUTF8CHAR*)"numberOfAxles", ns.pChild)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.vehicleDimensions == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"vehicleDimensions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_186, 17) == 0) {
+         if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_186, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_VehicleDimensions(ctxt, &(*(*pvalue).u.vehicleDimensions), (const QSUTF8CHAR*)"vehicleDimensions", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.vehicleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"vehicleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_187, 19) == 0) {
+         if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_187, 19)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_VehicleWeightLimits(ctxt, &(*(*pvalue).u.vehicleWeightLimits), (const QSUTF8CHAR*)"vehicleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 4:
       if ((*pvalue).u.axleWeightLimits == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"axleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_188, 16) == 0) {
+         if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_188, 16)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_AxleWeightLimits(ctxt, &(*(*pvalue).u.axleWeightLimits), (const QSUTF8CHAR*)"axleWeightLimits", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 5:
       if ((*pvalue).u.passengerCapacity == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"passengerCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_189, 17) == 0) {
+         if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_189, 17)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_PassengerCapacity(ctxt, &(*(*pvalue).u.passengerCapacity), (const QSUTF8CHAR*)"passengerCapacity", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 6:
       if ((*pvalue).u.exhaustEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"exhaustEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_190, 21) == 0) {
+         if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_190, 21)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_ExhaustEmissionValues(ctxt, &(*(*pvalue).u.exhaustEmissionValues), (const QSUTF8CHAR*)"exhaustEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 7:
       if ((*pvalue).u.dieselEmissionValues == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"dieselEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_191, 20) == 0) {
+         if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_191, 20)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_DieselEmissionValues(ctxt, &(*(*pvalue).u.dieselEmissionValues), (const QSUTF8CHAR*)"dieselEmissionValues", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 8:
       if ((*pvalue).u.soundLevel == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"soundLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_192, 10) == 0) {
+         if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_192, 10)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/EfcDsrcApplicationEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_SoundLevel(ctxt, &(*(*pvalue).u.soundLevel), (const QSUTF8CHAR*)"soundLevel", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 9 && (*pvalue).u.extElem1 != 0) {
@@ -7112,7 +8283,7 @@ int XmlEnc_IVI_VehicleCharacteristicsRanges_limits(QSCTXT* ctxt, ASN1T_IVI_Vehic
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7120,19 +8291,40 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
 {
    int stat;
    QSXmlNS ns(ctxt, nsURI, XML_NS);
-   if ((stat = rtXmlEncStartElement(ctxt, elemName, ns.pOwn, 0, 1)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncStartContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    switch ((*pvalue).t) {
    case 1:
       if ((*pvalue).u.segment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"segment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_193, 7) == 0) {
+         if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_193, 7)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_Segment(ctxt, &(*(*pvalue).u.segment), (const QSUTF8CHAR*)"segment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 2:
       if ((*pvalue).u.area == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"area", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_194, 4) == 0) {
+         if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_194, 4)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_PolygonalLine(ctxt, &(*(*pvalue).u.area), (const QSUTF8CHAR*)"area", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    case 3:
       if ((*pvalue).u.computedSegment == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);
-      if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"computedSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+      if (rtXmlEncFastStart(ctxt, XmlName_195, 15) == 0) {
+         if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlEncFastEnd(ctxt, XmlName_195, 15)) != 0) {
+            rtxErrSetData(ctxt, stat, "../src/etsi/IVIEnc.cpp", __LINE__);
+            return LOG_RTERR(ctxt, stat);
+         }
+      }
+      else if ((stat = XmlEnc_IVI_ComputedSegment(ctxt, &(*(*pvalue).u.computedSegment), (const QSUTF8CHAR*)"computedSegment", ns.childURI)) != 0) return LOG_RTERR(ctxt, stat);
       break;
    default:
       if ((*pvalue).t == 4 && (*pvalue).u.extElem1 != 0) {
@@ -7142,7 +8334,7 @@ int XmlEnc_IVI_Zone(QSCTXT* ctxt, ASN1T_IVI_Zone* pvalue, const QSUTF8CHAR* elem
       rtxErrAddUIntParm(ctxt, (*pvalue).t);
       return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);
    }
-   if ((stat = rtXmlEncEndElement(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlEncEndContent(ctxt, elemName, ns.pOwn)) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

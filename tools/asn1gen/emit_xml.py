@@ -85,16 +85,129 @@ class XmlEmitter(TextEmitter):
     def __init__(self, mi):
         self.mi = mi
         self.cur_td = None
+        self.fast_names = {}   # element name -> C array of the name padded for block copies
 
     # ---- encoding ------------------------------------------------------------------------------
-    def enc_value(self, w, rt, expr, name):
+    def fast_name(self, name):
+        """The static array holding `name` padded with NULs to a multiple of 16 bytes (the fast
+        element writers copy names in 16-byte blocks)."""
+        var = self.fast_names.get(name)
+        if var is None:
+            var = "XmlName_%d" % len(self.fast_names)
+            self.fast_names[name] = var
+        return var
+
+    def emit_fast_names(self):
+        lines = []
+        for name, var in self.fast_names.items():
+            size = (len(name.encode("utf-8")) // 16 + 1) * 16
+            lines.append('static const char %s[%d] = "%s";' % (var, size, name))
+        return lines
+
+    def fast_leaf(self, rt, expr, raw):
+        """The call of a fast element writer for a member value of a simple type (nonzero when
+        it did not write), with the checks of the value's encoder that must pass first; None
+        when the type has no fast writer."""
+        body = rt.typedef.body if self.uses_typedef_codec(rt) else rt
+        k = body.kind
+        if k not in ("INTEGER", "BOOLEAN", "BIT_STRING") and \
+                not (k == "ENUMERATED" and self.uses_typedef_codec(rt)):
+            return None
+        nm = "@NAME@"
+        if k == "INTEGER":
+            ct = int_ctype(body.cons)
+            conds = []
+            if body.cons.has_range() and not body.cons.ext and self.uses_typedef_codec(rt):
+                conds = range_conds(ct, body.cons.lo, body.cons.hi, expr)
+            if ct.startswith("QSU"):
+                call = "rtXmlEncFastUInt(ctxt, (QSUINT64)%s, %s)" % (expr, nm)
+            else:
+                call = "rtXmlEncFastInt(ctxt, (QSINT64)%s, %s)" % (expr, nm)
+            return conds, call
+        if k == "ENUMERATED":
+            top = max(v for _, v in body.root)
+            n = len(body.root) + len(body.ext_items or [])
+            t = tname(rt.typedef)
+            return ["%s > %d" % (expr, top)], \
+                "rtXmlEncFastEnum(ctxt, %s_ENUMTAB, %d, (QSINT32)%s, %s)" % (t, n, expr, nm)
+        if k == "BOOLEAN":
+            return [], "rtXmlEncFastBool(ctxt, %s, %s)" % (expr, nm)
+        if k == "BIT_STRING":
+            c = body.cons
+            conds = []
+            if c.has_size() and not c.size_ext and self.uses_typedef_codec(rt):
+                conds = range_conds("QSUINT32", c.size_lo, c.size_hi, "%s.numbits" % expr)
+            limit = "8 * sizeof(%s.data)" % expr if is_small_bitstring(body) else "%s.numbits" % expr
+            return conds, "rtXmlEncFastBits(ctxt, %s.numbits, %s.data, %s, %s)" % (expr, expr, limit, nm)
+        return None
+
+    def enc_value(self, w, rt, expr, name, raw=None):
         """Encodes the member value `expr` as the element `name` (a C expression) in the
-        members' namespace."""
+        members' namespace. With the name's text `raw`, a value of a simple type is written by
+        the fast writer when it can, else by the general code."""
+        fast = self.fast_leaf(rt, expr, raw) if raw is not None else None
+        if fast is not None:
+            conds, call = fast
+            sub = CodeWriter()
+            self.enc_value(sub, rt, expr, name)
+            general = sub.lines[-1].strip()
+            prefix = "if ((stat = "
+            suffix = ") != 0) return LOG_RTERR(ctxt, stat);"
+            if general.startswith(prefix) and general.endswith(suffix):
+                # the checks of an inline value stay in front, as they are
+                for line in sub.lines[:-1]:
+                    w.line(line.strip())
+                gcall = general[len(prefix):-len(suffix)]
+                call = call.replace("@NAME@", "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8"))))
+                w.line("if ((%s != 0) && (stat = %s) != 0) return LOG_RTERR(ctxt, stat);"
+                       % (" || ".join(conds + [call]), gcall))
+                return
+        if raw is not None and self.uses_typedef_codec(rt) and \
+                rt.typedef.body.kind in ("SEQUENCE", "CHOICE", "SEQUENCE_OF"):
+            self.enc_container(w, rt, expr, name, raw)
+            return
         if self.uses_typedef_codec(rt):
             arg = "&%s" % expr if rt.typedef.body.kind in POINTER_KINDS else expr
             self.check(w, "XmlEnc_%s(ctxt, %s, %s, ns.childURI)" % (rt.typedef.cname, arg, name))
         else:
             self.enc_inline(w, rt, expr, name, "ns.pChild")
+
+    def enc_container(self, w, rt, expr, name, raw):
+        """A member of a structured type with an encoder of its own: its start and end tag are
+        written here by the fast writers around the encoder called with an empty name (which
+        writes the content straight in), the name pushed in between as the encoder would; when
+        the fast start does not apply, or a check that the encoder makes before its start tag
+        would fail, the encoder is called with the name."""
+        td = rt.typedef
+        while td.alias is not None and self.uses_typedef_codec(td.body):
+            td = td.alias
+        conds = []
+        c = td.body.cons
+        if td.body.kind == "SEQUENCE_OF" and c.has_size() and not c.size_ext:
+            conds = range_conds("QSUINT32", c.size_lo, c.size_hi, "%s.count" % expr)
+        nm = "%s, %d" % (self.fast_name(raw), len(raw.encode("utf-8")))
+        call = "XmlEnc_%s(ctxt, &%s, %%s, ns.childURI)" % (rt.typedef.cname, expr)
+        w.line("if (%srtXmlEncFastStart(ctxt, %s) == 0) {" % ("".join("!(%s) && " % x for x in conds), nm))
+        w.indent()
+        self.check(w, call % qs(""))
+        w.line("if ((stat = rtXmlEncFastEnd(ctxt, %s)) != 0) {" % nm)
+        # the encoder's own end tag would have recorded the failure there first
+        w.line('   rtxErrSetData(ctxt, stat, "../src/etsi/%sEnc.cpp", __LINE__);' % td.module.name)
+        w.line("   return LOG_RTERR(ctxt, stat);")
+        w.line("}")
+        w.dedent()
+        w.line("}")
+        w.line("else if ((stat = %s) != 0) return LOG_RTERR(ctxt, stat);" % (call % name))
+
+    def start_elem(self, w, name, rec):
+        """Start tag of a structured value; the name given to an encoder may be empty (content
+        straight into the open element), which the inline form passes over without a call."""
+        fn = "rtXmlEncStartContent(ctxt, %s, %s)" if name == "elemName" else "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)"
+        self.check(w, fn % (name, rec))
+
+    def end_elem(self, w, name, rec):
+        fn = "rtXmlEncEndContent(ctxt, %s, %s)" if name == "elemName" else "rtXmlEncEndElement(ctxt, %s, %s)"
+        self.check(w, fn % (name, rec))
 
     def enc_inline(self, w, rt, expr, name, rec):
         k = rt.kind
@@ -140,7 +253,7 @@ class XmlEmitter(TextEmitter):
             raise Asn1Error("no XML encoding for %s" % k)
 
     def enc_sequence(self, w, rt, expr, name, rec):
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         for c in rt.components:
             if c.has_present_bit:
                 w.line("if (%s.m.%sPresent) {" % (expr, c.cname))
@@ -150,13 +263,14 @@ class XmlEmitter(TextEmitter):
             elif c.type.kind == "NULL" and c.type.typedef is None:
                 self.check(w, "rtXmlEncNull(ctxt, %s, ns.pChild)" % qs(c.name))
             else:
-                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname), qs(c.name))
+                self.enc_value(w, c.type, "%s.%s" % (expr, c.cname), qs(c.name), c.name)
             if c.has_present_bit:
                 w.dedent()
                 w.line("}")
         if rt.extensible:
-            self.check(w, "rtAsn1XmlEncOpenTypeExt(ctxt, &%s.extElem1)" % expr)
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+            w.line("if (%s.extElem1.head != 0 && (stat = rtAsn1XmlEncOpenTypeExt(ctxt, &%s.extElem1)) != 0) "
+                   "return LOG_RTERR(ctxt, stat);" % (expr, expr))
+        self.end_elem(w, name, rec)
 
     def enc_regional_value(self, w, c, expr):
         """The open type of a regional extension: an element holding the typed extension of the
@@ -179,7 +293,7 @@ class XmlEmitter(TextEmitter):
         self.check(w, "rtXmlEncEndElement(ctxt, %s, ns.pChild)" % qs(c.name))
 
     def enc_choice(self, w, rt, expr, name, rec):
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         w.line("switch (%s.t) {" % expr)
         for i, a in enumerate(rt.alternatives):
             w.line("case %d:" % (i + 1))
@@ -188,7 +302,7 @@ class XmlEmitter(TextEmitter):
                 self.check(w, "rtXmlEncNull(ctxt, %s, ns.pChild)" % qs(a.name))
             else:
                 w.line("if (%s.u.%s == 0) return LOG_RTERR(ctxt, RTERR_UNEXPECTED_NULL_POINTER);" % (expr, a.cname))
-                self.enc_value(w, a.type, "(*%s.u.%s)" % (expr, a.cname), qs(a.name))
+                self.enc_value(w, a.type, "(*%s.u.%s)" % (expr, a.cname), qs(a.name), a.name)
             w.line("break;")
             w.dedent()
         w.line("default:")
@@ -205,18 +319,18 @@ class XmlEmitter(TextEmitter):
         w.line("return LOG_RTERR(ctxt, RTERR_INVALID_CHOICE_OPTION);")
         w.dedent()
         w.line("}")
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+        self.end_elem(w, name, rec)
 
     def enc_seqof(self, w, rt, expr, name, rec):
         el = rt.element
         self.size_check(w, rt.cons, "%s.count" % expr)
-        self.check(w, "rtXmlEncStartElement(ctxt, %s, %s, 0, 1)" % (name, rec))
+        self.start_elem(w, name, rec)
         w.line("for (QSRTDListNode* node = %s.head; node != 0; node = node->next) {" % expr)
         w.indent()
-        self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el), qs(item_name(el)))
+        self.enc_value(w, el, "(*(%s*)node->data)" % ctype(el), qs(item_name(el)), item_name(el))
         w.dedent()
         w.line("}")
-        self.check(w, "rtXmlEncEndElement(ctxt, %s, %s)" % (name, rec))
+        self.end_elem(w, name, rec)
 
     # ---- decoding ------------------------------------------------------------------------------
     def dec_value(self, w, rt, expr):
@@ -454,9 +568,13 @@ def emit_functions(mi, we, wd):
         w.line("/* Namespace of the module's elements outside ASN.1 XML mode. */")
         w.line('static const char* const XML_NS = "%s";' % mi.name)
         w.blank()
+    names_at = len(we.lines)
     for td in mi.typedefs:
         xe.encoder(we, td)
         xe.decoder(wd, td)
+    names = xe.emit_fast_names()
+    if names:
+        we.lines[names_at:names_at] = ["/* Element names of the fast element writers. */"] + names + [""]
 
 
 class XmlFamily(Family):
