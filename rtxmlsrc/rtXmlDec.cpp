@@ -210,6 +210,13 @@ namespace {
  * what fits. */
 template <class T> int decInteger(QSCTXT* ctxt, T* pvalue)
 {
+   bool neg;
+   QSUINT64 mag;
+   if (directInteger(ctxt, (QSUINT64)std::numeric_limits<T>::max(),
+                     (QSUINT64)0 - (QSUINT64)(QSINT64)std::numeric_limits<T>::min(), &neg, &mag)) {
+      *pvalue = neg ? (T)(QSINT64)((QSUINT64)0 - mag) : (T)mag;
+      return 0;
+   }
    int stat;
    if (std::numeric_limits<T>::is_signed) {
       QSINT64 v;
