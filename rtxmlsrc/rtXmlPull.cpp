@@ -759,6 +759,13 @@ QS_ALWAYS_INLINE inline QSSIZE skipWsFrom(const QSOCTET* d, QSSIZE n, QSSIZE q)
    return q;
 }
 
+/* As skipWsFrom, taking the line end before an indentation first. */
+QS_ALWAYS_INLINE inline QSSIZE skipIndent(const QSOCTET* d, QSSIZE n, QSSIZE q)
+{
+   if (q < n && d[q] == '\n') q++;
+   return skipWsFrom(d, n, q);
+}
+
 /* n bytes of a and b equal (both readable for n bytes): whole words, the last one overlapping
  * the one before, and for short names two overlapping halves. */
 inline QSUINT64 load8(const QSOCTET* p)
@@ -826,12 +833,13 @@ QS_ALWAYS_INLINE inline void takeEndTag(QSCTXT* ctxt, QSXmlReader* r, QSSIZE q, 
 const QSSIZE kNotTaken = (QSSIZE)-1;
 const QSSIZE kEndPending = (QSSIZE)-2;
 
-QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows)
+QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                               QSSIZE nrows)
 {
    if (!idleAtDepth(r)) return kNotTaken;
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
-   QSSIZE q = skipWsFrom(d, n, r->pos);
+   QSSIZE q = skipIndent(d, n, r->pos);
    if (q + 1 >= n || d[q] != '<') return kNotTaken;
    QSOCTET c = d[q + 1];
    if (c == '/') {
@@ -849,7 +857,6 @@ QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, Q
          continue;
       QSSIZE end = q + nl + 2;
       r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
-      r->rootSeen = true;
       r->pos = end;
       r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
       r->hasCur = true;
@@ -890,7 +897,7 @@ bool emptyChildAt(const QSXmlReader* r, QSSIZE* pnameOff, QSSIZE* pnameLen)
    if (!idleAtDepth(r) || r->depth == r->stackCap) return false;
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
-   QSSIZE q = skipWsFrom(d, n, r->pos);
+   QSSIZE q = skipIndent(d, n, r->pos);
    if (q + 1 >= n || d[q] != '<') return false;
    /* the name up to the first byte that is not a name character or is a ':' (a prefix) */
    QSSIZE t = q + 1;
@@ -1299,7 +1306,7 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
       /* the end tag left pending by a value reader or a lookup, or a plain end tag next */
       bool pending = r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG && r->cur.level == lvl;
       if (!pending && idleAtDepth(r)) {
-         QSSIZE q = skipWsFrom(r->data, r->size, r->pos);
+         QSSIZE q = skipIndent(r->data, r->size, r->pos);
          QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
          if (end != 0) {
             takeEndTag(ctxt, r, q, end);
