@@ -1295,7 +1295,33 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
    return RTERR_XML_UNEXPECTED_IDENTIFIER;
 }
 
+namespace {
+
+int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+
+} // namespace
+
 int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
+{
+   /* the end tag of the current element left pending by a value reader or a lookup */
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r != nullptr) {
+      QSINT32 lvl = r->level;
+      if ((level < 0 || level == lvl) && lvl > 1 && r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG &&
+          r->cur.level == lvl) {
+         r->curDone = true;
+         r->level = lvl - 1;
+         rtxCtxtPopElemName(ctxt);
+         r->listMode = false;
+         return 0;
+      }
+   }
+   return matchEndTag(ctxt, level);
+}
+
+namespace {
+
+int matchEndTag(QSCTXT* ctxt, QSINT32 level)
 {
    QSXmlReader* r;
    int stat = getReader(ctxt, &r);
@@ -1303,9 +1329,9 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
    if (lvl > 1 && lvl == r->level) {
-      /* the end tag left pending by a value reader or a lookup, or a plain end tag next */
-      bool pending = r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG && r->cur.level == lvl;
-      if (!pending && idleAtDepth(r)) {
+      /* a plain end tag next */
+      bool pending = false;
+      if (idleAtDepth(r)) {
          QSSIZE q = skipIndent(r->data, r->size, r->pos);
          QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
          if (end != 0) {
@@ -1354,6 +1380,8 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
       }
    }
 }
+
+} // namespace
 
 int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
                         QSBOOL required)
@@ -1518,14 +1546,25 @@ int rtXmlDecEmptyElement(QSCTXT* ctxt)
    }
 }
 
-int rtXmlpDecEnumElem(QSCTXT* ctxt, int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*),
-                      QSUINT32 top, QSUINT32* pvalue)
+int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count,
+                      int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue)
 {
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
    QSSIZE off, len;
    if (r != nullptr && emptyChildAt(r, &off, &len)) {
+      /* the table has the identifiers of toEnum: the entry of the same name gives the value */
+      const QSOCTET* name = r->data + off;
       QSUINT32 value = 0;
-      if (toEnum(ctxt, r->data + off, (size_t)len, &value) == 0 && value <= top) {
+      bool found = false;
+      for (QSUINT16 i = 0; i < count; i++) {
+         const QSRTEnumTableEntry& e = table[i];
+         if (e.namelen == len && e.name[0] == name[0] && sameBytes(e.name, name, len)) {
+            value = (QSUINT32)e.value;
+            found = true;
+            break;
+         }
+      }
+      if (found && value <= top) {
          takeEmptyChild(ctxt, r, off, len);
          *pvalue = value;
          return 0;

@@ -6282,14 +6282,14 @@ int XmlDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
 int XmlDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuroValue_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuroValue_ENUMTAB, 16, ASN1T_EuroValue_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_CopValue_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_CopValue_ENUMTAB, 9, ASN1T_CopValue_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6481,7 +6481,7 @@ int XmlDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 int XmlDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_LPN_alphabetIndicator_ToEnum2, 33, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, ASN1T_LPN_alphabetIndicator_ToEnum2, 33, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7334,7 +7334,7 @@ int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 int XmlDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_StationType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_StationType_ENUMTAB, 16, ASN1T_StationType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7557,7 +7557,7 @@ int XmlDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
 int XmlDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_UnitType_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_UnitType_ENUMTAB, 2, ASN1T_UnitType_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7663,7 +7663,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
 int XmlDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -248,7 +248,9 @@ class XmlEmitter(TextEmitter):
             self.dec_range_check(w, rt, expr)
         elif k == "ENUMERATED":
             top = max(v for _, v in rt.root)
-            self.check(w, "rtXmlpDecEnumElem(ctxt, %s_ToEnum2, %d, &%s)" % (tname(self.cur_td), top, expr))
+            t = tname(self.cur_td)
+            n = len(rt.root) + len(rt.ext_items or [])
+            self.check(w, "rtXmlpDecEnumElem(ctxt, %s_ENUMTAB, %d, %s_ToEnum2, %d, &%s)" % (t, n, t, top, expr))
         elif k == "BIT_STRING":
             if is_small_bitstring(rt):
                 self.check(w, "rtXmlpDecBitString(ctxt, %s.data, &%s.numbits, sizeof(%s.data))" % (expr, expr, expr))
