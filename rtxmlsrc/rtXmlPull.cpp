@@ -101,6 +101,7 @@ struct QSXmlReader {
    OpenTag* stack;      /* open tags of the tokenizer, depth entries */
    QSSIZE depth;
    QSSIZE stackCap;
+   OpenTag firstTags[24];  /* the stack until it needs more entries */
    bool rootSeen;
    bool rootClosed;
    bool pendingEnd;     /* the end event of a self-closing tag is due */
@@ -448,7 +449,14 @@ int readStartTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
    }
    if (r->depth == r->stackCap) {
       QSSIZE ncap = (r->stackCap == 0) ? 64 : r->stackCap * 2;
-      OpenTag* ns = static_cast<OpenTag*>(std::realloc(r->stack, ncap * sizeof(OpenTag)));
+      OpenTag* ns;
+      if (r->stack == r->firstTags) {
+         ns = static_cast<OpenTag*>(std::malloc(ncap * sizeof(OpenTag)));
+         if (ns != nullptr) std::memcpy(ns, r->firstTags, sizeof r->firstTags);
+      }
+      else {
+         ns = static_cast<OpenTag*>(std::realloc(r->stack, ncap * sizeof(OpenTag)));
+      }
       if (ns == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       r->stack = ns;
       r->stackCap = ncap;
@@ -868,6 +876,39 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, cons
    return kNotTaken;
 }
 
+/* The start of the document: an XML declaration (or nothing), whitespace and the plain start tag
+ * <name> of the root with the expected name, consumed and marked done; false (nothing read)
+ * otherwise. */
+bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
+{
+   if (r->hasCur || r->errStat != 0 || r->depth != 0 || r->rootSeen || r->pos != r->docStart ||
+       r->stackCap == 0)
+      return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE q = r->pos;
+   if (startsWith(r, q, "<?xml") && q + 5 < n && isWs(d[q + 5])) {
+      QSSIZE end = findText(r, q + 2, "?>");
+      if (end >= n) return false;
+      q = end + 2;
+   }
+   q = skipWsFrom(d, n, q);
+   QSSIZE nl = std::strlen(name);
+   if (nl == 0 || q + 1 + nl >= n || d[q] != '<' || d[q + 1 + nl] != '>' ||
+       std::memcmp(d + q + 1, name, nl) != 0)
+      return false;
+   QSSIZE end = q + nl + 2;
+   r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
+   r->rootSeen = true;
+   r->pos = end;
+   r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
+   r->hasCur = true;
+   r->curDone = true;
+   r->level = (QSINT32)r->depth;
+   ctxt->buffer.byteIndex = end;
+   return true;
+}
+
 /* The content of the current element when it is plain character data (no markup, no
  * reference) up to its plain end tag: the end tag is made the pending event as readContent
  * would leave it, the data is given in place. False (nothing read) otherwise. */
@@ -1098,7 +1139,7 @@ void xmlimpl::freeReader(QSCTXT* ctxt)
    if (info == nullptr || info->reader == nullptr) return;
    QSXmlReader* r = info->reader;
    info->reader = nullptr;
-   std::free(r->stack);
+   if (r->stack != r->firstTags) std::free(r->stack);
    r->text.release();
    r->value.release();
    r->list.release();
@@ -1244,6 +1285,8 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    r->pos = (b.byteIndex < r->size) ? b.byteIndex : r->size;
    if (startsWith(r, r->pos, "\xEF\xBB\xBF")) r->pos += 3;
    r->docStart = r->pos;
+   r->stack = r->firstTags;
+   r->stackCap = sizeof r->firstTags / sizeof r->firstTags[0];
    r->lcLine = 1;
    r->lcOff = 0;
    r->lcLineStart = 0;
@@ -1257,6 +1300,11 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
    QSXmlReader* r;
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
+   if (elemLocalName != nullptr && directRootTag(ctxt, r, (const char*)elemLocalName)) {
+      stat = rtxCtxtPushElemName(ctxt, elemLocalName);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return 0;
+   }
    Event* ev;
    stat = peekEventNonWs(ctxt, r, &ev);
    if (stat != 0) return XML_LOG(ctxt, stat);
