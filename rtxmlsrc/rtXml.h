@@ -329,6 +329,16 @@ int rtXmlpSetListMode(QSCTXT* ctxt);
 QSBOOL rtXmlpListHasItem(QSCTXT* ctxt);
 int rtXmlpCountListItems(QSCTXT* ctxt);
 
+/* ---- reader: direct forms for the generated decoders ---------------------------------------- */
+
+/* As rtXmlpDecXerEnum and rtXmlpDecXerBool (asn1XmlGen.h), with the usual form, one empty child
+ * <identifier/>, read straight from the input; anything else goes to those functions. The enum
+ * form looks the identifier up in the type's table of identifiers (the one toEnum searches). */
+struct QSRTEnumTableEntry;
+int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count,
+                      int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue);
+int rtXmlpDecBoolElem(QSCTXT* ctxt, QSBOOL* pvalue);
+
 /* Document end: the result of the whole decode by the non-fatal-error rule (all non-fatal
  * records alike: their status; different: RTERR_MULTIPLE_ERRORS; none: the context status). */
 int rtXmlpDecodeResult(QSCTXT* ctxt);

@@ -133,12 +133,29 @@ void storeBits(const QSOCTET* p, QSSIZE n, QSOCTET* data, QSSIZE dataBits, QSOCT
    }
 }
 
+/* The usual bit string, nothing but '0'/'1' digits that fit: stored as storeBits would, in one
+ * pass after the check; false (data untouched) for anything else. */
+bool plainBits(const QSOCTET* p, QSSIZE n, QSOCTET* data, QSSIZE bufsize)
+{
+   if (n > bufsize * 8) return false;
+   for (QSSIZE i = 0; i < n; i++)
+      if ((p[i] & 0xFE) != '0') return false;
+   if (n != 0) std::memset(data, 0, (n + 7) / 8);
+   for (QSSIZE i = 0; i < n; i++)
+      if (p[i] & 1) data[i / 8] |= (QSOCTET)(0x80 >> (i % 8));
+   return true;
+}
+
 int decBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits)
 {
    const QSOCTET* p;
    QSSIZE n;
    int stat = readCollapsed(ctxt, &p, &n);
    if (stat != 0) return XML_LOG(ctxt, stat);
+   if (plainBits(p, n, data, bufsize)) {
+      *pnbits = n;
+      return 0;
+   }
    QSSIZE count;
    stat = countBits(ctxt, p, n, &count);
    if (stat != 0) return stat;
@@ -210,6 +227,13 @@ namespace {
  * what fits. */
 template <class T> int decInteger(QSCTXT* ctxt, T* pvalue)
 {
+   bool neg;
+   QSUINT64 mag;
+   if (directInteger(ctxt, (QSUINT64)std::numeric_limits<T>::max(),
+                     (QSUINT64)0 - (QSUINT64)(QSINT64)std::numeric_limits<T>::min(), &neg, &mag)) {
+      *pvalue = neg ? (T)(QSINT64)((QSUINT64)0 - mag) : (T)mag;
+      return 0;
+   }
    int stat;
    if (std::numeric_limits<T>::is_signed) {
       QSINT64 v;

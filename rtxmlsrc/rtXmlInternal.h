@@ -90,6 +90,12 @@ void addPosParm(QSCTXT* ctxt, QSSIZE offset);
  * child element is RTERR_XML_UNEXPECTED_START_TAG. */
 int readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen);
 
+/* A decimal integer (optional '-', up to 19 digits, nothing else) as the whole content of the
+ * current element up to its plain end tag, with a magnitude within maxPos (maxNeg when negative):
+ * read as the value readers would read it, the end tag left pending; false (nothing read)
+ * otherwise. */
+bool directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUINT64* pmag);
+
 /* Position of the value last read as an error parameter. */
 void addValuePosParm(QSCTXT* ctxt);
 

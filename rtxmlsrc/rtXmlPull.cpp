@@ -21,6 +21,11 @@
 #include <cstring>
 #include <new>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "rtxmlsrc/rtXmlInternal.h"
 #include "rtxsrc/rtxContext.h"
 #include "rtxsrc/rtxMemory.h"
@@ -96,6 +101,7 @@ struct QSXmlReader {
    OpenTag* stack;      /* open tags of the tokenizer, depth entries */
    QSSIZE depth;
    QSSIZE stackCap;
+   OpenTag firstTags[24];  /* the stack until it needs more entries */
    bool rootSeen;
    bool rootClosed;
    bool pendingEnd;     /* the end event of a self-closing tag is due */
@@ -443,7 +449,14 @@ int readStartTag(QSCTXT* ctxt, QSXmlReader* r, Event* ev)
    }
    if (r->depth == r->stackCap) {
       QSSIZE ncap = (r->stackCap == 0) ? 64 : r->stackCap * 2;
-      OpenTag* ns = static_cast<OpenTag*>(std::realloc(r->stack, ncap * sizeof(OpenTag)));
+      OpenTag* ns;
+      if (r->stack == r->firstTags) {
+         ns = static_cast<OpenTag*>(std::malloc(ncap * sizeof(OpenTag)));
+         if (ns != nullptr) std::memcpy(ns, r->firstTags, sizeof r->firstTags);
+      }
+      else {
+         ns = static_cast<OpenTag*>(std::realloc(r->stack, ncap * sizeof(OpenTag)));
+      }
       if (ns == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       r->stack = ns;
       r->stackCap = ncap;
@@ -708,39 +721,261 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
    *pprefixLen = plen;
 }
 
-/* The index of the first table entry matching the start tag, or -1; a
- * wildcard entry (no name) matches when no named entry does. */
-/* When the next markup is a start tag <name> (no prefix, no attributes) whose name is that of a
- * named row, makes its event as readStartTag would, comparing with the expected names instead of
- * scanning the name first; the first such row, or (QSSIZE)-1 (nothing read). */
-QSSIZE readExpectedStartTag(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows)
+/* ---- direct paths for the common shape ------------------------------------------------------
+ *
+ * Documents as the writer produces them consist of indentation, plain start tags <name>, plain
+ * character data and plain end tags </name>. The functions below read such markup straight from
+ * the input and leave the reader exactly as the general path (tokenizer events, peekEvent,
+ * markDone) would have left it. They change nothing and report "not taken" as soon as anything
+ * differs from that shape (comments, CDATA, references, attributes, prefixes, unknown names,
+ * pending events, earlier failures), so the general path then reads the same input and produces
+ * the same results and errors. */
+
+#if defined(__GNUC__)
+#define QS_ALWAYS_INLINE __attribute__((always_inline))
+#else
+#define QS_ALWAYS_INLINE
+#endif
+
+/* No event pending, nothing failed, inside the root, and the reader's level is the
+ * tokenizer's depth. */
+inline bool idleAtDepth(const QSXmlReader* r)
 {
-   if (!(!r->hasCur || r->curDone) || r->errStat != 0 || r->pendingEnd || r->depth == 0) return (QSSIZE)-1;
+   return (!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0 &&
+          r->level == (QSINT32)r->depth;
+}
+
+/* Offset of the first byte at or after q that is not whitespace (n when there is none); runs of
+ * spaces, the indentation, sixteen at a time. */
+QS_ALWAYS_INLINE inline QSSIZE skipWsFrom(const QSOCTET* d, QSSIZE n, QSSIZE q)
+{
+#if defined(__SSE2__)
+   const __m128i spaces = _mm_set1_epi8(' ');
+   while (q + 16 <= n) {
+      __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + q));
+      unsigned others = ~(unsigned)_mm_movemask_epi8(_mm_cmpeq_epi8(v, spaces)) & 0xFFFFu;
+      if (others == 0) {
+         q += 16;
+         continue;
+      }
+      q += (QSSIZE)__builtin_ctz(others);
+      if (!isWs(d[q])) return q;
+      q++;
+   }
+#endif
+   while (q < n && isWs(d[q])) q++;
+   return q;
+}
+
+/* As skipWsFrom, taking the line end before an indentation first. */
+QS_ALWAYS_INLINE inline QSSIZE skipIndent(const QSOCTET* d, QSSIZE n, QSSIZE q)
+{
+   if (q < n && d[q] == '\n') q++;
+   return skipWsFrom(d, n, q);
+}
+
+/* n bytes of a and b equal (both readable for n bytes): whole words, the last one overlapping
+ * the one before, and for short names two overlapping halves. */
+inline QSUINT64 load8(const QSOCTET* p)
+{
+   QSUINT64 w;
+   std::memcpy(&w, p, 8);
+   return w;
+}
+
+inline QSUINT32 load4(const QSOCTET* p)
+{
+   QSUINT32 w;
+   std::memcpy(&w, p, 4);
+   return w;
+}
+
+QS_ALWAYS_INLINE inline bool sameBytes(const QSOCTET* a, const QSOCTET* b, QSSIZE n)
+{
+   if (n >= 8) {
+      for (QSSIZE i = 0; i + 8 < n; i += 8)
+         if (load8(a + i) != load8(b + i)) return false;
+      return load8(a + n - 8) == load8(b + n - 8);
+   }
+   if (n >= 4) return load4(a) == load4(b) && load4(a + n - 4) == load4(b + n - 4);
+   if (n >= 2) return a[0] == b[0] && a[1] == b[1] && a[n - 1] == b[n - 1];
+   return n == 0 || a[0] == b[0];
+}
+
+/* End of the end tag of the open element at q ('<' of "</name>", whitespace allowed before the
+ * '>'): the offset after it, or 0 when the markup at q is not that end tag. */
+QS_ALWAYS_INLINE inline QSSIZE plainEndTagAt(const QSXmlReader* r, QSSIZE q)
+{
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
-   QSSIZE p = r->pos;
-   if (p + 1 >= n || d[p] != '<') return (QSSIZE)-1;
+   const OpenTag& open = r->stack[r->depth - 1];
+   QSSIZE nl = open.nameLen;
+   QSSIZE e = q + 2;
+   if (e + nl >= n || d[q] != '<' || d[q + 1] != '/' || !sameBytes(d + e, d + open.nameOff, nl)) return 0;
+   QSSIZE t = e + nl;
+   if (d[t] != '>') {
+      if (!isWs(d[t])) return 0;
+      t = skipWsFrom(d, n, t);
+      if (t >= n || d[t] != '>') return 0;
+   }
+   return t + 1;
+}
+
+/* Makes the end tag of the open element, read from q to end, the pending event (readEndTag). */
+QS_ALWAYS_INLINE inline void takeEndTag(QSCTXT* ctxt, QSXmlReader* r, QSSIZE q, QSSIZE end)
+{
+   const OpenTag& open = r->stack[r->depth - 1];
+   r->cur = Event{ QSXMLP_END_TAG, (QSINT32)r->depth, q + 2, open.nameLen, q, end, false, false };
+   r->hasCur = true;
+   r->curDone = false;
+   r->depth--;
+   if (r->depth == 0) r->rootClosed = true;
+   r->pos = end;
+   ctxt->buffer.byteIndex = end;
+}
+
+/* Reading the next child element of the current level: a plain start tag <name> whose name is
+ * that of one of the table's named entries is consumed and marked done; the first such entry.
+ * The plain end tag of the current element is made the pending event: kEndPending. Otherwise
+ * nothing is read: kNotTaken. */
+const QSSIZE kNotTaken = (QSSIZE)-1;
+const QSSIZE kEndPending = (QSSIZE)-2;
+
+QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                               QSSIZE nrows)
+{
+   if (!idleAtDepth(r)) return kNotTaken;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE q = skipIndent(d, n, r->pos);
+   if (q + 1 >= n || d[q] != '<') return kNotTaken;
+   QSOCTET c = d[q + 1];
+   if (c == '/') {
+      QSSIZE end = plainEndTagAt(r, q);
+      if (end == 0) return kNotTaken;
+      takeEndTag(ctxt, r, q, end);
+      return kEndPending;
+   }
+   if (r->depth == r->stackCap) return kNotTaken;  /* growing the stack: the general path */
    for (QSSIZE i = 0; i < nrows; i++) {
       const QSXmlElemDescr& e = tab[i];
-      QSSIZE nl = (e.name != nullptr) ? e.nameLen : 0;
-      if (nl == 0 || p + 1 + nl >= n || d[p + 1 + nl] != '>' || d[p + 1] != (QSOCTET)e.name[0] ||
-          std::memcmp(d + p + 1, e.name, nl) != 0)
+      QSSIZE nl = e.nameLen;
+      if (nl == 0 || e.name == nullptr || (QSOCTET)e.name[0] != c || q + 1 + nl >= n || d[q + 1 + nl] != '>' ||
+          !sameBytes(d + q + 1, (const QSOCTET*)e.name, nl))
          continue;
-      if (r->depth == r->stackCap) return (QSSIZE)-1;  /* growing the stack: the general path */
-      QSSIZE end = p + nl + 2;
-      r->stack[r->depth++] = OpenTag{ p + 1, nl, p, end };
-      r->rootSeen = true;
-      r->pendingEnd = false;
+      QSSIZE end = q + nl + 2;
+      r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
       r->pos = end;
-      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, p + 1, nl, p, end, false, false };
+      r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
       r->hasCur = true;
-      r->curDone = false;
+      r->curDone = true;
+      r->level = (QSINT32)r->depth;
       ctxt->buffer.byteIndex = end;
       return i;
    }
-   return (QSSIZE)-1;
+   return kNotTaken;
 }
 
+/* The start of the document: an XML declaration (or nothing), whitespace and the plain start tag
+ * <name> of the root with the expected name, consumed and marked done; false (nothing read)
+ * otherwise. */
+bool directRootTag(QSCTXT* ctxt, QSXmlReader* r, const char* name)
+{
+   if (r->hasCur || r->errStat != 0 || r->depth != 0 || r->rootSeen || r->pos != r->docStart ||
+       r->stackCap == 0)
+      return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE q = r->pos;
+   if (startsWith(r, q, "<?xml") && q + 5 < n && isWs(d[q + 5])) {
+      QSSIZE end = findText(r, q + 2, "?>");
+      if (end >= n) return false;
+      q = end + 2;
+   }
+   q = skipWsFrom(d, n, q);
+   QSSIZE nl = std::strlen(name);
+   if (nl == 0 || q + 1 + nl >= n || d[q] != '<' || d[q + 1 + nl] != '>' ||
+       std::memcmp(d + q + 1, name, nl) != 0)
+      return false;
+   QSSIZE end = q + nl + 2;
+   r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
+   r->rootSeen = true;
+   r->pos = end;
+   r->cur = Event{ QSXMLP_START_TAG, (QSINT32)r->depth, q + 1, nl, q, end, false, false };
+   r->hasCur = true;
+   r->curDone = true;
+   r->level = (QSINT32)r->depth;
+   ctxt->buffer.byteIndex = end;
+   return true;
+}
+
+/* The content of the current element when it is plain character data (no markup, no
+ * reference) up to its plain end tag: the end tag is made the pending event as readContent
+ * would leave it, the data is given in place. False (nothing read) otherwise. */
+bool directContent(QSCTXT* ctxt, QSXmlReader* r, const QSOCTET** pdata, QSSIZE* plen)
+{
+   if (!idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   while (q < n && !(kClass.c[d[q]] & kCharStop)) q++;
+   if (q + 1 >= n) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pdata = d + p;
+   *plen = q - p;
+   return true;
+}
+
+/* The only content of the current element being an empty child <name/> (no attributes, no
+ * prefix), after whitespace: the offset of its name and the name's length, or false. */
+bool emptyChildAt(const QSXmlReader* r, QSSIZE* pnameOff, QSSIZE* pnameLen)
+{
+   if (!idleAtDepth(r) || r->depth == r->stackCap) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE q = skipIndent(d, n, r->pos);
+   if (q + 1 >= n || d[q] != '<') return false;
+   /* the name up to the first byte that is not a name character or is a ':' (a prefix) */
+   QSSIZE t = q + 1;
+   if (t >= n || !isNameStart(d[t]) || d[t] == ':') return false;
+   t++;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   while (t + 8 <= n) {
+      unsigned k = alnumPrefix(load8(d + t));
+      t += k;
+      if (k != 8) break;
+   }
+#endif
+   while (t < n && isNameChar(d[t]) && d[t] != ':') t++;
+   QSSIZE nl = t - (q + 1);
+   if (t + 1 >= n || d[t] != '/' || d[t + 1] != '>') return false;
+   *pnameOff = q + 1;
+   *pnameLen = nl;
+   return true;
+}
+
+/* Consumes the empty child found by emptyChildAt as the general path does: its start tag and
+ * end tag read and done, the reader back at the level of the current element. */
+void takeEmptyChild(QSCTXT* ctxt, QSXmlReader* r, QSSIZE nameOff, QSSIZE nameLen)
+{
+   QSSIZE end = nameOff + nameLen + 2;
+   r->stack[r->depth] = OpenTag{ nameOff, nameLen, nameOff - 1, end };
+   r->rootSeen = true;
+   r->cur = Event{ QSXMLP_END_TAG, (QSINT32)r->depth + 1, nameOff, nameLen, end, end, false, false };
+   r->hasCur = true;
+   r->curDone = true;
+   r->listMode = false;
+   r->pos = end;
+   ctxt->buffer.byteIndex = end;
+}
+
+/* The index of the first table entry matching the start tag, or -1; a
+ * wildcard entry (no name) matches when no named entry does. */
 QSSIZE matchEntry(const QSXmlReader* r, const Event& ev, const QSXmlElemDescr* tab, QSSIZE nrows)
 {
    QSSIZE off, len, plen;
@@ -904,7 +1139,7 @@ void xmlimpl::freeReader(QSCTXT* ctxt)
    if (info == nullptr || info->reader == nullptr) return;
    QSXmlReader* r = info->reader;
    info->reader = nullptr;
-   std::free(r->stack);
+   if (r->stack != r->firstTags) std::free(r->stack);
    r->text.release();
    r->value.release();
    r->list.release();
@@ -950,11 +1185,42 @@ int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
       *plen = q - p;
       return 0;
    }
+   if (directContent(ctxt, r, pdata, plen)) return 0;
    stat = readContent(ctxt, r);
    if (stat != 0) return XML_LOG(ctxt, stat);
    *pdata = (r->value.p != nullptr) ? r->value.p : (const QSOCTET*)"";
    *plen = r->value.len;
    return 0;
+}
+
+bool xmlimpl::directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUINT64* pmag)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   bool neg = (q < n && d[q] == '-');
+   if (neg) q++;
+   QSSIZE first = q;
+   QSUINT64 v = 0;
+   /* at most 19 digits, which cannot overflow; a longer number is not taken here */
+   QSSIZE lim = (n - q > 19) ? q + 19 : n;
+   for (; q < lim; q++) {
+      unsigned digit = (unsigned)d[q] - '0';
+      if (digit > 9) break;
+      v = v * 10 + digit;
+   }
+   if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pneg = neg;
+   *pmag = v;
+   return true;
 }
 
 void xmlimpl::addValuePosParm(QSCTXT* ctxt)
@@ -1019,6 +1285,8 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    r->pos = (b.byteIndex < r->size) ? b.byteIndex : r->size;
    if (startsWith(r, r->pos, "\xEF\xBB\xBF")) r->pos += 3;
    r->docStart = r->pos;
+   r->stack = r->firstTags;
+   r->stackCap = sizeof r->firstTags / sizeof r->firstTags[0];
    r->lcLine = 1;
    r->lcOff = 0;
    r->lcLineStart = 0;
@@ -1032,6 +1300,11 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
    QSXmlReader* r;
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
+   if (elemLocalName != nullptr && directRootTag(ctxt, r, (const char*)elemLocalName)) {
+      stat = rtxCtxtPushElemName(ctxt, elemLocalName);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return 0;
+   }
    Event* ev;
    stat = peekEventNonWs(ctxt, r, &ev);
    if (stat != 0) return XML_LOG(ctxt, stat);
@@ -1070,13 +1343,57 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
    return RTERR_XML_UNEXPECTED_IDENTIFIER;
 }
 
+namespace {
+
+int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+
+} // namespace
+
 int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
+{
+   /* the end tag of the current element left pending by a value reader or a lookup */
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r != nullptr) {
+      QSINT32 lvl = r->level;
+      if ((level < 0 || level == lvl) && lvl > 1 && r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG &&
+          r->cur.level == lvl) {
+         r->curDone = true;
+         r->level = lvl - 1;
+         rtxCtxtPopElemName(ctxt);
+         r->listMode = false;
+         return 0;
+      }
+   }
+   return matchEndTag(ctxt, level);
+}
+
+namespace {
+
+int matchEndTag(QSCTXT* ctxt, QSINT32 level)
 {
    QSXmlReader* r;
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
+   if (lvl > 1 && lvl == r->level) {
+      /* a plain end tag next */
+      bool pending = false;
+      if (idleAtDepth(r)) {
+         QSSIZE q = skipIndent(r->data, r->size, r->pos);
+         QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
+         if (end != 0) {
+            takeEndTag(ctxt, r, q, end);
+            pending = true;
+         }
+      }
+      if (pending) {
+         markDone(r);
+         rtxCtxtPopElemName(ctxt);
+         r->listMode = false;
+         return 0;
+      }
+   }
    for (;;) {
       Event* ev;
       skipWsBeforeTag(r);  /* character data is passed over here */
@@ -1112,6 +1429,8 @@ int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
    }
 }
 
+} // namespace
+
 int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
                         QSBOOL required)
 {
@@ -1120,8 +1439,16 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (r->level < lvl) return QSXML_END_OF_CONTENT;
+   if (lvl == r->level) {
+      QSSIZE i = directNextElem(ctxt, r, tab, nrows);
+      if (i == kEndPending) return QSXML_END_OF_CONTENT;
+      if (i != kNotTaken) {
+         stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[i].name);
+         if (stat != 0) return XML_LOG(ctxt, stat);
+         return tab[i].id;
+      }
+   }
    skipWsBeforeTag(r);
-   QSSIZE expected = readExpectedStartTag(ctxt, r, tab, nrows);
    for (;;) {
       Event* ev;
       stat = peekEventNonWs(ctxt, r, &ev);
@@ -1149,8 +1476,7 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          rtxErrSetNewData(ctxt, RTERR_XML_UNEXPECTED_START_TAG, XML_MODULE, __LINE__);
          return RTERR_XML_UNEXPECTED_START_TAG;
       }
-      QSSIZE i = (expected != (QSSIZE)-1) ? expected : matchEntry(r, *ev, tab, nrows);
-      expected = (QSSIZE)-1;
+      QSSIZE i = matchEntry(r, *ev, tab, nrows);
       if (i != (QSSIZE)-1) {
          markDone(r);
          bool wildcard = (tab[i].name == nullptr || tab[i].nameLen == 0);
@@ -1179,6 +1505,13 @@ int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
    if (stat != 0) return stat;
    if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
    const QSXmlGroupDesc& g = groups[curGroup];
+   QSSIZE i = directNextElem(ctxt, r, tab + g.row, g.num);
+   if (i != kNotTaken && i != kEndPending) {
+      stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[g.row + i].name);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return tab[g.row + i].id;
+   }
+   if (i == kEndPending && curGroup > lastMandatoryGroup) return QSXML_END_OF_CONTENT;
    bool required = !(g.anyCase >= 0 || (extensible && curGroup > lastMandatoryGroup));
    int id = rtXmlpGetNextElemID(ctxt, tab + g.row, g.num, -1, required);
    if (id == RTERR_UNEXPECTED_ELEMENT) {
@@ -1259,6 +1592,49 @@ int rtXmlDecEmptyElement(QSCTXT* ctxt)
       rtxErrSetNewData(ctxt, RTERR_XML_ELEMENT_NOT_EMPTY, XML_MODULE, __LINE__);
       return RTERR_XML_ELEMENT_NOT_EMPTY;
    }
+}
+
+int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count,
+                      int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   QSSIZE off, len;
+   if (r != nullptr && emptyChildAt(r, &off, &len)) {
+      /* the table has the identifiers of toEnum: the entry of the same name gives the value */
+      const QSOCTET* name = r->data + off;
+      QSUINT32 value = 0;
+      bool found = false;
+      for (QSUINT16 i = 0; i < count; i++) {
+         const QSRTEnumTableEntry& e = table[i];
+         if (e.namelen == len && e.name[0] == name[0] && sameBytes(e.name, name, len)) {
+            value = (QSUINT32)e.value;
+            found = true;
+            break;
+         }
+      }
+      if (found && value <= top) {
+         takeEmptyChild(ctxt, r, off, len);
+         *pvalue = value;
+         return 0;
+      }
+   }
+   return rtXmlpDecXerEnum(ctxt, toEnum, top, pvalue);
+}
+
+int rtXmlpDecBoolElem(QSCTXT* ctxt, QSBOOL* pvalue)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   QSSIZE off, len;
+   if (r != nullptr && emptyChildAt(r, &off, &len)) {
+      const QSOCTET* name = r->data + off;
+      bool isTrue = (len == 4 && std::memcmp(name, "true", 4) == 0);
+      if (isTrue || (len == 5 && std::memcmp(name, "false", 5) == 0)) {
+         takeEmptyChild(ctxt, r, off, len);
+         *pvalue = isTrue ? TRUE : FALSE;
+         return 0;
+      }
+   }
+   return rtXmlpDecXerBool(ctxt, pvalue);
 }
 
 int rtXmlpMarkLastEventActive(QSCTXT* ctxt)

@@ -3265,35 +3265,35 @@ int XmlDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
 int XmlDec_ETSI_GrpC_BatteryStatus(QSCTXT* ctxt, ASN1T_ETSI_GrpC_BatteryStatus* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_GrpC_BatteryStatus_ENUMTAB, 4, ASN1T_ETSI_GrpC_BatteryStatus_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_GrpC_EmissionType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_EmissionType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_EmissionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_GrpC_EmissionType_ENUMTAB, 6, ASN1T_ETSI_GrpC_EmissionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_GrpC_ExceptionalCondition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_GrpC_ExceptionalCondition_ENUMTAB, 13, ASN1T_ETSI_GrpC_ExceptionalCondition_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_GrpC_PtvRequestType(QSCTXT* ctxt, ASN1T_ETSI_GrpC_PtvRequestType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_GrpC_PtvRequestType_ENUMTAB, 5, ASN1T_ETSI_GrpC_PtvRequestType_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_GrpC_RejectedReason(QSCTXT* ctxt, ASN1T_ETSI_GrpC_RejectedReason* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_GrpC_RejectedReason_ENUMTAB, 6, ASN1T_ETSI_GrpC_RejectedReason_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

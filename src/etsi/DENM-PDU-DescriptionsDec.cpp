@@ -2517,7 +2517,7 @@ int XmlDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
 int XmlDec_Termination(QSCTXT* ctxt, ASN1T_Termination* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_Termination_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_Termination_ENUMTAB, 2, ASN1T_Termination_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -21320,7 +21320,7 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
 int XmlDec_ETSI_DSRC_NodeAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ToEnum2, 11, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_NodeAttributeXY_ENUMTAB, 12, ASN1T_ETSI_DSRC_NodeAttributeXY_ToEnum2, 11, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -23534,7 +23534,7 @@ int XmlDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
 int XmlDec_ETSI_DSRC_SpeedLimitType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedLimitType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_SpeedLimitType_ENUMTAB, 13, ASN1T_ETSI_DSRC_SpeedLimitType_ToEnum2, 12, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -23672,7 +23672,7 @@ int XmlDec_ETSI_DSRC_VehicleID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleID* pvalue)
 int XmlDec_ETSI_DSRC_AdvisorySpeedType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_AdvisorySpeedType_ENUMTAB, 4, ASN1T_ETSI_DSRC_AdvisorySpeedType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -23715,7 +23715,7 @@ int XmlDec_ETSI_DSRC_ApproachID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ApproachID* pvalue
 int XmlDec_ETSI_DSRC_BasicVehicleRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ToEnum2, 22, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_BasicVehicleRole_ENUMTAB, 23, ASN1T_ETSI_DSRC_BasicVehicleRole_ToEnum2, 22, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -23888,7 +23888,7 @@ int XmlDec_ETSI_DSRC_Elevation(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Elevation* pvalue)
 int XmlDec_ETSI_DSRC_ElevationConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ElevationConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_ElevationConfidence_ENUMTAB, 16, ASN1T_ETSI_DSRC_ElevationConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -23919,7 +23919,7 @@ int XmlDec_ETSI_DSRC_GNSSstatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GNSSstatus* pvalue
 int XmlDec_ETSI_DSRC_HeadingConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_HeadingConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_HeadingConfidence_ENUMTAB, 8, ASN1T_ETSI_DSRC_HeadingConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24086,7 +24086,7 @@ int XmlDec_ETSI_DSRC_LayerID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerID* pvalue)
 int XmlDec_ETSI_DSRC_LayerType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LayerType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_LayerType_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_LayerType_ENUMTAB, 8, ASN1T_ETSI_DSRC_LayerType_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24129,7 +24129,7 @@ int XmlDec_ETSI_DSRC_MinuteOfTheYear(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MinuteOfTheYe
 int XmlDec_ETSI_DSRC_MovementPhaseState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementPhaseState* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ToEnum2, 9, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_MovementPhaseState_ENUMTAB, 10, ASN1T_ETSI_DSRC_MovementPhaseState_ToEnum2, 9, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24227,28 +24227,28 @@ int XmlDec_ETSI_DSRC_Offset_B16(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Offset_B16* pvalue
 int XmlDec_ETSI_DSRC_PedestrianBicycleDetect(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PedestrianBicycleDetect* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_PositionConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PositionConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_PositionConfidence_ENUMTAB, 16, ASN1T_ETSI_DSRC_PositionConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_PrioritizationResponseStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ENUMTAB, 8, ASN1T_ETSI_DSRC_PrioritizationResponseStatus_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_PriorityRequestType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_PriorityRequestType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_PriorityRequestType_ENUMTAB, 4, ASN1T_ETSI_DSRC_PriorityRequestType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24269,21 +24269,21 @@ int XmlDec_ETSI_DSRC_RequestID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestID* pvalue)
 int XmlDec_ETSI_DSRC_RequestImportanceLevel(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_RequestImportanceLevel_ENUMTAB, 16, ASN1T_ETSI_DSRC_RequestImportanceLevel_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_RequestSubRole(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestSubRole* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_RequestSubRole_ENUMTAB, 16, ASN1T_ETSI_DSRC_RequestSubRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_RestrictionAppliesTo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToEnum2, 13, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ENUMTAB, 14, ASN1T_ETSI_DSRC_RestrictionAppliesTo_ToEnum2, 13, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24330,7 +24330,7 @@ int XmlDec_ETSI_DSRC_RTCMmessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMmessage* pval
 int XmlDec_ETSI_DSRC_RTCM_Revision(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCM_Revision* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_RTCM_Revision_ENUMTAB, 4, ASN1T_ETSI_DSRC_RTCM_Revision_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24356,7 +24356,7 @@ int XmlDec_ETSI_DSRC_SignalGroupID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalGroupID* 
 int XmlDec_ETSI_DSRC_SegmentAttributeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ToEnum2, 37, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_SegmentAttributeXY_ENUMTAB, 38, ASN1T_ETSI_DSRC_SegmentAttributeXY_ToEnum2, 37, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24396,7 +24396,7 @@ int XmlDec_ETSI_DSRC_SpeedAdvice(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedAdvice* pval
 int XmlDec_ETSI_DSRC_SpeedConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SpeedConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_SpeedConfidence_ENUMTAB, 8, ASN1T_ETSI_DSRC_SpeedConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24415,14 +24415,14 @@ int XmlDec_ETSI_DSRC_TemporaryID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TemporaryID* pval
 int XmlDec_ETSI_DSRC_ThrottleConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_ThrottleConfidence_ENUMTAB, 4, ASN1T_ETSI_DSRC_ThrottleConfidence_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ETSI_DSRC_TimeConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ToEnum2, 39, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_TimeConfidence_ENUMTAB, 40, ASN1T_ETSI_DSRC_TimeConfidence_ToEnum2, 39, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24441,7 +24441,7 @@ int XmlDec_ETSI_DSRC_TimeIntervalConfidence(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeIn
 int XmlDec_ETSI_DSRC_TransitVehicleOccupancy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ENUMTAB, 8, ASN1T_ETSI_DSRC_TransitVehicleOccupancy_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24460,7 +24460,7 @@ int XmlDec_ETSI_DSRC_TransitVehicleStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransitV
 int XmlDec_ETSI_DSRC_TransmissionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TransmissionState* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_TransmissionState_ENUMTAB, 8, ASN1T_ETSI_DSRC_TransmissionState_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24479,7 +24479,7 @@ int XmlDec_ETSI_DSRC_VehicleHeight(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleHeight* 
 int XmlDec_ETSI_DSRC_VehicleType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_VehicleType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ETSI_DSRC_VehicleType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ETSI_DSRC_VehicleType_ENUMTAB, 16, ASN1T_ETSI_DSRC_VehicleType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -24498,7 +24498,7 @@ int XmlDec_ETSI_DSRC_Velocity(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Velocity* pvalue)
 int XmlDec_ETSI_DSRC_WaitOnStopline(QSCTXT* ctxt, ASN1T_ETSI_DSRC_WaitOnStopline* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

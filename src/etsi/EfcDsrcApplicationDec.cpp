@@ -8100,14 +8100,14 @@ int XmlDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
 int XmlDec_EuroValue(QSCTXT* ctxt, ASN1T_EuroValue* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuroValue_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuroValue_ENUMTAB, 16, ASN1T_EuroValue_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_CopValue(QSCTXT* ctxt, ASN1T_CopValue* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_CopValue_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_CopValue_ENUMTAB, 9, ASN1T_CopValue_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -8299,7 +8299,7 @@ int XmlDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
 int XmlDec_LPN_alphabetIndicator(QSCTXT* ctxt, ASN1T_LPN_alphabetIndicator* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_LPN_alphabetIndicator_ToEnum2, 33, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_LPN_alphabetIndicator_ENUMTAB, 33, ASN1T_LPN_alphabetIndicator_ToEnum2, 33, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9132,7 +9132,7 @@ int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
       case 0:
-         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue).ascendingKilometrage)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       case 1:
          if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).laneCodeNumber)) != 0) return LOG_RTERR(ctxt, stat);
@@ -9152,7 +9152,7 @@ int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
 int XmlDec_StationType(QSCTXT* ctxt, ASN1T_StationType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_StationType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_StationType_ENUMTAB, 16, ASN1T_StationType_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9375,7 +9375,7 @@ int XmlDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
 int XmlDec_UnitType(QSCTXT* ctxt, ASN1T_UnitType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_UnitType_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_UnitType_ENUMTAB, 2, ASN1T_UnitType_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -9481,7 +9481,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
 int XmlDec_VehicleAxles_vehicleAxlesNumber_tyreType(QSCTXT* ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ENUMTAB, 4, ASN1T_VehicleAxles_vehicleAxlesNumber_tyreType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -461,28 +461,28 @@ int XmlDec_EuVehicleCategoryCode(QSCTXT* ctxt, ASN1T_EuVehicleCategoryCode* pval
 int XmlDec_EuVehicleCategoryL(QSCTXT* ctxt, ASN1T_EuVehicleCategoryL* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryL_ToEnum2, 6, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuVehicleCategoryL_ENUMTAB, 7, ASN1T_EuVehicleCategoryL_ToEnum2, 6, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_EuVehicleCategoryM(QSCTXT* ctxt, ASN1T_EuVehicleCategoryM* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryM_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuVehicleCategoryM_ENUMTAB, 3, ASN1T_EuVehicleCategoryM_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_EuVehicleCategoryN(QSCTXT* ctxt, ASN1T_EuVehicleCategoryN* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryN_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuVehicleCategoryN_ENUMTAB, 3, ASN1T_EuVehicleCategoryN_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_EuVehicleCategoryO(QSCTXT* ctxt, ASN1T_EuVehicleCategoryO* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_EuVehicleCategoryO_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_EuVehicleCategoryO_ENUMTAB, 4, ASN1T_EuVehicleCategoryO_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

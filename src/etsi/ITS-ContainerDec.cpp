@@ -6338,7 +6338,7 @@ int XmlDec_ITS_AltitudeValue(QSCTXT* ctxt, ASN1T_ITS_AltitudeValue* pvalue)
 int XmlDec_ITS_AltitudeConfidence(QSCTXT* ctxt, ASN1T_ITS_AltitudeConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_AltitudeConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_AltitudeConfidence_ENUMTAB, 16, ASN1T_ITS_AltitudeConfidence_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6782,14 +6782,14 @@ int XmlDec_ITS_CurvatureValue(QSCTXT* ctxt, ASN1T_ITS_CurvatureValue* pvalue)
 int XmlDec_ITS_CurvatureConfidence(QSCTXT* ctxt, ASN1T_ITS_CurvatureConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_CurvatureConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_CurvatureConfidence_ENUMTAB, 8, ASN1T_ITS_CurvatureConfidence_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ITS_CurvatureCalculationMode(QSCTXT* ctxt, ASN1T_ITS_CurvatureCalculationMode* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_CurvatureCalculationMode_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_CurvatureCalculationMode_ENUMTAB, 3, ASN1T_ITS_CurvatureCalculationMode_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -6904,7 +6904,7 @@ int XmlDec_ITS_ClosedLanes(QSCTXT* ctxt, ASN1T_ITS_ClosedLanes* pvalue)
 int XmlDec_ITS_HardShoulderStatus(QSCTXT* ctxt, ASN1T_ITS_HardShoulderStatus* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_HardShoulderStatus_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_HardShoulderStatus_ENUMTAB, 3, ASN1T_ITS_HardShoulderStatus_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7000,14 +7000,14 @@ int XmlDec_ITS_Speed(QSCTXT* ctxt, ASN1T_ITS_Speed* pvalue)
 int XmlDec_ITS_DriveDirection(QSCTXT* ctxt, ASN1T_ITS_DriveDirection* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_DriveDirection_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_DriveDirection_ENUMTAB, 3, ASN1T_ITS_DriveDirection_ToEnum2, 2, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ITS_EmbarkationStatus(QSCTXT* ctxt, ASN1T_ITS_EmbarkationStatus* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7168,7 +7168,7 @@ int XmlDec_ITS_ExteriorLights(QSCTXT* ctxt, ASN1T_ITS_ExteriorLights* pvalue)
 int XmlDec_ITS_DangerousGoodsBasic(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsBasic* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_DangerousGoodsBasic_ToEnum2, 19, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_DangerousGoodsBasic_ENUMTAB, 20, ASN1T_ITS_DangerousGoodsBasic_ToEnum2, 19, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7215,13 +7215,13 @@ int XmlDec_ITS_DangerousGoodsExtended(QSCTXT* ctxt, ASN1T_ITS_DangerousGoodsExte
          }
          break;
       case 2:
-         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue).elevatedTemperature)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       case 3:
-         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue).tunnelsRestricted)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       case 4:
-         if ((stat = rtXmlpDecXerBool(ctxt, &(*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
+         if ((stat = rtXmlpDecBoolElem(ctxt, &(*pvalue).limitedQuantity)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       case 5:
          (*pvalue).m.emergencyActionCodePresent = 1;
@@ -7336,7 +7336,7 @@ int XmlDec_ITS_PosCentMass(QSCTXT* ctxt, ASN1T_ITS_PosCentMass* pvalue)
 int XmlDec_ITS_RequestResponseIndication(QSCTXT* ctxt, ASN1T_ITS_RequestResponseIndication* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RequestResponseIndication_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_RequestResponseIndication_ENUMTAB, 2, ASN1T_ITS_RequestResponseIndication_ToEnum2, 1, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7355,7 +7355,7 @@ int XmlDec_ITS_SpeedLimit(QSCTXT* ctxt, ASN1T_ITS_SpeedLimit* pvalue)
 int XmlDec_ITS_StationarySince(QSCTXT* ctxt, ASN1T_ITS_StationarySince* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_StationarySince_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_StationarySince_ENUMTAB, 4, ASN1T_ITS_StationarySince_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7374,7 +7374,7 @@ int XmlDec_ITS_Temperature(QSCTXT* ctxt, ASN1T_ITS_Temperature* pvalue)
 int XmlDec_ITS_TrafficRule(QSCTXT* ctxt, ASN1T_ITS_TrafficRule* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_TrafficRule_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_TrafficRule_ENUMTAB, 4, ASN1T_ITS_TrafficRule_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7429,7 +7429,7 @@ int XmlDec_ITS_PositionOfOccupants(QSCTXT* ctxt, ASN1T_ITS_PositionOfOccupants* 
 int XmlDec_ITS_PositioningSolutionType(QSCTXT* ctxt, ASN1T_ITS_PositioningSolutionType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_PositioningSolutionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_PositioningSolutionType_ENUMTAB, 6, ASN1T_ITS_PositioningSolutionType_ToEnum2, 5, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7556,7 +7556,7 @@ int XmlDec_ITS_VehicleLengthValue(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthValue* pv
 int XmlDec_ITS_VehicleLengthConfidenceIndication(QSCTXT* ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_VehicleLengthConfidenceIndication_ENUMTAB, 5, ASN1T_ITS_VehicleLengthConfidenceIndication_ToEnum2, 4, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7624,7 +7624,7 @@ int XmlDec_ITS_InformationQuality(QSCTXT* ctxt, ASN1T_ITS_InformationQuality* pv
 int XmlDec_ITS_RoadType(QSCTXT* ctxt, ASN1T_ITS_RoadType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RoadType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_RoadType_ENUMTAB, 4, ASN1T_ITS_RoadType_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7696,7 +7696,7 @@ int XmlDec_ITS_TimestampIts(QSCTXT* ctxt, ASN1T_ITS_TimestampIts* pvalue)
 int XmlDec_ITS_VehicleRole(QSCTXT* ctxt, ASN1T_ITS_VehicleRole* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_VehicleRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_VehicleRole_ENUMTAB, 16, ASN1T_ITS_VehicleRole_ToEnum2, 15, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
@@ -7744,28 +7744,28 @@ int XmlDec_ITS_YawRateValue(QSCTXT* ctxt, ASN1T_ITS_YawRateValue* pvalue)
 int XmlDec_ITS_YawRateConfidence(QSCTXT* ctxt, ASN1T_ITS_YawRateConfidence* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_YawRateConfidence_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_YawRateConfidence_ENUMTAB, 9, ASN1T_ITS_YawRateConfidence_ToEnum2, 8, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ITS_ProtectedZoneType(QSCTXT* ctxt, ASN1T_ITS_ProtectedZoneType* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_ProtectedZoneType_ToEnum2, 0, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_ProtectedZoneType_ENUMTAB, 2, ASN1T_ITS_ProtectedZoneType_ToEnum2, 0, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ITS_RelevanceDistance(QSCTXT* ctxt, ASN1T_ITS_RelevanceDistance* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RelevanceDistance_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_RelevanceDistance_ENUMTAB, 8, ASN1T_ITS_RelevanceDistance_ToEnum2, 7, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 
 int XmlDec_ITS_RelevanceTrafficDirection(QSCTXT* ctxt, ASN1T_ITS_RelevanceTrafficDirection* pvalue)
 {
    int stat;
-   if ((stat = rtXmlpDecXerEnum(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
+   if ((stat = rtXmlpDecEnumElem(ctxt, ASN1T_ITS_RelevanceTrafficDirection_ENUMTAB, 4, ASN1T_ITS_RelevanceTrafficDirection_ToEnum2, 3, &(*pvalue))) != 0) return LOG_RTERR(ctxt, stat);
    return 0;
 }
 

@@ -351,7 +351,7 @@ class XmlEmitter(TextEmitter):
         k = rt.kind
         c = rt.cons
         if k == "BOOLEAN":
-            self.check(w, "rtXmlpDecXerBool(ctxt, &%s)" % expr)
+            self.check(w, "rtXmlpDecBoolElem(ctxt, &%s)" % expr)
         elif k == "NULL":
             self.check(w, "rtXmlDecEmptyElement(ctxt)")
         elif k == "INTEGER":
@@ -362,7 +362,9 @@ class XmlEmitter(TextEmitter):
             self.dec_range_check(w, rt, expr)
         elif k == "ENUMERATED":
             top = max(v for _, v in rt.root)
-            self.check(w, "rtXmlpDecXerEnum(ctxt, %s_ToEnum2, %d, &%s)" % (tname(self.cur_td), top, expr))
+            t = tname(self.cur_td)
+            n = len(rt.root) + len(rt.ext_items or [])
+            self.check(w, "rtXmlpDecEnumElem(ctxt, %s_ENUMTAB, %d, %s_ToEnum2, %d, &%s)" % (t, n, t, top, expr))
         elif k == "BIT_STRING":
             if is_small_bitstring(rt):
                 self.check(w, "rtXmlpDecBitString(ctxt, %s.data, &%s.numbits, sizeof(%s.data))" % (expr, expr, expr))
