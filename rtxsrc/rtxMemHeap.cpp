@@ -28,6 +28,7 @@ namespace {
 
 const QSUINT8 ELEM_FREE = 1;
 const QSUINT8 ELEM_LARGE = 4;
+const QSUINT8 BLK_LENT = 1;           /* state[0] of a block lent by the caller */
 const QSUINT16 NIL = 0xFFFF;          /* no element (indices stop at 0xFFFE) */
 const QSUINT16 RUN_UNKNOWN = 0xFFFF;  /* largest free run not known */
 const unsigned SEARCH_BLOCKS = 16;      /* blocks searched for a free run at most */
@@ -46,7 +47,7 @@ struct QSMemBlk {
    QSUINT16 freeUnits;
    QSUINT16 maxFree;     /* largest free run, RUN_UNKNOWN when not known */
    QSUINT32 stamp;
-   QSUINT8 state[4];     /* reserved */
+   QSUINT8 state[4];     /* [0]: BLK_LENT; the rest reserved */
 };
 
 namespace {
@@ -221,9 +222,19 @@ QSMemElem* newBlock(QSMemHeap* heap, QSUINT32 needed)
    if (want >= size) size = (want + step - 1) / step * step;
    if (size > RT_MH_MAXBLKSIZE) size = RT_MH_MAXBLKSIZE;
 
-   QSMemBlk* blk = static_cast<QSMemBlk*>(heap->allocFunc(size));
-   if (blk == nullptr) return nullptr;
+   QSMemBlk* blk;
+   bool lent = heap->lentBlk != nullptr && want <= (size_t)heap->lentSize;
+   if (lent) {
+      blk = heap->lentBlk;
+      size = (size_t)heap->lentSize;
+      heap->lentBlk = nullptr;
+   }
+   else {
+      blk = static_cast<QSMemBlk*>(heap->allocFunc(size));
+      if (blk == nullptr) return nullptr;
+   }
    std::memset(blk, 0, sizeof(QSMemBlk));
+   if (lent) blk->state[0] = BLK_LENT;
    blk->nunits = (QSUINT16)((size - sizeof(QSMemBlk)) / 8);
    blk->stamp = heap->keyStamp;
 
@@ -275,7 +286,7 @@ void freeElem(QSMemHeap* heap, QSMemBlk* blk, QSMemElem* e)
    if (blk->maxFree != RUN_UNKNOWN && e->nunits > blk->maxFree) blk->maxFree = e->nunits;
    raiseBound(heap, e->nunits);
 
-   if (blk->freeUnits == blk->nunits && blk->next != blk) {
+   if (blk->freeUnits == blk->nunits && blk->next != blk && !(blk->state[0] & BLK_LENT)) {
       unlinkBlock(heap, blk);
       heap->freeFunc(blk);
    }
@@ -455,6 +466,21 @@ int rtxMemStaticHeapCreate(QSCTXT* ctxt, void* buf, QSSIZE size)
    return 0;
 }
 
+int rtxMemHeapLendBlock(QSCTXT* ctxt, void* buf, QSSIZE size)
+{
+   QSMemHeap* heap = heapOf(ctxt);
+   if (heap == nullptr || buf == nullptr || (heap->flags & RT_MH_STATIC)) return RTERR_INVALID_PARAMETER;
+   size_t skip = (8 - addr(buf) % 8) % 8;
+   if (size < skip) return 0;
+   size_t usable = (size - skip) / 8 * 8;
+   if (usable > RT_MH_MAXBLKSIZE) usable = RT_MH_MAXBLKSIZE;
+   if (usable < sizeof(QSMemBlk) + 4 * sizeof(QSMemElem)) return 0;
+   QSOCTET* p = static_cast<QSOCTET*>(buf) + skip;
+   heap->lentBlk = reinterpret_cast<QSMemBlk*>(p);
+   heap->lentSize = (QSSIZE)usable;
+   return 0;
+}
+
 void rtxMemHeapAddRef(QSCTXT* ctxt)
 {
    QSMemHeap* heap = heapOf(ctxt);
@@ -490,6 +516,34 @@ void* rtxMemHeapAlloc(QSCTXT* ctxt, size_t nbytes)
    size_t units = unitsOf(nbytes);
    if (units >= LARGE_UNITS) return allocRaw(heap, nbytes);
    QSUINT32 needed = (units == 0) ? 2 : (QSUINT32)units + 1;
+
+   /* The usual case: the current block has one free run, at its end, long enough to leave a
+    * free run behind the request. The request is cut from its front, exactly as the search
+    * below would do it, without walking the free list. */
+   QSMemBlk* cur = heap->curBlk;
+   if (cur != nullptr && cur->freeHead != NIL) {
+      QSMemElem* e = elemAt(cur, cur->freeHead);
+      QSUINT32 idx = e->index;
+      QSUINT32 run = e->nunits;
+      if (run >= needed + 2 && idx + run == cur->nunits && linksOf(e)->nextFree == NIL) {
+         QSUINT32 rest = run - needed;
+         e->nunits = (QSUINT16)needed;
+         e->flags = 0;
+         e->refcnt = 1;
+         QSMemElem* r = elemAt(cur, idx + needed);
+         r->nunits = (QSUINT16)rest;
+         r->prevUnits = (QSUINT16)needed;
+         r->index = (QSUINT16)(idx + needed);
+         r->flags = ELEM_FREE;
+         r->refcnt = 0;
+         linksOf(r)->prevFree = NIL;
+         linksOf(r)->nextFree = NIL;
+         cur->freeHead = r->index;
+         cur->freeUnits = (QSUINT16)(cur->freeUnits - needed);
+         cur->maxFree = (QSUINT16)rest;
+         return e + 1;
+      }
+   }
 
    /* Searching the ring costs a step per block, so a heap of many blocks would make every
     * allocation that misses the current block as slow as the heap is large, and a long input
@@ -634,7 +688,8 @@ void rtxMemHeapFreeAll(QSCTXT* ctxt)
    while (heap->curBlk != nullptr) {
       QSMemBlk* blk = heap->curBlk;
       unlinkBlock(heap, blk);
-      heap->freeFunc(blk);
+      if (blk->state[0] & BLK_LENT) heap->lentBlk = blk;
+      else heap->freeFunc(blk);
    }
    heap->minAddr = heap->maxAddr = nullptr;
 }

@@ -57,6 +57,9 @@ struct QSMemHeap {
    QSOCTET* staticBuf;
    QSSIZE staticSize;
    QSSIZE staticUsed;
+   /* memory of the caller's taken as the next small block instead of a system allocation */
+   QSMemBlk* lentBlk;
+   QSSIZE lentSize;
 };
 
 /* ---- creation and release --------------------------------------------------------------------- */
@@ -69,6 +72,14 @@ int rtxMemHeapCreateExt(QSCTXT* ctxt, QSMemAllocFunc allocFunc,
 /* Makes a static heap inside buf (the heap record is placed at its start);
  * RTERR_INVALID_PARAMETER when buf is too small. */
 int rtxMemStaticHeapCreate(QSCTXT* ctxt, void* buf, QSSIZE size);
+
+/* Lends the heap size bytes at buf (owned by the caller, kept alive until the heap is released
+ * or the context freed) for its next small block, so that a context on the stack can serve its
+ * first allocations without a system allocation. The block is never given to the heap's free
+ * function; when the heap frees everything it is kept for the next block again. Ignored (0)
+ * when buf is too small for a block; RTERR_INVALID_PARAMETER without a heap or for a static
+ * heap. */
+int rtxMemHeapLendBlock(QSCTXT* ctxt, void* buf, QSSIZE size);
 
 /* Reference count of the heap record. Release drops the context's reference
  * (its heap pointer becomes null); the last one frees every block and the record. */

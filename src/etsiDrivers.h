@@ -12,16 +12,31 @@
 #include "rtsrc/ASN1XType.h"
 #include "rtxsrc/QSRTInputStream.h"
 #include "rtxsrc/rtxError.h"
+#include "rtxsrc/rtxMemory.h"
 
 namespace etsi {
 
 // A context on the driver's stack. The buffers, the control and the value take and drop their
 // references to it as usual; the one taken here keeps the count above zero, so none of them
 // deletes it, and it is freed when it goes out of scope, after all of them. This spares the
-// system allocator a context per buffer and call.
+// system allocator a context per buffer and call. The heap's first block is lent from the
+// context itself, so a message whose values fit in it needs no heap allocation at all; the
+// context is freed here, while that block still exists.
 class LocalContext : public QSRTContext {
 public:
-   LocalContext() { _ref(); }
+   LocalContext()
+   {
+      _ref();
+      if (mbInitialized) rtxMemHeapLendBlock(&mCtxt, firstBlock, sizeof firstBlock);
+   }
+   ~LocalContext() override
+   {
+      if (mbInitialized) rtxFreeContext(&mCtxt);
+      mbInitialized = FALSE;
+   }
+
+private:
+   alignas(16) QSOCTET firstBlock[RT_MH_DEFBLKSIZE];
 };
 
 // Copies the full error report of a context into a new array for the caller.

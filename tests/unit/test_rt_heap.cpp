@@ -337,6 +337,42 @@ TEST(HeapAllocator, GivenFunctionsAndDefaultBlockSizeAreUsed)
    EXPECT_EQ(g_allocs, g_frees);
 }
 
+TEST(HeapAllocator, ALentBlockServesFirstAndIsNeverGivenToTheFreeFunction)
+{
+   g_allocs = g_frees = 0;
+   QSCTXT ctxt;
+   ASSERT_EQ(0, rtxInitContextExt(&ctxt, countingAlloc, countingRealloc, countingFree));
+   alignas(8) static QSOCTET lent[1024];
+   ASSERT_EQ(0, rtxMemHeapLendBlock(&ctxt, lent + 1, sizeof lent - 1));  // aligned up inside
+   auto inLent = [&](const void* p) { return addr(p) > addr(lent) && addr(p) < addr(lent + sizeof lent); };
+
+   for (int round = 0; round < 2; round++) {
+      int base = g_allocs;
+      g_frees = 0;
+      std::vector<void*> ptrs;
+      for (int i = 0; i < 20; i++) ptrs.push_back(rtxMemHeapAlloc(&ctxt, 24));
+      for (void* p : ptrs) EXPECT_TRUE(inLent(p));
+      EXPECT_EQ(base, g_allocs);
+      for (int i = 0; i < 40; i++) ptrs.push_back(rtxMemHeapAlloc(&ctxt, 24));  // beyond the lent block
+      EXPECT_FALSE(inLent(ptrs.back()));
+      EXPECT_EQ(base + 1, g_allocs);
+      EXPECT_EQ(0, rtxMemHeapCheck(&ctxt));
+      for (size_t i = 0; i < ptrs.size(); i += 2) rtxMemHeapFreePtr(&ctxt, ptrs[i]);
+      EXPECT_EQ(0, rtxMemHeapCheck(&ctxt));
+      rtxMemHeapFreeAll(&ctxt);  // keeps the lent block for the next round
+      EXPECT_EQ(1, g_frees);
+   }
+   g_frees = 0;
+   rtxFreeContext(&ctxt);
+   EXPECT_EQ(1, g_frees);  // the heap record only
+
+   QSCTXT other;
+   ASSERT_EQ(0, rtxInitContext(&other));
+   EXPECT_EQ(0, rtxMemHeapLendBlock(&other, lent, 16));  // too small: ignored
+   EXPECT_FALSE(inLent(rtxMemHeapAlloc(&other, 8)));
+   rtxFreeContext(&other);
+}
+
 TEST(HeapDeathTest, ValidatedFreeOfAForeignPointerEndsTheProcess)
 {
    GTEST_FLAG_SET(death_test_style, "threadsafe");
