@@ -55,6 +55,30 @@ const char* const g_xmlErrTexts[] = {
 static_assert(sizeof(g_xmlErrTexts) / sizeof(g_xmlErrTexts[0]) == 99,
               "one entry per code of -200..-298");
 
+/* One released information record per thread is kept for the next context that needs one: most
+ * threads convert one message after the other, each with a context of its own, and this spares
+ * them an allocation and a release per conversion. */
+struct SpareInfo {
+   QSXmlCtxtInfo* info = nullptr;
+   ~SpareInfo() { std::free(info); }
+};
+thread_local SpareInfo t_spare;
+
+QSXmlCtxtInfo* newInfo()
+{
+   QSXmlCtxtInfo* info = t_spare.info;
+   if (info == nullptr) return static_cast<QSXmlCtxtInfo*>(std::calloc(1, sizeof(QSXmlCtxtInfo)));
+   t_spare.info = nullptr;
+   std::memset(info, 0, sizeof(QSXmlCtxtInfo));
+   return info;
+}
+
+void releaseInfo(QSXmlCtxtInfo* info)
+{
+   if (t_spare.info == nullptr) t_spare.info = info;
+   else std::free(info);
+}
+
 void freeCtxtInfo(QSCTXT* ctxt, void* p)
 {
    QSXmlCtxtInfo* info = static_cast<QSXmlCtxtInfo*>(p);
@@ -69,7 +93,7 @@ void freeCtxtInfo(QSCTXT* ctxt, void* p)
       ns = next;
    }
    std::free(info->encodingName);
-   std::free(info);
+   releaseInfo(info);
 }
 
 char* dupText(const QSUTF8CHAR* text)
@@ -96,7 +120,7 @@ int rtXmlInitCtxtAppInfo(QSCTXT* ctxt)
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
    rtErrXmlInit();
    if (ctxt->pAppInfo[0] == nullptr) {
-      QSXmlCtxtInfo* info = static_cast<QSXmlCtxtInfo*>(std::calloc(1, sizeof(QSXmlCtxtInfo)));
+      QSXmlCtxtInfo* info = newInfo();
       if (info == nullptr) return rtxErrSetData(ctxt, RTERR_NO_DYNAMIC_MEMORY, "rtXmlCtxtAppInfo", __LINE__);
       info->indent = 3;
       info->indentChar = ' ';

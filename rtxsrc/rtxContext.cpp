@@ -64,7 +64,12 @@ void rtxFreeContext(QSCTXT* ctxt)
 {
    if (!isInitialized(ctxt)) return;
    ctxt->flags |= QSNOERRTRACE;
-   rtxErrReset(ctxt);
+   /* the context dies: the error records, names and containers matter only for what they hold
+    * in the heap, and a context without any is left as it is */
+   if (ctxt->errInfoList.count != 0 || ctxt->errInfo.parmcnt != 0 || ctxt->errInfo.elemName != nullptr ||
+       ctxt->elemNameStack.count != 0 || ctxt->elemNameStack.more != nullptr ||
+       ctxt->containerStack.tail != nullptr)
+      rtxErrReset(ctxt);
 
    for (int i = 0; i < 4; i++) {
       if (ctxt->pAppInfo[i] != nullptr && ctxt->pAppInfoFree[i] != nullptr)
