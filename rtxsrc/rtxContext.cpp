@@ -79,17 +79,20 @@ void rtxFreeContext(QSCTXT* ctxt)
    }
 
    bool sysBuf = ctxt->pStream != nullptr && (ctxt->pStream->flags & QSRTSTRMF_SYSBUF);
-   rtxStreamRelease(ctxt);
+   /* what lives in a heap that goes with this context need not be freed piece by piece */
+   bool heapDies = ctxt->pMemHeap != nullptr && ctxt->pMemHeap->refCnt == 1;
+   if (heapDies) ctxt->pStream = nullptr;
+   else rtxStreamRelease(ctxt);
    ctxt->pPrintStrmCB = nullptr;
    ctxt->pPrintStrmCBArg = nullptr;
 
    if (ctxt->pBitFldList != nullptr) {
-      rtxMemHeapFreePtr(ctxt, ctxt->pBitFldList);
+      if (!heapDies) rtxMemHeapFreePtr(ctxt, ctxt->pBitFldList);
       ctxt->pBitFldList = nullptr;
    }
    if (ctxt->buffer.dynamic && ctxt->buffer.data != nullptr) {
       if (sysBuf) rtxMemHeapSysFreePtr(ctxt, ctxt->buffer.data);
-      else if (!rtxMemHeapIsEmpty(ctxt)) rtxMemHeapFreePtr(ctxt, ctxt->buffer.data);
+      else if (!heapDies && !rtxMemHeapIsEmpty(ctxt)) rtxMemHeapFreePtr(ctxt, ctxt->buffer.data);
       ctxt->buffer.data = nullptr;
    }
    rtxMemHeapRelease(ctxt);
