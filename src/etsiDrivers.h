@@ -7,8 +7,10 @@
 #include <string.h>
 
 #include <new>
+#include <type_traits>
 
 #include "rtpersrc/asn1PerCppTypes.h"
+#include "rtpersrc/asn1per.h"
 #include "rtsrc/ASN1XType.h"
 #include "rtxsrc/QSRTInputStream.h"
 #include "rtxsrc/rtxError.h"
@@ -83,11 +85,50 @@ char* encodeDirect(X& control, size_t len)
    return nullptr;
 }
 
-template <class T, class X, class E>
+// UPER -> text without the message-buffer and control classes: the generated decoder and writer
+// of the message (Direct::decode and Direct::write) on one context of the driver's own, whose
+// buffer is turned from the caller's bytes to the caller's array once the value is decoded (the
+// value lives in the heap, or points into the caller's bytes); the text is written straight into
+// that array as in encodeDirect. Null when anything fails or the text needs more room; the
+// general path then runs from the start and gives the result or the error report exactly as
+// before.
+template <class T, class Direct>
+char* directToText(const char* data, size_t len)
+{
+   LocalContext perCtx;
+   QSCTXT* pc = perCtx.getPtr();
+   if (!perCtx.isInitialized() || pu_setBuffer(pc, (QSOCTET*)data, len, FALSE) != 0) return nullptr;
+   T value;  // without a context of its own: the contents go with perCtx's heap
+   if (Direct::decode(pc, &value) != 0) return nullptr;
+   QSRTBuffer& b = pc->buffer;
+   size_t used = (size_t)b.byteIndex + (b.bitOffset != 8 ? 1 : 0) + 1;
+   size_t cap = (used < len ? used : len) * 80 + 512;
+   char* text = new (std::nothrow) char[cap];
+   if (text == nullptr) return nullptr;
+   if (Direct::write(pc, &value, (QSOCTET*)text, cap) == 0 && b.byteIndex < cap) {
+      text[b.byteIndex] = 0;
+      return text;
+   }
+   delete[] text;
+   return nullptr;
+}
+
+// Direct (optional) holds the message's generated functions for the direct path; without it
+// every call takes the general path over the control class X.
+template <class T, class X, class E, class Direct = void>
 int to_text(const char* data, size_t len, char** out, char** err, bool trace)
 {
    *out = nullptr;
    *err = nullptr;
+   if constexpr (!std::is_void<Direct>::value) {
+      if (!trace && data != nullptr) {
+         char* text = directToText<T, Direct>(data, len);
+         if (text != nullptr) {
+            *out = text;
+            return 0;
+         }
+      }
+   }
    LocalContext perCtx;
    ASN1PERDecodeBuffer perBuf((const QSOCTET*)data, len, 0, &perCtx);
    T value;

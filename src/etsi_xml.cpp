@@ -2,6 +2,7 @@
 #include "src/etsi_v2x.h"
 
 #include "rtxmlsrc/QSXMLMessageBuffer.h"
+#include "rtxmlsrc/asn1XmlGen.h"
 #include "src/etsiDrivers.h"
 #include "src/etsi/CAM-PDU-Descriptions.h"
 #include "src/etsi/DENM-PDU-Descriptions.h"
@@ -11,15 +12,44 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
+// The generated functions of a message for the drivers' direct path: the UPER decoder and the
+// XML writer on a context set up as QSXMLEncodeBuffer and the control class set it up (the
+// document with the message's root element around the value).
+#define ETSI_XML_DIRECT(M)                                                                           \
+   struct M##XmlDirect {                                                                             \
+      static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
+      {                                                                                              \
+         asn1Init_##M(value, 0, ctxt);                                                               \
+         return asn1PD_##M(ctxt, value);                                                             \
+      }                                                                                              \
+      static int write(QSCTXT* ctxt, ASN1T_##M* value, QSOCTET* buf, size_t size)                    \
+      {                                                                                              \
+         int stat = rtXmlSetEncBufPtr(ctxt, buf, size);                                              \
+         if (stat != 0) return stat;                                                                 \
+         ctxt->flags &= ~(QSXMLSTARTOPEN | QSXMLEMPTY | QSXMLNIL);                                    \
+         if ((stat = rtXmlEncBeginDocument(ctxt, (const QSUTF8CHAR*)#M)) != 0) return stat;          \
+         if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;           \
+         return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)#M, 0);                                  \
+      }                                                                                              \
+   };
+
 #define ETSI_XML_CONVERSIONS(M)                                                                      \
    int etsi_##M##_to_xml(const char* data, size_t len, char** out, char** err, bool trace)           \
    {                                                                                                 \
-      return etsi::to_text<ASN1T_##M, ASN1X_##M, QSXMLEncodeBuffer>(data, len, out, err, trace);    \
+      return etsi::to_text<ASN1T_##M, ASN1X_##M, QSXMLEncodeBuffer, M##XmlDirect>(data, len, out, err, trace); \
    }                                                                                                 \
    int etsi_##M##_from_xml(const char* text, char** out, size_t* outLen, char** err, bool trace)    \
    {                                                                                                 \
       return etsi::from_text<ASN1T_##M, ASN1X_##M, QSXMLDecodeBuffer>(text, out, outLen, err, trace); \
    }
+
+ETSI_XML_DIRECT(CAM)
+ETSI_XML_DIRECT(DENM)
+ETSI_XML_DIRECT(SPATEM)
+ETSI_XML_DIRECT(MAPEM)
+ETSI_XML_DIRECT(IVIM)
+ETSI_XML_DIRECT(SREM)
+ETSI_XML_DIRECT(SSEM)
 
 extern "C" {
 
