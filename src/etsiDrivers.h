@@ -15,6 +15,7 @@
 #include "rtxsrc/QSRTInputStream.h"
 #include "rtxsrc/rtxError.h"
 #include "rtxsrc/rtxMemory.h"
+#include "rtxsrc/rtxStream.h"
 
 namespace etsi {
 
@@ -165,12 +166,43 @@ int to_text(const char* data, size_t len, char** out, char** err, bool trace)
    return 0;
 }
 
-template <class T, class X, class D>
+// Text -> UPER without the message-buffer and control classes: the text read from a memory
+// stream by the message's generated reader (Direct::read, with what the decode buffer and the
+// control class do around it), then the value encoded by Direct::encode into a dynamic PER
+// buffer of the same context (the stream detached first). False when anything fails; the general
+// path then runs from the start and gives the result or the error report exactly as before.
+template <class T, class Direct>
+bool directFromText(const char* text, char** out, size_t* outLen)
+{
+   LocalContext ctx;
+   QSCTXT* c = ctx.getPtr();
+   if (!ctx.isInitialized() || rtxStreamMemoryAttach(c, (const QSOCTET*)text, strlen(text), QSRTSTRMF_INPUT) != 0)
+      return false;
+   rtxStreamBindInput(c);
+   T value;  // without a context of its own: the contents go with the heap
+   if (Direct::read(c, &value) != 0) return false;
+   rtxStreamRelease(c);
+   if (pu_setBuffer(c, nullptr, 0, FALSE) != 0) return false;
+   pe_resetBuffer(c);
+   if (Direct::encode(c, &value) != 0) return false;
+   size_t n = (size_t)pu_getMsgLen(c);
+   char* bytes = new (std::nothrow) char[n];
+   if (bytes == nullptr) return false;
+   memcpy(bytes, c->buffer.data, n);
+   *out = bytes;
+   *outLen = n;
+   return true;
+}
+
+template <class T, class X, class D, class Direct = void>
 int from_text(const char* text, char** out, size_t* outLen, char** err, bool trace)
 {
    *out = nullptr;
    *outLen = 0;
    *err = nullptr;
+   if constexpr (!std::is_void<Direct>::value) {
+      if (!trace && text != nullptr && directFromText<T, Direct>(text, out, outLen)) return 0;
+   }
    // Two contexts: one shared by the input stream and the text buffer, which holds the decoded
    // value, and one for the PER buffer, which the control shares; a control of its own would
    // only ever hold its status.

@@ -11,8 +11,9 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
-// The generated functions of a message for the drivers' direct path: the UPER decoder and the
-// JSON writer on a context set up as QSJSONEncodeBuffer and the control class set it up.
+// The generated functions of a message for the drivers' direct paths: the UPER decoder and the
+// JSON writer on a context set up as QSJSONEncodeBuffer and the control class set it up, and the
+// JSON reader and the UPER encoder as the control class calls them.
 #define ETSI_JSON_DIRECT(M)                                                                          \
    struct M##JsonDirect {                                                                            \
       static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
@@ -28,6 +29,12 @@
          buf[0] = 0;                                                                                 \
          return asn1JsonEnc_##M(ctxt, value);                                                        \
       }                                                                                              \
+      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                                \
+      {                                                                                              \
+         asn1Init_##M(value, 0, ctxt);                                                               \
+         return asn1JsonDec_##M(ctxt, value);                                                        \
+      }                                                                                              \
+      static int encode(QSCTXT* ctxt, ASN1T_##M* value) { return asn1PE_##M(ctxt, value); }          \
    };
 
 #define ETSI_JSON_CONVERSIONS(M)                                                                     \
@@ -37,7 +44,7 @@
    }                                                                                                 \
    int etsi_##M##_from_json(const char* text, char** out, size_t* outLen, char** err, bool trace)   \
    {                                                                                                 \
-      return etsi::from_text<ASN1T_##M, ASN1X_##M, QSJSONDecodeBuffer>(text, out, outLen, err, trace); \
+      return etsi::from_text<ASN1T_##M, ASN1X_##M, QSJSONDecodeBuffer, M##JsonDirect>(text, out, outLen, err, trace); \
    }
 
 ETSI_JSON_DIRECT(CAM)

@@ -12,9 +12,10 @@
 #include "src/etsi/SREM-PDU-Descriptions.h"
 #include "src/etsi/SSEM-PDU-Descriptions.h"
 
-// The generated functions of a message for the drivers' direct path: the UPER decoder and the
+// The generated functions of a message for the drivers' direct paths: the UPER decoder and the
 // XML writer on a context set up as QSXMLEncodeBuffer and the control class set it up (the
-// document with the message's root element around the value).
+// document with the message's root element around the value), and the XML reader and the UPER
+// encoder as the decode buffer and the control class call them.
 #define ETSI_XML_DIRECT(M)                                                                           \
    struct M##XmlDirect {                                                                             \
       static int decode(QSCTXT* ctxt, ASN1T_##M* value)                                              \
@@ -31,6 +32,18 @@
          if ((stat = XmlEnc_##M(ctxt, value, (const QSUTF8CHAR*)"", 0)) != 0) return stat;           \
          return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)#M, 0);                                  \
       }                                                                                              \
+      static int read(QSCTXT* ctxt, ASN1T_##M* value)                                                \
+      {                                                                                              \
+         int stat;                                                                                   \
+         if (ctxt->pAppInfo[0] == nullptr && (stat = rtXmlInitCtxtAppInfo(ctxt)) != 0) return stat;  \
+         asn1Init_##M(value, 0, ctxt);                                                               \
+         if ((stat = rtXmlpBeginDocument(ctxt)) != 0) return stat;                                   \
+         if ((stat = rtXmlpMatchStartTag(ctxt, (const QSUTF8CHAR*)#M, 0)) != 0) return stat;         \
+         if ((stat = XmlDec_##M(ctxt, value)) != 0) return stat;                                     \
+         if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return stat;                                 \
+         return rtXmlpDecodeResult(ctxt);                                                            \
+      }                                                                                              \
+      static int encode(QSCTXT* ctxt, ASN1T_##M* value) { return asn1PE_##M(ctxt, value); }          \
    };
 
 #define ETSI_XML_CONVERSIONS(M)                                                                      \
@@ -40,7 +53,7 @@
    }                                                                                                 \
    int etsi_##M##_from_xml(const char* text, char** out, size_t* outLen, char** err, bool trace)    \
    {                                                                                                 \
-      return etsi::from_text<ASN1T_##M, ASN1X_##M, QSXMLDecodeBuffer>(text, out, outLen, err, trace); \
+      return etsi::from_text<ASN1T_##M, ASN1X_##M, QSXMLDecodeBuffer, M##XmlDirect>(text, out, outLen, err, trace); \
    }
 
 ETSI_XML_DIRECT(CAM)
