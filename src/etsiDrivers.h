@@ -181,7 +181,7 @@ bool directFromText(const char* text, char** out, size_t* outLen)
    rtxStreamBindInput(c);
    T value;  // without a context of its own: the contents go with the heap
    if (Direct::read(c, &value) != 0) return false;
-   rtxStreamRelease(c);
+   c->pStream = nullptr;  // detached; its record goes with the heap
    if (pu_setBuffer(c, nullptr, 0, FALSE) != 0) return false;
    pe_resetBuffer(c);
    if (Direct::encode(c, &value) != 0) return false;
