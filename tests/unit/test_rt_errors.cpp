@@ -378,8 +378,9 @@ TEST(ErrOutOfMemory, ANewRecordClearsTheBuiltInRecordsStatus)
 
 namespace {
 
-/* Exercises the process-wide registry; run in a child process so that the
- * tables registered here and the full registry do not outlive the test. */
+/* Exercises the process-wide registry; run in a fresh child process (the binary started
+ * again for this test alone) so that it starts from the runtime's table only, whatever the
+ * tests before it registered, and the full registry does not outlive the test. */
 int registryChecks()
 {
    static const char* const own[] = { "First own error %s", "Second own error" };
@@ -401,6 +402,7 @@ int registryChecks()
 
 TEST(ErrRegistry, TablesAreRegisteredOnceAndAtMostFive)
 {
+   GTEST_FLAG_SET(death_test_style, "threadsafe");
    EXPECT_EXIT(std::exit(registryChecks()), ::testing::ExitedWithCode(0), "");
 }
 
