@@ -81,7 +81,7 @@ int rtxCheckOutputBuffer(QSCTXT* ctxt, QSSIZE nbytes)
    return 0;
 }
 
-int rtxEncBit(QSCTXT* ctxt, QSBOOL value)
+int rtxEncBitSlow(QSCTXT* ctxt, QSBOOL value)
 {
    QSRTBuffer& b = ctxt->buffer;
    if (b.bitOffset == 8) {
@@ -134,6 +134,13 @@ int rtxEncBitsFromByteArray(QSCTXT* ctxt, const QSOCTET* pvalue, QSSIZE nbits)
    if (nbits == 0) return 0;
    if (pvalue == nullptr) return LOG_ERR(ctxt, RTERR_INVALID_PARAMETER);
    QSRTBuffer& b = ctxt->buffer;
+   if (nbits <= 32 && b.data != nullptr && b.byteIndex < b.size && b.size - b.byteIndex >= 8) {
+      /* a short string with room at hand: its bits as one value through the word-wide writer */
+      QSUINT32 nb = (QSUINT32)(nbits + 7) / 8;
+      QSUINT64 v = 0;
+      for (QSUINT32 i = 0; i < nb; i++) v = (v << 8) | pvalue[i];
+      return rtxEncBits(ctxt, (QSUINT32)(v >> (nb * 8 - (QSUINT32)nbits)), (QSUINT32)nbits);
+   }
    int stat = ensure(ctxt, bytesNeeded(b, nbits));
    if (stat != 0) return LOG_ERR(ctxt, stat);
 

@@ -19,7 +19,31 @@
 int rtxCheckOutputBuffer(QSCTXT* ctxt, QSSIZE nbytes);
 
 /* Writes one bit. */
-int rtxEncBit(QSCTXT* ctxt, QSBOOL value);
+int rtxEncBitSlow(QSCTXT* ctxt, QSBOOL value);
+
+/* Writes one bit; inline while the current byte or the next one has room. */
+inline int rtxEncBit(QSCTXT* ctxt, QSBOOL value)
+{
+   QSRTBuffer& b = ctxt->buffer;
+   if (b.bitOffset != 8) {
+      QSINT16 bo = (QSINT16)(b.bitOffset - 1);
+      if (value) b.data[b.byteIndex] |= (QSOCTET)(1u << bo);
+      if (bo == 0) {
+         b.bitOffset = 8;
+         b.byteIndex++;
+      }
+      else {
+         b.bitOffset = bo;
+      }
+      return 0;
+   }
+   if (b.data != nullptr && b.byteIndex < b.size) {
+      b.data[b.byteIndex] = value ? 0x80 : 0;
+      b.bitOffset = 7;
+      return 0;
+   }
+   return rtxEncBitSlow(ctxt, value);
+}
 
 /* Writes the low nbits (0..32) bits of value. */
 int rtxEncBitsSlow(QSCTXT* ctxt, QSUINT32 value, QSUINT32 nbits);
