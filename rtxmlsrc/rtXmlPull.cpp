@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #if defined(__SSE2__)
@@ -92,39 +93,42 @@ struct Event {
 
 } // namespace
 
+/* Every member but the first entries of the tag stack starts as zero: a reader is created without
+ * clearing those (they are written when pushed). */
 struct QSXmlReader {
-   const QSOCTET* data;
-   QSSIZE size;
-   QSSIZE pos;
-   QSSIZE docStart;     /* where the XML declaration may stand */
+   const QSOCTET* data = nullptr;
+   QSSIZE size = 0;
+   QSSIZE pos = 0;
+   QSSIZE docStart = 0;     /* where the XML declaration may stand */
 
-   OpenTag* stack;      /* open tags of the tokenizer, depth entries */
-   QSSIZE depth;
-   QSSIZE stackCap;
-   OpenTag firstTags[24];  /* the stack until it needs more entries */
-   bool rootSeen;
-   bool rootClosed;
-   bool pendingEnd;     /* the end event of a self-closing tag is due */
+   OpenTag* stack = nullptr;  /* open tags of the tokenizer, depth entries */
+   QSSIZE depth = 0;
+   QSSIZE stackCap = 0;
+   bool rootSeen = false;
+   bool rootClosed = false;
+   bool pendingEnd = false;   /* the end event of a self-closing tag is due */
 
-   Event cur;
-   bool hasCur;
-   bool curDone;
-   QSINT32 level;
+   Event cur = {};
+   bool hasCur = false;
+   bool curDone = false;      /* the event is done; also set while there is none yet */
+   QSINT32 level = 0;
 
-   ByteBuf text;        /* character data of the newest character event */
-   ByteBuf value;       /* character data of the current element */
-   QSSIZE valueOff;
+   ByteBuf text;              /* character data of the newest character event */
+   ByteBuf value;             /* character data of the current element */
+   QSSIZE valueOff = 0;
 
-   int errStat;         /* sticky failure of the tokenizer */
-   unsigned nonFatal;
+   int errStat = 0;           /* sticky failure of the tokenizer */
+   unsigned nonFatal = 0;
 
    /* list mode */
-   bool listMode;
+   bool listMode = false;
    ByteBuf list;
-   QSSIZE listPos;
+   QSSIZE listPos = 0;
 
    /* line and column of the last position asked for */
-   QSSIZE lcOff, lcLine, lcLineStart;
+   QSSIZE lcOff = 0, lcLine = 0, lcLineStart = 0;
+
+   OpenTag firstTags[24];     /* the stack until it needs more entries */
 };
 
 namespace {
@@ -741,7 +745,8 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
  * tokenizer's depth. */
 inline bool idleAtDepth(const QSXmlReader* r)
 {
-   return (!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0 &&
+   /* curDone is set while there is no event yet (hasCur clear) */
+   return r->curDone && r->errStat == 0 && !r->pendingEnd && r->depth != 0 &&
           r->level == (QSINT32)r->depth;
 }
 
@@ -1193,36 +1198,6 @@ int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
    return 0;
 }
 
-bool xmlimpl::directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUINT64* pmag)
-{
-   QSXmlReader* r = readerOf(ctxt);
-   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
-   const QSOCTET* d = r->data;
-   QSSIZE n = r->size;
-   QSSIZE p = r->pos;
-   QSSIZE q = p;
-   bool neg = (q < n && d[q] == '-');
-   if (neg) q++;
-   QSSIZE first = q;
-   QSUINT64 v = 0;
-   /* at most 19 digits, which cannot overflow; a longer number is not taken here */
-   QSSIZE lim = (n - q > 19) ? q + 19 : n;
-   for (; q < lim; q++) {
-      unsigned digit = (unsigned)d[q] - '0';
-      if (digit > 9) break;
-      v = v * 10 + digit;
-   }
-   if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
-   QSSIZE end = plainEndTagAt(r, q);
-   if (end == 0) return false;
-   r->value.len = 0;
-   r->valueOff = p;
-   takeEndTag(ctxt, r, q, end);
-   *pneg = neg;
-   *pmag = v;
-   return true;
-}
-
 void xmlimpl::addValuePosParm(QSCTXT* ctxt)
 {
    QSXmlReader* r = readerOf(ctxt);
@@ -1268,6 +1243,69 @@ int xmlimpl::peekStartTagName(QSCTXT* ctxt, QSXmlQName* pqname)
    return 0;
 }
 
+/* ---- integers --------------------------------------------------------------------------------- */
+
+namespace {
+
+/* A decimal integer (optional '-', up to 19 digits, nothing else) as the whole content of the
+ * current element up to its plain end tag, with a magnitude within maxPos (maxNeg when negative):
+ * read as the value readers would read it, the end tag left pending; false (nothing read)
+ * otherwise. */
+QS_ALWAYS_INLINE inline bool directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg,
+                                           QSUINT64* pmag)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   bool neg = (q < n && d[q] == '-');
+   if (neg) q++;
+   QSSIZE first = q;
+   QSUINT64 v = 0;
+   /* at most 19 digits, which cannot overflow; a longer number is not taken here */
+   QSSIZE lim = (n - q > 19) ? q + 19 : n;
+   for (; q < lim; q++) {
+      unsigned digit = (unsigned)d[q] - '0';
+      if (digit > 9) break;
+      v = v * 10 + digit;
+   }
+   if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pneg = neg;
+   *pmag = v;
+   return true;
+}
+
+template <class T> QS_ALWAYS_INLINE inline int decInteger(QSCTXT* ctxt, T* pvalue)
+{
+   bool neg;
+   QSUINT64 mag;
+   if (ctxt != nullptr &&
+       directInteger(ctxt, (QSUINT64)std::numeric_limits<T>::max(),
+                     (QSUINT64)0 - (QSUINT64)(QSINT64)std::numeric_limits<T>::min(), &neg, &mag)) {
+      *pvalue = neg ? (T)(QSINT64)((QSUINT64)0 - mag) : (T)mag;
+      return 0;
+   }
+   return decIntegerValue(ctxt, pvalue);
+}
+
+} // namespace
+
+int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt64(QSCTXT* ctxt, QSINT64* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt(QSCTXT* ctxt, QSUINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt8(QSCTXT* ctxt, QSUINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt16(QSCTXT* ctxt, QSUINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue) { return decInteger(ctxt, pvalue); }
+
 /* ---- reader ----------------------------------------------------------------------------------- */
 
 int rtXmlpCreateReader(QSCTXT* ctxt)
@@ -1277,7 +1315,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    if (info == nullptr) rtxErrAssertionFailed("0 != pctxt->pXMLInfo", __LINE__, XML_MODULE);
    freeReader(ctxt);
    rtxStreamBindInput(ctxt);
-   QSXmlReader* r = new (std::nothrow) QSXmlReader();
+   QSXmlReader* r = new (std::nothrow) QSXmlReader;  /* default-initialised: see the type */
    if (r == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
    const QSRTBuffer& b = ctxt->buffer;
    r->data = (b.data != nullptr) ? b.data : (const QSOCTET*)"";
@@ -1285,6 +1323,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    r->pos = (b.byteIndex < r->size) ? b.byteIndex : r->size;
    if (startsWith(r, r->pos, "\xEF\xBB\xBF")) r->pos += 3;
    r->docStart = r->pos;
+   r->curDone = true;  /* as if a last event had been done: see idleAtDepth */
    r->stack = r->firstTags;
    r->stackCap = sizeof r->firstTags / sizeof r->firstTags[0];
    r->lcLine = 1;
@@ -1345,25 +1384,60 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
 
 namespace {
 
-int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+#if defined(__GNUC__)
+#define QS_NOINLINE __attribute__((noinline))
+#else
+#define QS_NOINLINE
+#endif
+
+QS_NOINLINE int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+
+/* The end tag of the current element left pending by a value reader or a lookup, consumed as
+ * matchEndTag would; false (nothing changed) when it is not pending. */
+QS_ALWAYS_INLINE inline bool takePendingEnd(QSCTXT* ctxt, QSXmlReader* r, QSINT32 level)
+{
+   QSINT32 lvl = r->level;
+   if ((level < 0 || level == lvl) && lvl > 1 && r->cur.type == QSXMLP_END_TAG && r->cur.level == lvl &&
+       r->hasCur && !r->curDone) {
+      r->curDone = true;
+      r->level = lvl - 1;
+      rtxCtxtPopElemName(ctxt);
+      r->listMode = false;
+      return true;
+   }
+   return false;
+}
+
+/* The plain end tag of the current element next in the input (after whitespace), consumed as
+ * matchEndTag would; false (nothing changed) otherwise. */
+QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
+{
+   if (r->level <= 1 || !idleAtDepth(r)) return false;
+   QSSIZE q = skipIndent(r->data, r->size, r->pos);
+   QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
+   if (end == 0) return false;
+   takeEndTag(ctxt, r, q, end);
+   markDone(r);
+   rtxCtxtPopElemName(ctxt);
+   r->listMode = false;
+   return true;
+}
+
+/* rtXmlpMatchEndTag(ctxt, -1) on the context's reader. */
+QS_ALWAYS_INLINE inline int endOfMember(QSCTXT* ctxt, QSXmlReader* r)
+{
+   if (takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r)) return 0;
+   return matchEndTag(ctxt, -1);
+}
 
 } // namespace
 
 int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
 {
-   /* the end tag of the current element left pending by a value reader or a lookup */
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
-   if (r != nullptr) {
-      QSINT32 lvl = r->level;
-      if ((level < 0 || level == lvl) && lvl > 1 && r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG &&
-          r->cur.level == lvl) {
-         r->curDone = true;
-         r->level = lvl - 1;
-         rtxCtxtPopElemName(ctxt);
-         r->listMode = false;
-         return 0;
-      }
-   }
+   if (r != nullptr &&
+       (takePendingEnd(ctxt, r, level) || ((level < 0 || level == r->level) && takePlainEnd(ctxt, r))))
+      return 0;
    return matchEndTag(ctxt, level);
 }
 
@@ -1431,6 +1505,13 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
 
 } // namespace
 
+namespace {
+
+QS_NOINLINE int nextElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 lvl,
+                             QSBOOL required);
+
+} // namespace
+
 int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
                         QSBOOL required)
 {
@@ -1448,6 +1529,15 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          return tab[i].id;
       }
    }
+   return nextElemRest(ctxt, r, tab, nrows, lvl, required);
+}
+
+namespace {
+
+int nextElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 lvl,
+                 QSBOOL required)
+{
+   int stat;
    skipWsBeforeTag(r);
    for (;;) {
       Event* ev;
@@ -1497,21 +1587,15 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
    }
 }
 
-int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
-                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+} // namespace
+
+namespace {
+
+/* rtXmlpGetNextSeqElemID after the direct lookup in the group's entries found nothing (i is
+ * kNotTaken, or kEndPending in a group up to the last mandatory one). */
+QS_NOINLINE int nextSeqElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, const QSXmlGroupDesc& g,
+                                int curGroup, int lastMandatoryGroup, QSBOOL extensible)
 {
-   QSXmlReader* r;
-   int stat = getReader(ctxt, &r);
-   if (stat != 0) return stat;
-   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
-   const QSXmlGroupDesc& g = groups[curGroup];
-   QSSIZE i = directNextElem(ctxt, r, tab + g.row, g.num);
-   if (i != kNotTaken && i != kEndPending) {
-      stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[g.row + i].name);
-      if (stat != 0) return XML_LOG(ctxt, stat);
-      return tab[g.row + i].id;
-   }
-   if (i == kEndPending && curGroup > lastMandatoryGroup) return QSXML_END_OF_CONTENT;
    bool required = !(g.anyCase >= 0 || (extensible && curGroup > lastMandatoryGroup));
    int id = rtXmlpGetNextElemID(ctxt, tab + g.row, g.num, -1, required);
    if (id == RTERR_UNEXPECTED_ELEMENT) {
@@ -1534,6 +1618,60 @@ int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
    }
    if (id < 0) return XML_LOG(ctxt, id);
    return id;
+}
+
+/* rtXmlpGetNextSeqElemID on the context's reader, arguments checked. */
+QS_ALWAYS_INLINE inline int nextSeqElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                        const QSXmlGroupDesc* groups, int curGroup, int lastMandatoryGroup,
+                                        QSBOOL extensible)
+{
+   const QSXmlGroupDesc& g = groups[curGroup];
+   QSSIZE i = directNextElem(ctxt, r, tab + g.row, g.num);
+   if (i < kEndPending) {
+      const QSXmlElemDescr& e = tab[g.row + i];
+      int stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)e.name);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return e.id;
+   }
+   if (i == kEndPending && curGroup > lastMandatoryGroup) return QSXML_END_OF_CONTENT;
+   return nextSeqElemRest(ctxt, r, tab, g, curGroup, lastMandatoryGroup, extensible);
+}
+
+} // namespace
+
+int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   return nextSeqElem(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups, int ngroups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r == nullptr) {
+      int stat = rtXmlpMatchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+      if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
+      return rtXmlpGetNextSeqElemID(ctxt, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   }
+   int stat = endOfMember(ctxt, r);
+   if (stat != 0) return stat;
+   if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   return nextSeqElem(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   int stat = (r != nullptr) ? endOfMember(ctxt, r) : rtXmlpMatchEndTag(ctxt, -1);
+   if (stat != 0) return stat;
+   return rtXmlpGetNextElemID(ctxt, tab, nrows, -1, required);
 }
 
 int rtXmlpGetNextSeqElemIDExt(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
