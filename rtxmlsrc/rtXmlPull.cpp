@@ -741,13 +741,13 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
 #define QS_ALWAYS_INLINE
 #endif
 
-/* No event pending, nothing failed, inside the root, and the reader's level is the
- * tokenizer's depth. */
+/* No event pending, inside the root, and the reader's level is the tokenizer's depth. A failed
+ * tokenizer has left its position at the end of the input, where no direct path finds anything
+ * to take, so its sticky failure needs no test here. */
 inline bool idleAtDepth(const QSXmlReader* r)
 {
    /* curDone is set while there is no event yet (hasCur clear) */
-   return r->curDone && r->errStat == 0 && !r->pendingEnd && r->depth != 0 &&
-          r->level == (QSINT32)r->depth;
+   return r->curDone && !r->pendingEnd && r->depth != 0 && r->level == (QSINT32)r->depth;
 }
 
 /* Offset of the first byte at or after q that is not whitespace (n when there is none); runs of
@@ -842,14 +842,13 @@ QS_ALWAYS_INLINE inline void takeEndTag(QSCTXT* ctxt, QSXmlReader* r, QSSIZE q, 
 /* Reading the next child element of the current level: a plain start tag <name> whose name is
  * that of one of the table's named entries is consumed and marked done; the first such entry.
  * The plain end tag of the current element is made the pending event: kEndPending. Otherwise
- * nothing is read: kNotTaken. */
+ * nothing is read: kNotTaken. The reader is idle at its depth (idleAtDepth). */
 const QSSIZE kNotTaken = (QSSIZE)-1;
 const QSSIZE kEndPending = (QSSIZE)-2;
 
-QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
-                                               QSSIZE nrows)
+QS_ALWAYS_INLINE inline QSSIZE directNextElemIdle(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                                   QSSIZE nrows)
 {
-   if (!idleAtDepth(r)) return kNotTaken;
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
    QSSIZE q = skipIndent(d, n, r->pos);
@@ -879,6 +878,14 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, cons
       return i;
    }
    return kNotTaken;
+}
+
+/* As directNextElemIdle when the reader is idle at its depth (idleAtDepth). */
+QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                               QSSIZE nrows)
+{
+   if (!idleAtDepth(r)) return kNotTaken;
+   return directNextElemIdle(ctxt, r, tab, nrows);
 }
 
 /* The start of the document: an XML declaration (or nothing), whitespace and the plain start tag
@@ -1620,13 +1627,15 @@ QS_NOINLINE int nextSeqElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDes
    return id;
 }
 
-/* rtXmlpGetNextSeqElemID on the context's reader, arguments checked. */
+/* rtXmlpGetNextSeqElemID on the context's reader, arguments checked; idle: the reader is known
+ * to be idle at its depth. */
+template <bool idle>
 QS_ALWAYS_INLINE inline int nextSeqElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
                                         const QSXmlGroupDesc* groups, int curGroup, int lastMandatoryGroup,
                                         QSBOOL extensible)
 {
    const QSXmlGroupDesc& g = groups[curGroup];
-   QSSIZE i = directNextElem(ctxt, r, tab + g.row, g.num);
+   QSSIZE i = idle ? directNextElemIdle(ctxt, r, tab + g.row, g.num) : directNextElem(ctxt, r, tab + g.row, g.num);
    if (i < kEndPending) {
       const QSXmlElemDescr& e = tab[g.row + i];
       int stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)e.name);
@@ -1646,7 +1655,7 @@ int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
    int stat = getReader(ctxt, &r);
    if (stat != 0) return stat;
    if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
-   return nextSeqElem(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
 }
 
 int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups, int ngroups,
@@ -1659,11 +1668,16 @@ int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
       if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
       return rtXmlpGetNextSeqElemID(ctxt, tab, groups, curGroup, lastMandatoryGroup, extensible);
    }
-   int stat = endOfMember(ctxt, r);
-   if (stat != 0) return stat;
+   /* the end tag taken directly leaves the reader idle at its depth */
+   bool idle = takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r);
+   if (!idle) {
+      int stat = matchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+   }
    if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
    if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
-   return nextSeqElem(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   if (idle) return nextSeqElem<true>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
 }
 
 int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required)
@@ -1736,24 +1750,28 @@ int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 co
                       int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue)
 {
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
-   QSSIZE off, len;
-   if (r != nullptr && emptyChildAt(r, &off, &len)) {
-      /* the table has the identifiers of toEnum: the entry of the same name gives the value */
-      const QSOCTET* name = r->data + off;
-      QSUINT32 value = 0;
-      bool found = false;
-      for (QSUINT16 i = 0; i < count; i++) {
-         const QSRTEnumTableEntry& e = table[i];
-         if (e.namelen == len && e.name[0] == name[0] && sameBytes(e.name, name, len)) {
-            value = (QSUINT32)e.value;
-            found = true;
-            break;
+   if (r != nullptr && idleAtDepth(r) && r->depth != r->stackCap) {
+      /* The only content being an empty child <identifier/> of the table (the identifiers of
+       * toEnum): an identifier followed by "/>" is the whole name, and identifiers hold no
+       * prefix, so this is the child emptyChildAt would find, with its entry. */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE q = skipIndent(d, n, r->pos);
+      if (q + 1 < n && d[q] == '<') {
+         const QSOCTET* name = d + q + 1;
+         QSSIZE avail = n - (q + 1);
+         for (QSUINT16 i = 0; i < count; i++) {
+            const QSRTEnumTableEntry& e = table[i];
+            QSSIZE len = e.namelen;
+            if (len + 1 < avail && name[len] == '/' && name[len + 1] == '>' && len != 0 && e.name[0] == name[0] &&
+                sameBytes(e.name, name, len)) {
+               QSUINT32 value = (QSUINT32)e.value;
+               if (value > top) break;
+               takeEmptyChild(ctxt, r, q + 1, len);
+               *pvalue = value;
+               return 0;
+            }
          }
-      }
-      if (found && value <= top) {
-         takeEmptyChild(ctxt, r, off, len);
-         *pvalue = value;
-         return 0;
       }
    }
    return rtXmlpDecXerEnum(ctxt, toEnum, top, pvalue);
