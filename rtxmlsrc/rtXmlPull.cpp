@@ -861,11 +861,14 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElemIdle(QSCTXT* ctxt, QSXmlReader* r, 
       return kEndPending;
    }
    if (r->depth == r->stackCap) return kNotTaken;  /* growing the stack: the general path */
+   const QSOCTET* name = d + q + 1;
+   QSSIZE avail = n - (q + 1);  /* at least 1 */
    for (QSSIZE i = 0; i < nrows; i++) {
       const QSXmlElemDescr& e = tab[i];
       QSSIZE nl = e.nameLen;
-      if (nl == 0 || e.name == nullptr || (QSOCTET)e.name[0] != c || q + 1 + nl >= n || d[q + 1 + nl] != '>' ||
-          !sameBytes(d + q + 1, (const QSOCTET*)e.name, nl))
+      /* a named entry (nl != 0) whose name is followed by '>' inside the input, then the bytes */
+      if (nl - 1 >= avail - 1 || name[nl] != '>' || e.name == nullptr || (QSOCTET)e.name[0] != c ||
+          !sameBytes(name, (const QSOCTET*)e.name, nl))
          continue;
       QSSIZE end = q + nl + 2;
       r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
@@ -1683,9 +1686,20 @@ int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
 int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required)
 {
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
-   int stat = (r != nullptr) ? endOfMember(ctxt, r) : rtXmlpMatchEndTag(ctxt, -1);
-   if (stat != 0) return stat;
-   return rtXmlpGetNextElemID(ctxt, tab, nrows, -1, required);
+   if (r == nullptr || !(takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r))) {
+      int stat = (r != nullptr) ? matchEndTag(ctxt, -1) : rtXmlpMatchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+      return rtXmlpGetNextElemID(ctxt, tab, nrows, -1, required);
+   }
+   /* rtXmlpGetNextElemID at the reader's level, which the end tag taken directly has left idle */
+   QSSIZE i = directNextElemIdle(ctxt, r, tab, nrows);
+   if (i == kEndPending) return QSXML_END_OF_CONTENT;
+   if (i != kNotTaken) {
+      int stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[i].name);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return tab[i].id;
+   }
+   return nextElemRest(ctxt, r, tab, nrows, r->level, required);
 }
 
 int rtXmlpGetNextSeqElemIDExt(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
