@@ -148,6 +148,7 @@ bool plainBits(const QSOCTET* p, QSSIZE n, QSOCTET* data, QSSIZE bufsize)
 
 int decBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits)
 {
+   if (directBits(ctxt, data, bufsize, pnbits)) return 0;
    const QSOCTET* p;
    QSSIZE n;
    int stat = readCollapsed(ctxt, &p, &n);

@@ -90,6 +90,12 @@ void addPosParm(QSCTXT* ctxt, QSSIZE offset);
  * child element is RTERR_XML_UNEXPECTED_START_TAG. */
 int readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen);
 
+/* The content of the current element being nothing but '0'/'1' digits, at most bufsize * 8 of
+ * them, up to its plain end tag: stored as bits (first bit the top bit of the first byte, the
+ * bytes holding bits cleared first), the end tag left pending, as the bit string readers would;
+ * false (nothing read) otherwise. */
+bool directBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits);
+
 /* The integer readers rtXmlpDecInt ... rtXmlpDecUInt64 by the general path (value text,
  * whitespace collapsed, sign, digits, width check); the reader takes the usual form itself. */
 int decIntegerValue(QSCTXT* ctxt, QSINT32* pvalue);

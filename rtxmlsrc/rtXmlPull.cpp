@@ -1184,6 +1184,46 @@ void xmlimpl::addPosParm(QSCTXT* ctxt, QSSIZE offset)
    rtxErrAddStrParm(ctxt, text);
 }
 
+bool xmlimpl::directBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   const QSUINT64 ones = 0x0101010101010101ull;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   const bool little = true;
+#else
+   const bool little = false;
+#endif
+   /* eight digits at a time: every byte '0' (0x30) or '1' (0x31) */
+   while (q + 8 <= n && (load8(d + q) & (ones * 0xFE)) == ones * '0') q += 8;
+   while (q < n && (d[q] & 0xFE) == '0') q++;
+   QSSIZE nbits = q - p;
+   if (q + 1 >= n || d[q] != '<' || nbits > bufsize * 8) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   /* every byte holding bits is written whole, as clearing it and setting its bits would */
+   QSSIZE i = 0;
+   if (little) {
+      /* the low bits of eight digits gathered into one byte, the first digit as the top bit */
+      for (; i + 8 <= nbits; i += 8)
+         data[i / 8] = (QSOCTET)(((load8(d + p + i) & ones) * 0x8040201008040201ull) >> 56);
+   }
+   if (i < nbits) {
+      std::memset(data + i / 8, 0, (nbits - i + 7) / 8);
+      for (; i < nbits; i++)
+         if (d[p + i] & 1) data[i / 8] |= (QSOCTET)(0x80 >> (i % 8));
+   }
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pnbits = nbits;
+   return true;
+}
+
 int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
 {
    QSXmlReader* r;
