@@ -67,7 +67,7 @@ struct ByteBuf {
    }
    void release()
    {
-      std::free(p);
+      if (p != nullptr) std::free(p);
       p = nullptr;
       len = cap = 0;
    }
@@ -1500,7 +1500,7 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
-   if (lvl > 1 && lvl == r->level) {
+   if (lvl == r->level) {
       /* a plain end tag next */
       bool pending = false;
       if (idleAtDepth(r)) {
@@ -1515,6 +1515,13 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
          markDone(r);
          rtxCtxtPopElemName(ctxt);
          r->listMode = false;
+         if (lvl == 1) {
+            /* the root is closed: only whitespace, comments and processing instructions may
+             * follow, as below */
+            Event* ev;
+            stat = peekEvent(ctxt, r, &ev);
+            if (stat != 0) return XML_LOG(ctxt, stat);
+         }
          return 0;
       }
    }
