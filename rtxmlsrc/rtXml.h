@@ -339,6 +339,16 @@ int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 co
                       int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue);
 int rtXmlpDecBoolElem(QSCTXT* ctxt, QSBOOL* pvalue);
 
+/* The end tag of the member just decoded and the next member, in one call: exactly
+ * rtXmlpMatchEndTag(ctxt, -1) (its failure is returned), then QSXML_END_OF_CONTENT when curGroup
+ * is not below ngroups, else rtXmlpGetNextSeqElemID with the other arguments. */
+int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups, int ngroups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible);
+
+/* The same for list items: rtXmlpMatchEndTag(ctxt, -1), then rtXmlpGetNextElemID(ctxt, tab, nrows,
+ * -1, required). */
+int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required);
+
 /* Document end: the result of the whole decode by the non-fatal-error rule (all non-fatal
  * records alike: their status; different: RTERR_MULTIPLE_ERRORS; none: the context status). */
 int rtXmlpDecodeResult(QSCTXT* ctxt);

@@ -148,6 +148,7 @@ bool plainBits(const QSOCTET* p, QSSIZE n, QSOCTET* data, QSSIZE bufsize)
 
 int decBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits)
 {
+   if (directBits(ctxt, data, bufsize, pnbits)) return 0;
    const QSOCTET* p;
    QSSIZE n;
    int stat = readCollapsed(ctxt, &p, &n);
@@ -224,16 +225,10 @@ int decDynHex(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* pnocts)
 namespace {
 
 /* The decimal value of the current element into an integer of type T, whose range decides
- * what fits. */
+ * what fits: the general path of the integer readers, whose usual form the reader takes
+ * directly (rtXmlPull.cpp). */
 template <class T> int decInteger(QSCTXT* ctxt, T* pvalue)
 {
-   bool neg;
-   QSUINT64 mag;
-   if (directInteger(ctxt, (QSUINT64)std::numeric_limits<T>::max(),
-                     (QSUINT64)0 - (QSUINT64)(QSINT64)std::numeric_limits<T>::min(), &neg, &mag)) {
-      *pvalue = neg ? (T)(QSINT64)((QSUINT64)0 - mag) : (T)mag;
-      return 0;
-   }
    int stat;
    if (std::numeric_limits<T>::is_signed) {
       QSINT64 v;
@@ -250,14 +245,14 @@ template <class T> int decInteger(QSCTXT* ctxt, T* pvalue)
 
 } // namespace
 
-int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecInt64(QSCTXT* ctxt, QSINT64* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecUInt(QSCTXT* ctxt, QSUINT32* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecUInt8(QSCTXT* ctxt, QSUINT8* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecUInt16(QSCTXT* ctxt, QSUINT16* pvalue) { return decInteger(ctxt, pvalue); }
-int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSINT64* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSUINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSUINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSUINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int xmlimpl::decIntegerValue(QSCTXT* ctxt, QSUINT64* pvalue) { return decInteger(ctxt, pvalue); }
 
 /* ---- booleans and strings --------------------------------------------------------------------- */
 

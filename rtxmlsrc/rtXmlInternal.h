@@ -90,11 +90,22 @@ void addPosParm(QSCTXT* ctxt, QSSIZE offset);
  * child element is RTERR_XML_UNEXPECTED_START_TAG. */
 int readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen);
 
-/* A decimal integer (optional '-', up to 19 digits, nothing else) as the whole content of the
- * current element up to its plain end tag, with a magnitude within maxPos (maxNeg when negative):
- * read as the value readers would read it, the end tag left pending; false (nothing read)
- * otherwise. */
-bool directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUINT64* pmag);
+/* The content of the current element being nothing but '0'/'1' digits, at most bufsize * 8 of
+ * them, up to its plain end tag: stored as bits (first bit the top bit of the first byte, the
+ * bytes holding bits cleared first), the end tag left pending, as the bit string readers would;
+ * false (nothing read) otherwise. */
+bool directBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits);
+
+/* The integer readers rtXmlpDecInt ... rtXmlpDecUInt64 by the general path (value text,
+ * whitespace collapsed, sign, digits, width check); the reader takes the usual form itself. */
+int decIntegerValue(QSCTXT* ctxt, QSINT32* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSINT8* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSINT16* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSINT64* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSUINT32* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSUINT8* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSUINT16* pvalue);
+int decIntegerValue(QSCTXT* ctxt, QSUINT64* pvalue);
 
 /* Position of the value last read as an error parameter. */
 void addValuePosParm(QSCTXT* ctxt);

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #if defined(__SSE2__)
@@ -66,7 +67,7 @@ struct ByteBuf {
    }
    void release()
    {
-      std::free(p);
+      if (p != nullptr) std::free(p);
       p = nullptr;
       len = cap = 0;
    }
@@ -92,39 +93,42 @@ struct Event {
 
 } // namespace
 
+/* Every member but the first entries of the tag stack starts as zero: a reader is created without
+ * clearing those (they are written when pushed). */
 struct QSXmlReader {
-   const QSOCTET* data;
-   QSSIZE size;
-   QSSIZE pos;
-   QSSIZE docStart;     /* where the XML declaration may stand */
+   const QSOCTET* data = nullptr;
+   QSSIZE size = 0;
+   QSSIZE pos = 0;
+   QSSIZE docStart = 0;     /* where the XML declaration may stand */
 
-   OpenTag* stack;      /* open tags of the tokenizer, depth entries */
-   QSSIZE depth;
-   QSSIZE stackCap;
-   OpenTag firstTags[24];  /* the stack until it needs more entries */
-   bool rootSeen;
-   bool rootClosed;
-   bool pendingEnd;     /* the end event of a self-closing tag is due */
+   OpenTag* stack = nullptr;  /* open tags of the tokenizer, depth entries */
+   QSSIZE depth = 0;
+   QSSIZE stackCap = 0;
+   bool rootSeen = false;
+   bool rootClosed = false;
+   bool pendingEnd = false;   /* the end event of a self-closing tag is due */
 
-   Event cur;
-   bool hasCur;
-   bool curDone;
-   QSINT32 level;
+   Event cur = {};
+   bool hasCur = false;
+   bool curDone = false;      /* the event is done; also set while there is none yet */
+   QSINT32 level = 0;
 
-   ByteBuf text;        /* character data of the newest character event */
-   ByteBuf value;       /* character data of the current element */
-   QSSIZE valueOff;
+   ByteBuf text;              /* character data of the newest character event */
+   ByteBuf value;             /* character data of the current element */
+   QSSIZE valueOff = 0;
 
-   int errStat;         /* sticky failure of the tokenizer */
-   unsigned nonFatal;
+   int errStat = 0;           /* sticky failure of the tokenizer */
+   unsigned nonFatal = 0;
 
    /* list mode */
-   bool listMode;
+   bool listMode = false;
    ByteBuf list;
-   QSSIZE listPos;
+   QSSIZE listPos = 0;
 
    /* line and column of the last position asked for */
-   QSSIZE lcOff, lcLine, lcLineStart;
+   QSSIZE lcOff = 0, lcLine = 0, lcLineStart = 0;
+
+   OpenTag firstTags[24];     /* the stack until it needs more entries */
 };
 
 namespace {
@@ -737,12 +741,13 @@ void splitName(const QSXmlReader* r, const Event& ev, QSSIZE* plocalOff, QSSIZE*
 #define QS_ALWAYS_INLINE
 #endif
 
-/* No event pending, nothing failed, inside the root, and the reader's level is the
- * tokenizer's depth. */
+/* No event pending, inside the root, and the reader's level is the tokenizer's depth. A failed
+ * tokenizer has left its position at the end of the input, where no direct path finds anything
+ * to take, so its sticky failure needs no test here. */
 inline bool idleAtDepth(const QSXmlReader* r)
 {
-   return (!r->hasCur || r->curDone) && r->errStat == 0 && !r->pendingEnd && r->depth != 0 &&
-          r->level == (QSINT32)r->depth;
+   /* curDone is set while there is no event yet (hasCur clear) */
+   return r->curDone && !r->pendingEnd && r->depth != 0 && r->level == (QSINT32)r->depth;
 }
 
 /* Offset of the first byte at or after q that is not whitespace (n when there is none); runs of
@@ -837,14 +842,13 @@ QS_ALWAYS_INLINE inline void takeEndTag(QSCTXT* ctxt, QSXmlReader* r, QSSIZE q, 
 /* Reading the next child element of the current level: a plain start tag <name> whose name is
  * that of one of the table's named entries is consumed and marked done; the first such entry.
  * The plain end tag of the current element is made the pending event: kEndPending. Otherwise
- * nothing is read: kNotTaken. */
+ * nothing is read: kNotTaken. The reader is idle at its depth (idleAtDepth). */
 const QSSIZE kNotTaken = (QSSIZE)-1;
 const QSSIZE kEndPending = (QSSIZE)-2;
 
-QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
-                                               QSSIZE nrows)
+QS_ALWAYS_INLINE inline QSSIZE directNextElemIdle(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                                   QSSIZE nrows)
 {
-   if (!idleAtDepth(r)) return kNotTaken;
    const QSOCTET* d = r->data;
    QSSIZE n = r->size;
    QSSIZE q = skipIndent(d, n, r->pos);
@@ -857,11 +861,14 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, cons
       return kEndPending;
    }
    if (r->depth == r->stackCap) return kNotTaken;  /* growing the stack: the general path */
+   const QSOCTET* name = d + q + 1;
+   QSSIZE avail = n - (q + 1);  /* at least 1 */
    for (QSSIZE i = 0; i < nrows; i++) {
       const QSXmlElemDescr& e = tab[i];
       QSSIZE nl = e.nameLen;
-      if (nl == 0 || e.name == nullptr || (QSOCTET)e.name[0] != c || q + 1 + nl >= n || d[q + 1 + nl] != '>' ||
-          !sameBytes(d + q + 1, (const QSOCTET*)e.name, nl))
+      /* a named entry (nl != 0) whose name is followed by '>' inside the input, then the bytes */
+      if (nl - 1 >= avail - 1 || name[nl] != '>' || e.name == nullptr || (QSOCTET)e.name[0] != c ||
+          !sameBytes(name, (const QSOCTET*)e.name, nl))
          continue;
       QSSIZE end = q + nl + 2;
       r->stack[r->depth++] = OpenTag{ q + 1, nl, q, end };
@@ -874,6 +881,14 @@ QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, cons
       return i;
    }
    return kNotTaken;
+}
+
+/* As directNextElemIdle when the reader is idle at its depth (idleAtDepth). */
+QS_ALWAYS_INLINE inline QSSIZE directNextElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                               QSSIZE nrows)
+{
+   if (!idleAtDepth(r)) return kNotTaken;
+   return directNextElemIdle(ctxt, r, tab, nrows);
 }
 
 /* The start of the document: an XML declaration (or nothing), whitespace and the plain start tag
@@ -1169,6 +1184,46 @@ void xmlimpl::addPosParm(QSCTXT* ctxt, QSSIZE offset)
    rtxErrAddStrParm(ctxt, text);
 }
 
+bool xmlimpl::directBits(QSCTXT* ctxt, QSOCTET* data, QSSIZE bufsize, QSSIZE* pnbits)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   const QSUINT64 ones = 0x0101010101010101ull;
+#if defined(__GNUC__) && defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+   const bool little = true;
+#else
+   const bool little = false;
+#endif
+   /* eight digits at a time: every byte '0' (0x30) or '1' (0x31) */
+   while (q + 8 <= n && (load8(d + q) & (ones * 0xFE)) == ones * '0') q += 8;
+   while (q < n && (d[q] & 0xFE) == '0') q++;
+   QSSIZE nbits = q - p;
+   if (q + 1 >= n || d[q] != '<' || nbits > bufsize * 8) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   /* every byte holding bits is written whole, as clearing it and setting its bits would */
+   QSSIZE i = 0;
+   if (little) {
+      /* the low bits of eight digits gathered into one byte, the first digit as the top bit */
+      for (; i + 8 <= nbits; i += 8)
+         data[i / 8] = (QSOCTET)(((load8(d + p + i) & ones) * 0x8040201008040201ull) >> 56);
+   }
+   if (i < nbits) {
+      std::memset(data + i / 8, 0, (nbits - i + 7) / 8);
+      for (; i < nbits; i++)
+         if (d[p + i] & 1) data[i / 8] |= (QSOCTET)(0x80 >> (i % 8));
+   }
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pnbits = nbits;
+   return true;
+}
+
 int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
 {
    QSXmlReader* r;
@@ -1191,36 +1246,6 @@ int xmlimpl::readValue(QSCTXT* ctxt, const QSOCTET** pdata, QSSIZE* plen)
    *pdata = (r->value.p != nullptr) ? r->value.p : (const QSOCTET*)"";
    *plen = r->value.len;
    return 0;
-}
-
-bool xmlimpl::directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg, QSUINT64* pmag)
-{
-   QSXmlReader* r = readerOf(ctxt);
-   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
-   const QSOCTET* d = r->data;
-   QSSIZE n = r->size;
-   QSSIZE p = r->pos;
-   QSSIZE q = p;
-   bool neg = (q < n && d[q] == '-');
-   if (neg) q++;
-   QSSIZE first = q;
-   QSUINT64 v = 0;
-   /* at most 19 digits, which cannot overflow; a longer number is not taken here */
-   QSSIZE lim = (n - q > 19) ? q + 19 : n;
-   for (; q < lim; q++) {
-      unsigned digit = (unsigned)d[q] - '0';
-      if (digit > 9) break;
-      v = v * 10 + digit;
-   }
-   if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
-   QSSIZE end = plainEndTagAt(r, q);
-   if (end == 0) return false;
-   r->value.len = 0;
-   r->valueOff = p;
-   takeEndTag(ctxt, r, q, end);
-   *pneg = neg;
-   *pmag = v;
-   return true;
 }
 
 void xmlimpl::addValuePosParm(QSCTXT* ctxt)
@@ -1268,6 +1293,69 @@ int xmlimpl::peekStartTagName(QSCTXT* ctxt, QSXmlQName* pqname)
    return 0;
 }
 
+/* ---- integers --------------------------------------------------------------------------------- */
+
+namespace {
+
+/* A decimal integer (optional '-', up to 19 digits, nothing else) as the whole content of the
+ * current element up to its plain end tag, with a magnitude within maxPos (maxNeg when negative):
+ * read as the value readers would read it, the end tag left pending; false (nothing read)
+ * otherwise. */
+QS_ALWAYS_INLINE inline bool directInteger(QSCTXT* ctxt, QSUINT64 maxPos, QSUINT64 maxNeg, bool* pneg,
+                                           QSUINT64* pmag)
+{
+   QSXmlReader* r = readerOf(ctxt);
+   if (r == nullptr || r->listMode || !idleAtDepth(r)) return false;
+   const QSOCTET* d = r->data;
+   QSSIZE n = r->size;
+   QSSIZE p = r->pos;
+   QSSIZE q = p;
+   bool neg = (q < n && d[q] == '-');
+   if (neg) q++;
+   QSSIZE first = q;
+   QSUINT64 v = 0;
+   /* at most 19 digits, which cannot overflow; a longer number is not taken here */
+   QSSIZE lim = (n - q > 19) ? q + 19 : n;
+   for (; q < lim; q++) {
+      unsigned digit = (unsigned)d[q] - '0';
+      if (digit > 9) break;
+      v = v * 10 + digit;
+   }
+   if (q == first || q >= n || d[q] != '<' || v > (neg ? maxNeg : maxPos)) return false;
+   QSSIZE end = plainEndTagAt(r, q);
+   if (end == 0) return false;
+   r->value.len = 0;
+   r->valueOff = p;
+   takeEndTag(ctxt, r, q, end);
+   *pneg = neg;
+   *pmag = v;
+   return true;
+}
+
+template <class T> QS_ALWAYS_INLINE inline int decInteger(QSCTXT* ctxt, T* pvalue)
+{
+   bool neg;
+   QSUINT64 mag;
+   if (ctxt != nullptr &&
+       directInteger(ctxt, (QSUINT64)std::numeric_limits<T>::max(),
+                     (QSUINT64)0 - (QSUINT64)(QSINT64)std::numeric_limits<T>::min(), &neg, &mag)) {
+      *pvalue = neg ? (T)(QSINT64)((QSUINT64)0 - mag) : (T)mag;
+      return 0;
+   }
+   return decIntegerValue(ctxt, pvalue);
+}
+
+} // namespace
+
+int rtXmlpDecInt(QSCTXT* ctxt, QSINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt8(QSCTXT* ctxt, QSINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt16(QSCTXT* ctxt, QSINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecInt64(QSCTXT* ctxt, QSINT64* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt(QSCTXT* ctxt, QSUINT32* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt8(QSCTXT* ctxt, QSUINT8* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt16(QSCTXT* ctxt, QSUINT16* pvalue) { return decInteger(ctxt, pvalue); }
+int rtXmlpDecUInt64(QSCTXT* ctxt, QSUINT64* pvalue) { return decInteger(ctxt, pvalue); }
+
 /* ---- reader ----------------------------------------------------------------------------------- */
 
 int rtXmlpCreateReader(QSCTXT* ctxt)
@@ -1277,7 +1365,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    if (info == nullptr) rtxErrAssertionFailed("0 != pctxt->pXMLInfo", __LINE__, XML_MODULE);
    freeReader(ctxt);
    rtxStreamBindInput(ctxt);
-   QSXmlReader* r = new (std::nothrow) QSXmlReader();
+   QSXmlReader* r = new (std::nothrow) QSXmlReader;  /* default-initialised: see the type */
    if (r == nullptr) return XML_LOG(ctxt, RTERR_NO_DYNAMIC_MEMORY);
    const QSRTBuffer& b = ctxt->buffer;
    r->data = (b.data != nullptr) ? b.data : (const QSOCTET*)"";
@@ -1285,6 +1373,7 @@ int rtXmlpCreateReader(QSCTXT* ctxt)
    r->pos = (b.byteIndex < r->size) ? b.byteIndex : r->size;
    if (startsWith(r, r->pos, "\xEF\xBB\xBF")) r->pos += 3;
    r->docStart = r->pos;
+   r->curDone = true;  /* as if a last event had been done: see idleAtDepth */
    r->stack = r->firstTags;
    r->stackCap = sizeof r->firstTags / sizeof r->firstTags[0];
    r->lcLine = 1;
@@ -1345,25 +1434,60 @@ int rtXmlpMatchStartTag(QSCTXT* ctxt, const QSUTF8CHAR* elemLocalName, QSINT16 n
 
 namespace {
 
-int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+#if defined(__GNUC__)
+#define QS_NOINLINE __attribute__((noinline))
+#else
+#define QS_NOINLINE
+#endif
+
+QS_NOINLINE int matchEndTag(QSCTXT* ctxt, QSINT32 level);
+
+/* The end tag of the current element left pending by a value reader or a lookup, consumed as
+ * matchEndTag would; false (nothing changed) when it is not pending. */
+QS_ALWAYS_INLINE inline bool takePendingEnd(QSCTXT* ctxt, QSXmlReader* r, QSINT32 level)
+{
+   QSINT32 lvl = r->level;
+   if ((level < 0 || level == lvl) && lvl > 1 && r->cur.type == QSXMLP_END_TAG && r->cur.level == lvl &&
+       r->hasCur && !r->curDone) {
+      r->curDone = true;
+      r->level = lvl - 1;
+      rtxCtxtPopElemName(ctxt);
+      r->listMode = false;
+      return true;
+   }
+   return false;
+}
+
+/* The plain end tag of the current element next in the input (after whitespace), consumed as
+ * matchEndTag would; false (nothing changed) otherwise. */
+QS_ALWAYS_INLINE inline bool takePlainEnd(QSCTXT* ctxt, QSXmlReader* r)
+{
+   if (r->level <= 1 || !idleAtDepth(r)) return false;
+   QSSIZE q = skipIndent(r->data, r->size, r->pos);
+   QSSIZE end = (q + 1 < r->size) ? plainEndTagAt(r, q) : 0;
+   if (end == 0) return false;
+   takeEndTag(ctxt, r, q, end);
+   markDone(r);
+   rtxCtxtPopElemName(ctxt);
+   r->listMode = false;
+   return true;
+}
+
+/* rtXmlpMatchEndTag(ctxt, -1) on the context's reader. */
+QS_ALWAYS_INLINE inline int endOfMember(QSCTXT* ctxt, QSXmlReader* r)
+{
+   if (takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r)) return 0;
+   return matchEndTag(ctxt, -1);
+}
 
 } // namespace
 
 int rtXmlpMatchEndTag(QSCTXT* ctxt, QSINT32 level)
 {
-   /* the end tag of the current element left pending by a value reader or a lookup */
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
-   if (r != nullptr) {
-      QSINT32 lvl = r->level;
-      if ((level < 0 || level == lvl) && lvl > 1 && r->hasCur && !r->curDone && r->cur.type == QSXMLP_END_TAG &&
-          r->cur.level == lvl) {
-         r->curDone = true;
-         r->level = lvl - 1;
-         rtxCtxtPopElemName(ctxt);
-         r->listMode = false;
-         return 0;
-      }
-   }
+   if (r != nullptr &&
+       (takePendingEnd(ctxt, r, level) || ((level < 0 || level == r->level) && takePlainEnd(ctxt, r))))
+      return 0;
    return matchEndTag(ctxt, level);
 }
 
@@ -1376,7 +1500,7 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
    if (stat != 0) return stat;
    QSINT32 lvl = (level < 0) ? r->level : level;
    if (lvl <= 0 || lvl > r->level) return XML_LOG(ctxt, RTERR_XML_TAG_NOT_MATCHED);
-   if (lvl > 1 && lvl == r->level) {
+   if (lvl == r->level) {
       /* a plain end tag next */
       bool pending = false;
       if (idleAtDepth(r)) {
@@ -1391,6 +1515,13 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
          markDone(r);
          rtxCtxtPopElemName(ctxt);
          r->listMode = false;
+         if (lvl == 1) {
+            /* the root is closed: only whitespace, comments and processing instructions may
+             * follow, as below */
+            Event* ev;
+            stat = peekEvent(ctxt, r, &ev);
+            if (stat != 0) return XML_LOG(ctxt, stat);
+         }
          return 0;
       }
    }
@@ -1431,6 +1562,13 @@ int matchEndTag(QSCTXT* ctxt, QSINT32 level)
 
 } // namespace
 
+namespace {
+
+QS_NOINLINE int nextElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 lvl,
+                             QSBOOL required);
+
+} // namespace
+
 int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 level,
                         QSBOOL required)
 {
@@ -1448,6 +1586,15 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
          return tab[i].id;
       }
    }
+   return nextElemRest(ctxt, r, tab, nrows, lvl, required);
+}
+
+namespace {
+
+int nextElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, QSSIZE nrows, QSINT32 lvl,
+                 QSBOOL required)
+{
+   int stat;
    skipWsBeforeTag(r);
    for (;;) {
       Event* ev;
@@ -1497,21 +1644,15 @@ int rtXmlpGetNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, Q
    }
 }
 
-int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
-                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+} // namespace
+
+namespace {
+
+/* rtXmlpGetNextSeqElemID after the direct lookup in the group's entries found nothing (i is
+ * kNotTaken, or kEndPending in a group up to the last mandatory one). */
+QS_NOINLINE int nextSeqElemRest(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab, const QSXmlGroupDesc& g,
+                                int curGroup, int lastMandatoryGroup, QSBOOL extensible)
 {
-   QSXmlReader* r;
-   int stat = getReader(ctxt, &r);
-   if (stat != 0) return stat;
-   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
-   const QSXmlGroupDesc& g = groups[curGroup];
-   QSSIZE i = directNextElem(ctxt, r, tab + g.row, g.num);
-   if (i != kNotTaken && i != kEndPending) {
-      stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[g.row + i].name);
-      if (stat != 0) return XML_LOG(ctxt, stat);
-      return tab[g.row + i].id;
-   }
-   if (i == kEndPending && curGroup > lastMandatoryGroup) return QSXML_END_OF_CONTENT;
    bool required = !(g.anyCase >= 0 || (extensible && curGroup > lastMandatoryGroup));
    int id = rtXmlpGetNextElemID(ctxt, tab + g.row, g.num, -1, required);
    if (id == RTERR_UNEXPECTED_ELEMENT) {
@@ -1534,6 +1675,78 @@ int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlG
    }
    if (id < 0) return XML_LOG(ctxt, id);
    return id;
+}
+
+/* rtXmlpGetNextSeqElemID on the context's reader, arguments checked; idle: the reader is known
+ * to be idle at its depth. */
+template <bool idle>
+QS_ALWAYS_INLINE inline int nextSeqElem(QSCTXT* ctxt, QSXmlReader* r, const QSXmlElemDescr* tab,
+                                        const QSXmlGroupDesc* groups, int curGroup, int lastMandatoryGroup,
+                                        QSBOOL extensible)
+{
+   const QSXmlGroupDesc& g = groups[curGroup];
+   QSSIZE i = idle ? directNextElemIdle(ctxt, r, tab + g.row, g.num) : directNextElem(ctxt, r, tab + g.row, g.num);
+   if (i < kEndPending) {
+      const QSXmlElemDescr& e = tab[g.row + i];
+      int stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)e.name);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return e.id;
+   }
+   if (i == kEndPending && curGroup > lastMandatoryGroup) return QSXML_END_OF_CONTENT;
+   return nextSeqElemRest(ctxt, r, tab, g, curGroup, lastMandatoryGroup, extensible);
+}
+
+} // namespace
+
+int rtXmlpGetNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   QSXmlReader* r;
+   int stat = getReader(ctxt, &r);
+   if (stat != 0) return stat;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+int rtXmlpEndNextSeqElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups, int ngroups,
+                           int curGroup, int lastMandatoryGroup, QSBOOL extensible)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r == nullptr) {
+      int stat = rtXmlpMatchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+      if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
+      return rtXmlpGetNextSeqElemID(ctxt, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   }
+   /* the end tag taken directly leaves the reader idle at its depth */
+   bool idle = takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r);
+   if (!idle) {
+      int stat = matchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+   }
+   if (curGroup >= ngroups) return QSXML_END_OF_CONTENT;
+   if (tab == nullptr || groups == nullptr || curGroup < 0) return XML_LOG(ctxt, RTERR_INVALID_PARAMETER);
+   if (idle) return nextSeqElem<true>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+   return nextSeqElem<false>(ctxt, r, tab, groups, curGroup, lastMandatoryGroup, extensible);
+}
+
+int rtXmlpEndNextElemID(QSCTXT* ctxt, const QSXmlElemDescr* tab, QSSIZE nrows, QSBOOL required)
+{
+   QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
+   if (r == nullptr || !(takePendingEnd(ctxt, r, -1) || takePlainEnd(ctxt, r))) {
+      int stat = (r != nullptr) ? matchEndTag(ctxt, -1) : rtXmlpMatchEndTag(ctxt, -1);
+      if (stat != 0) return stat;
+      return rtXmlpGetNextElemID(ctxt, tab, nrows, -1, required);
+   }
+   /* rtXmlpGetNextElemID at the reader's level, which the end tag taken directly has left idle */
+   QSSIZE i = directNextElemIdle(ctxt, r, tab, nrows);
+   if (i == kEndPending) return QSXML_END_OF_CONTENT;
+   if (i != kNotTaken) {
+      int stat = rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)tab[i].name);
+      if (stat != 0) return XML_LOG(ctxt, stat);
+      return tab[i].id;
+   }
+   return nextElemRest(ctxt, r, tab, nrows, r->level, required);
 }
 
 int rtXmlpGetNextSeqElemIDExt(QSCTXT* ctxt, const QSXmlElemDescr* tab, const QSXmlGroupDesc* groups,
@@ -1598,24 +1811,28 @@ int rtXmlpDecEnumElem(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 co
                       int (*toEnum)(QSCTXT*, const QSUTF8CHAR*, size_t, QSUINT32*), QSUINT32 top, QSUINT32* pvalue)
 {
    QSXmlReader* r = (ctxt != nullptr) ? readerOf(ctxt) : nullptr;
-   QSSIZE off, len;
-   if (r != nullptr && emptyChildAt(r, &off, &len)) {
-      /* the table has the identifiers of toEnum: the entry of the same name gives the value */
-      const QSOCTET* name = r->data + off;
-      QSUINT32 value = 0;
-      bool found = false;
-      for (QSUINT16 i = 0; i < count; i++) {
-         const QSRTEnumTableEntry& e = table[i];
-         if (e.namelen == len && e.name[0] == name[0] && sameBytes(e.name, name, len)) {
-            value = (QSUINT32)e.value;
-            found = true;
-            break;
+   if (r != nullptr && idleAtDepth(r) && r->depth != r->stackCap) {
+      /* The only content being an empty child <identifier/> of the table (the identifiers of
+       * toEnum): an identifier followed by "/>" is the whole name, and identifiers hold no
+       * prefix, so this is the child emptyChildAt would find, with its entry. */
+      const QSOCTET* d = r->data;
+      QSSIZE n = r->size;
+      QSSIZE q = skipIndent(d, n, r->pos);
+      if (q + 1 < n && d[q] == '<') {
+         const QSOCTET* name = d + q + 1;
+         QSSIZE avail = n - (q + 1);
+         for (QSUINT16 i = 0; i < count; i++) {
+            const QSRTEnumTableEntry& e = table[i];
+            QSSIZE len = e.namelen;
+            if (len + 1 < avail && name[len] == '/' && name[len + 1] == '>' && len != 0 && e.name[0] == name[0] &&
+                sameBytes(e.name, name, len)) {
+               QSUINT32 value = (QSUINT32)e.value;
+               if (value > top) break;
+               takeEmptyChild(ctxt, r, q + 1, len);
+               *pvalue = value;
+               return 0;
+            }
          }
-      }
-      if (found && value <= top) {
-         takeEmptyChild(ctxt, r, off, len);
-         *pvalue = value;
-         return 0;
       }
    }
    return rtXmlpDecXerEnum(ctxt, toEnum, top, pvalue);

@@ -152,8 +152,7 @@ int XmlDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -169,8 +168,7 @@ int XmlDec_CS5(QSCTXT* ctxt, ASN1T_CS5* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }

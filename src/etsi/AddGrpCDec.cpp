@@ -2622,8 +2622,7 @@ int XmlDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
       { 0, 1, 1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2633,10 +2632,11 @@ int XmlDec_ETSI_GrpC_ConnectionManeuverAssist_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_G
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2654,8 +2654,7 @@ int XmlDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
       { 1, 1, -1 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2667,10 +2666,11 @@ int XmlDec_ETSI_GrpC_ConnectionTrajectory_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 1, 1);
    }
    return 0;
 }
@@ -2687,8 +2687,7 @@ int XmlDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
       { 0, 1, 1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2698,10 +2697,11 @@ int XmlDec_ETSI_GrpC_IntersectionState_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Int
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2720,8 +2720,7 @@ int XmlDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
       { 1, 1, 2 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2735,10 +2734,11 @@ int XmlDec_ETSI_GrpC_LaneAttributes_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_LaneAt
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2755,8 +2755,7 @@ int XmlDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
       { 0, 1, 1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2766,10 +2765,11 @@ int XmlDec_ETSI_GrpC_MapData_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_MapData_addGr
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2786,8 +2786,7 @@ int XmlDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
       { 0, 1, 1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2797,10 +2796,11 @@ int XmlDec_ETSI_GrpC_MovementEvent_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Movemen
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2821,8 +2821,7 @@ int XmlDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
       { 2, 1, 3 },
       { 3, 0, 3 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2840,10 +2839,11 @@ int XmlDec_ETSI_GrpC_NodeAttributeSet_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2859,8 +2859,7 @@ int XmlDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
       { 0, 1, -1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2869,10 +2868,11 @@ int XmlDec_ETSI_GrpC_Position3D_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Position3D
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 0, 1);
    }
    return 0;
 }
@@ -2891,8 +2891,7 @@ int XmlDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
       { 1, 1, 2 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2906,10 +2905,11 @@ int XmlDec_ETSI_GrpC_RestrictionUserType_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_R
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2928,8 +2928,7 @@ int XmlDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
       { 1, 1, 2 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2943,10 +2942,11 @@ int XmlDec_ETSI_GrpC_RequestorDescription_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2965,8 +2965,7 @@ int XmlDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
       { 1, 1, 2 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2980,10 +2979,11 @@ int XmlDec_ETSI_GrpC_SignalStatusPackage_addGrpC(QSCTXT* ctxt, ASN1T_ETSI_GrpC_S
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, -1, 1);
    }
    return 0;
 }
@@ -3006,8 +3006,7 @@ int XmlDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3028,10 +3027,11 @@ int XmlDec_ETSI_GrpC_ItsStationPosition(QSCTXT* ctxt, ASN1T_ETSI_GrpC_ItsStation
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 0, 1);
    }
    return 0;
 }
@@ -3043,15 +3043,14 @@ int XmlDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "ItsStationPosition", 18, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
       if ((stat = XmlDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 5) {
       rtxErrAddElemNameParm(ctxt);
@@ -3079,8 +3078,7 @@ int XmlDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3101,10 +3099,11 @@ int XmlDec_ETSI_GrpC_Node(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Node* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 0, 1);
    }
    return 0;
 }
@@ -3116,15 +3115,14 @@ int XmlDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "Node", 4, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_Node();
       if ((stat = XmlDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 5) {
       rtxErrAddElemNameParm(ctxt);
@@ -3149,8 +3147,7 @@ int XmlDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
       { 2, 1, -1 },
       { 3, 0, 3 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3165,10 +3162,11 @@ int XmlDec_ETSI_GrpC_PrioritizationResponse(QSCTXT* ctxt, ASN1T_ETSI_GrpC_Priori
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 2, 1);
    }
    return 0;
 }
@@ -3180,15 +3178,14 @@ int XmlDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
    static const QSXmlElemDescr itemtab[1] = {
       { "PrioritizationResponse", 22, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
       if ((stat = XmlDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 10) {
       rtxErrAddElemNameParm(ctxt);
@@ -3213,8 +3210,7 @@ int XmlDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
       { 2, 1, -1 },
       { 3, 0, 3 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3229,10 +3225,11 @@ int XmlDec_ETSI_GrpC_SignalHeadLocation(QSCTXT* ctxt, ASN1T_ETSI_GrpC_SignalHead
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 2, 1);
    }
    return 0;
 }
@@ -3244,15 +3241,14 @@ int XmlDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SignalHeadLocation", 18, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
       if ((stat = XmlDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 64) {
       rtxErrAddElemNameParm(ctxt);

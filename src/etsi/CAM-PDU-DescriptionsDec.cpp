@@ -2231,8 +2231,7 @@ int XmlDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2243,8 +2242,7 @@ int XmlDec_CAM(QSCTXT* ctxt, ASN1T_CAM* pvalue)
          if ((stat = XmlDec_CoopAwareness(ctxt, &(*pvalue).cam)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -2260,8 +2258,7 @@ int XmlDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2272,8 +2269,7 @@ int XmlDec_CoopAwareness(QSCTXT* ctxt, ASN1T_CoopAwareness* pvalue)
          if ((stat = XmlDec_CamParameters(ctxt, &(*pvalue).camParameters)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -2296,8 +2292,7 @@ int XmlDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2317,10 +2312,11 @@ int XmlDec_CamParameters(QSCTXT* ctxt, ASN1T_CamParameters* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 1, 1);
    }
    return 0;
 }
@@ -2501,8 +2497,7 @@ int XmlDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
       { 1, 1, -1 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2514,10 +2509,11 @@ int XmlDec_BasicContainer(QSCTXT* ctxt, ASN1T_BasicContainer* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 1, 1);
    }
    return 0;
 }
@@ -2562,8 +2558,7 @@ int XmlDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
       { 14, 2, -1 },
       { 15, 1, -1 },
    };
-   for (int grp = 0; grp < 16; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 8, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 8, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2623,8 +2618,7 @@ int XmlDec_BasicVehicleContainerHighFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCo
          if ((stat = XmlDec_ITS_CenDsrcTollingZone(ctxt, &(*pvalue).cenDsrcTollingZone)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 16, id + 1, 8, 0);
    }
    return 0;
 }
@@ -2642,8 +2636,7 @@ int XmlDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2657,8 +2650,7 @@ int XmlDec_BasicVehicleContainerLowFrequency(QSCTXT* ctxt, ASN1T_BasicVehicleCon
          if ((stat = XmlDec_ITS_PathHistory(ctxt, &(*pvalue).pathHistory)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -2675,8 +2667,7 @@ int XmlDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2688,8 +2679,7 @@ int XmlDec_PublicTransportContainer(QSCTXT* ctxt, ASN1T_PublicTransportContainer
          if ((stat = XmlDec_ITS_PtActivation(ctxt, &(*pvalue).ptActivation)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2705,8 +2695,7 @@ int XmlDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2717,8 +2706,7 @@ int XmlDec_SpecialTransportContainer(QSCTXT* ctxt, ASN1T_SpecialTransportContain
          if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -2732,8 +2720,7 @@ int XmlDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
    static const QSXmlGroupDesc groupDesc[1] = {
       { 0, 1, -1 },
    };
-   for (int grp = 0; grp < 1; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2741,8 +2728,7 @@ int XmlDec_DangerousGoodsContainer(QSCTXT* ctxt, ASN1T_DangerousGoodsContainer* 
          if ((stat = XmlDec_ITS_DangerousGoodsBasic(ctxt, &(*pvalue).dangerousGoodsBasic)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 1, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2761,8 +2747,7 @@ int XmlDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2778,8 +2763,7 @@ int XmlDec_RoadWorksContainerBasic(QSCTXT* ctxt, ASN1T_RoadWorksContainerBasic* 
          if ((stat = XmlDec_ITS_ClosedLanes(ctxt, &(*pvalue).closedLanes)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 1, 0);
    }
    return 0;
 }
@@ -2793,8 +2777,7 @@ int XmlDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
    static const QSXmlGroupDesc groupDesc[1] = {
       { 0, 1, -1 },
    };
-   for (int grp = 0; grp < 1; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2802,8 +2785,7 @@ int XmlDec_RescueContainer(QSCTXT* ctxt, ASN1T_RescueContainer* pvalue)
          if ((stat = XmlDec_ITS_LightBarSirenInUse(ctxt, &(*pvalue).lightBarSirenInUse)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 1, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2822,8 +2804,7 @@ int XmlDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
       { 1, 2, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2839,8 +2820,7 @@ int XmlDec_EmergencyContainer(QSCTXT* ctxt, ASN1T_EmergencyContainer* pvalue)
          if ((stat = XmlDec_ITS_EmergencyPriority(ctxt, &(*pvalue).emergencyPriority)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2861,8 +2841,7 @@ int XmlDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
       { 2, 2, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2882,8 +2861,7 @@ int XmlDec_SafetyCarContainer(QSCTXT* ctxt, ASN1T_SafetyCarContainer* pvalue)
          if ((stat = XmlDec_ITS_SpeedLimit(ctxt, &(*pvalue).speedLimit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2900,8 +2878,7 @@ int XmlDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
       { 0, 1, 1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2911,10 +2888,11 @@ int XmlDec_RSUContainerHighFrequency(QSCTXT* ctxt, ASN1T_RSUContainerHighFrequen
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 1);
    }
    return 0;
 }

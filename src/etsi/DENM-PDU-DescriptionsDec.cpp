@@ -2008,8 +2008,7 @@ int XmlDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2020,8 +2019,7 @@ int XmlDec_DENM(QSCTXT* ctxt, ASN1T_DENM* pvalue)
          if ((stat = XmlDec_DecentralizedEnvironmentalNotificationMessage(ctxt, &(*pvalue).denm)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -2042,8 +2040,7 @@ int XmlDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
       { 2, 2, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2063,8 +2060,7 @@ int XmlDec_DecentralizedEnvironmentalNotificationMessage(QSCTXT* ctxt, ASN1T_Dec
          if ((stat = XmlDec_AlacarteContainer(ctxt, &(*pvalue).alacarte)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 0, 0);
    }
    return 0;
 }
@@ -2099,8 +2095,7 @@ int XmlDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
       { 9, 1, -1 },
       { 10, 0, 10 },
    };
-   for (int grp = 0; grp < 11; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 9, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 9, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2141,10 +2136,11 @@ int XmlDec_ManagementContainer(QSCTXT* ctxt, ASN1T_ManagementContainer* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 9, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 11, id + 1, 9, 1);
    }
    return 0;
 }
@@ -2167,8 +2163,7 @@ int XmlDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2188,10 +2183,11 @@ int XmlDec_SituationContainer(QSCTXT* ctxt, ASN1T_SituationContainer* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 1, 1);
    }
    return 0;
 }
@@ -2214,8 +2210,7 @@ int XmlDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2236,10 +2231,11 @@ int XmlDec_LocationContainer(QSCTXT* ctxt, ASN1T_LocationContainer* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 2, 1);
    }
    return 0;
 }
@@ -2275,8 +2271,7 @@ int XmlDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
       { 10, 1, -1 },
       { 11, 1, -1 },
    };
-   for (int grp = 0; grp < 12; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 11, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 11, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2317,8 +2312,7 @@ int XmlDec_ImpactReductionContainer(QSCTXT* ctxt, ASN1T_ImpactReductionContainer
          if ((stat = XmlDec_ITS_RequestResponseIndication(ctxt, &(*pvalue).requestResponseIndication)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 12, id + 1, 11, 0);
    }
    return 0;
 }
@@ -2349,8 +2343,7 @@ int XmlDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
       { 7, 2, -1 },
       { 8, 1, -1 },
    };
-   for (int grp = 0; grp < 9; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2391,8 +2384,7 @@ int XmlDec_RoadWorksContainerExtended(QSCTXT* ctxt, ASN1T_RoadWorksContainerExte
          if ((stat = XmlDec_ReferenceDenms(ctxt, &(*pvalue).referenceDenms)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 9, id + 1, -1, 0);
    }
    return 0;
 }
@@ -2417,8 +2409,7 @@ int XmlDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
       { 4, 2, -1 },
       { 5, 1, -1 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2447,8 +2438,7 @@ int XmlDec_StationaryVehicleContainer(QSCTXT* ctxt, ASN1T_StationaryVehicleConta
          if ((stat = XmlDec_ITS_EnergyStorageType(ctxt, &(*pvalue).energyStorageType)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, -1, 0);
    }
    return 0;
 }
@@ -2475,8 +2465,7 @@ int XmlDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -2506,10 +2495,11 @@ int XmlDec_AlacarteContainer(QSCTXT* ctxt, ASN1T_AlacarteContainer* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, -1, 1);
    }
    return 0;
 }
@@ -2528,15 +2518,14 @@ int XmlDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "ActionID", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ITS_ActionID();
       if ((stat = XmlDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }

@@ -18468,8 +18468,7 @@ int XmlDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
       { 8, 1, 9 },
       { 9, 0, 9 },
    };
-   for (int grp = 0; grp < 10; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18510,10 +18509,11 @@ int XmlDec_ETSI_DSRC_MapData(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapData* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 10, id + 1, 1, 1);
    }
    return 0;
 }
@@ -18525,15 +18525,14 @@ int XmlDec_ETSI_DSRC_MapData_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_MapData_regional_element* elem = (ASN1T_ETSI_DSRC_MapData_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MapData_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_MapData_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_MapData_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -18554,8 +18553,7 @@ int XmlDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18581,8 +18579,7 @@ int XmlDec_ETSI_DSRC_MapData_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MapD
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -18611,8 +18608,7 @@ int XmlDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
       { 6, 1, 7 },
       { 7, 0, 7 },
    };
-   for (int grp = 0; grp < 8; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 5, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18643,10 +18639,11 @@ int XmlDec_ETSI_DSRC_RTCMcorrections(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMcorrectio
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 5, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 8, id + 1, 5, 1);
    }
    return 0;
 }
@@ -18658,15 +18655,14 @@ int XmlDec_ETSI_DSRC_RTCMcorrections_regional(QSCTXT* ctxt, ASN1TSeqOfList* pval
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RTCMcorrections_regional_element* elem = (ASN1T_ETSI_DSRC_RTCMcorrections_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMcorrections_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RTCMcorrections_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_RTCMcorrections_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -18687,8 +18683,7 @@ int XmlDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18705,8 +18700,7 @@ int XmlDec_ETSI_DSRC_RTCMcorrections_regional_element(QSCTXT* ctxt, ASN1T_ETSI_D
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -18729,8 +18723,7 @@ int XmlDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18751,10 +18744,11 @@ int XmlDec_ETSI_DSRC_SPAT(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 2, 1);
    }
    return 0;
 }
@@ -18766,15 +18760,14 @@ int XmlDec_ETSI_DSRC_SPAT_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SPAT_regional_element* elem = (ASN1T_ETSI_DSRC_SPAT_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SPAT_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SPAT_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SPAT_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -18795,8 +18788,7 @@ int XmlDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18813,8 +18805,7 @@ int XmlDec_ETSI_DSRC_SPAT_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SPAT_re
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -18841,8 +18832,7 @@ int XmlDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 4, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18870,10 +18860,11 @@ int XmlDec_ETSI_DSRC_SignalRequestMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 4, 1);
    }
    return 0;
 }
@@ -18885,15 +18876,14 @@ int XmlDec_ETSI_DSRC_SignalRequestMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalRequestMessage_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalRequestMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -18914,8 +18904,7 @@ int XmlDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18932,8 +18921,7 @@ int XmlDec_ETSI_DSRC_SignalRequestMessage_regional_element(QSCTXT* ctxt, ASN1T_E
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -18958,8 +18946,7 @@ int XmlDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       { 4, 1, 5 },
       { 5, 0, 5 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 3, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -18983,10 +18970,11 @@ int XmlDec_ETSI_DSRC_SignalStatusMessage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, 3, 1);
    }
    return 0;
 }
@@ -18998,15 +18986,14 @@ int XmlDec_ETSI_DSRC_SignalStatusMessage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalStatusMessage_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalStatusMessage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -19027,8 +19014,7 @@ int XmlDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19045,8 +19031,7 @@ int XmlDec_ETSI_DSRC_SignalStatusMessage_regional_element(QSCTXT* ctxt, ASN1T_ET
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -19073,8 +19058,7 @@ int XmlDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19103,10 +19087,11 @@ int XmlDec_ETSI_DSRC_AdvisorySpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AdvisorySpeed* 
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 0, 1);
    }
    return 0;
 }
@@ -19118,15 +19103,14 @@ int XmlDec_ETSI_DSRC_AdvisorySpeed_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeed_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -19147,8 +19131,7 @@ int XmlDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19165,8 +19148,7 @@ int XmlDec_ETSI_DSRC_AdvisorySpeed_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -19178,15 +19160,14 @@ int XmlDec_ETSI_DSRC_AdvisorySpeedList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "AdvisorySpeed", 13, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_AdvisorySpeed* elem = (ASN1T_ETSI_DSRC_AdvisorySpeed*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_AdvisorySpeed));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_AdvisorySpeed();
       if ((stat = XmlDec_ETSI_DSRC_AdvisorySpeed(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -19209,8 +19190,7 @@ int XmlDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19224,8 +19204,7 @@ int XmlDec_ETSI_DSRC_AntennaOffsetSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_AntennaOffse
          if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).antOffsetZ)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -19254,8 +19233,7 @@ int XmlDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
       { 6, 1, 7 },
       { 7, 0, 7 },
    };
-   for (int grp = 0; grp < 8; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19286,10 +19264,11 @@ int XmlDec_ETSI_DSRC_ComputedLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ComputedLane* pv
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 8, id + 1, 2, 1);
    }
    return 0;
 }
@@ -19371,15 +19350,14 @@ int XmlDec_ETSI_DSRC_ComputedLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_ComputedLane_regional_element* elem = (ASN1T_ETSI_DSRC_ComputedLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ComputedLane_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_ComputedLane_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_ComputedLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -19400,8 +19378,7 @@ int XmlDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19418,8 +19395,7 @@ int XmlDec_ETSI_DSRC_ComputedLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -19431,15 +19407,14 @@ int XmlDec_ETSI_DSRC_ConnectsToList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "Connection", 10, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_Connection* elem = (ASN1T_ETSI_DSRC_Connection*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Connection));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_Connection();
       if ((stat = XmlDec_ETSI_DSRC_Connection(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -19461,8 +19436,7 @@ int XmlDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19474,8 +19448,7 @@ int XmlDec_ETSI_DSRC_ConnectingLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_ConnectingLane
          if ((stat = XmlDec_ETSI_DSRC_AllowedManeuvers(ctxt, &(*pvalue).maneuver)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 0, 0);
    }
    return 0;
 }
@@ -19498,8 +19471,7 @@ int XmlDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
       { 3, 2, -1 },
       { 4, 1, -1 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19523,8 +19495,7 @@ int XmlDec_ETSI_DSRC_Connection(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Connection* pvalue
          if ((stat = XmlDec_ETSI_DSRC_LaneConnectionID(ctxt, &(*pvalue).connectionID)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 0, 0);
    }
    return 0;
 }
@@ -19551,8 +19522,7 @@ int XmlDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19581,10 +19551,11 @@ int XmlDec_ETSI_DSRC_ConnectionManeuverAssist(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Conn
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 0, 1);
    }
    return 0;
 }
@@ -19596,15 +19567,14 @@ int XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional(QSCTXT* ctxt, ASN1TSeqOfL
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -19625,8 +19595,7 @@ int XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19652,8 +19621,7 @@ int XmlDec_ETSI_DSRC_ConnectionManeuverAssist_regional_element(QSCTXT* ctxt, ASN
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -19676,8 +19644,7 @@ int XmlDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19731,10 +19698,11 @@ int XmlDec_ETSI_DSRC_DataParameters(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DataParameters
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, -1, 1);
    }
    return 0;
 }
@@ -19761,8 +19729,7 @@ int XmlDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
       { 5, 2, -1 },
       { 6, 1, -1 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19795,8 +19762,7 @@ int XmlDec_ETSI_DSRC_DDateTime(QSCTXT* ctxt, ASN1T_ETSI_DSRC_DDateTime* pvalue)
          if ((stat = XmlDec_ETSI_DSRC_DOffset(ctxt, &(*pvalue).offset)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, -1, 0);
    }
    return 0;
 }
@@ -19808,15 +19774,14 @@ int XmlDec_ETSI_DSRC_EnabledLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "LaneID", 6, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_LaneID();
       if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -19856,8 +19821,7 @@ int XmlDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
       { 9, 1, 10 },
       { 10, 0, 10 },
    };
-   for (int grp = 0; grp < 11; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19901,10 +19865,11 @@ int XmlDec_ETSI_DSRC_FullPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_FullPositi
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 11, id + 1, 2, 1);
    }
    return 0;
 }
@@ -19939,8 +19904,7 @@ int XmlDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
       { 9, 1, 10 },
       { 10, 0, 10 },
    };
-   for (int grp = 0; grp < 11; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 6, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -19983,10 +19947,11 @@ int XmlDec_ETSI_DSRC_GenericLane(QSCTXT* ctxt, ASN1T_ETSI_DSRC_GenericLane* pval
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 11, id + 1, 6, 1);
    }
    return 0;
 }
@@ -19998,15 +19963,14 @@ int XmlDec_ETSI_DSRC_GenericLane_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_GenericLane_regional_element* elem = (ASN1T_ETSI_DSRC_GenericLane_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_GenericLane_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_GenericLane_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -20027,8 +19991,7 @@ int XmlDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20054,8 +20017,7 @@ int XmlDec_ETSI_DSRC_GenericLane_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20139,8 +20101,7 @@ int XmlDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
       { 8, 1, 9 },
       { 9, 0, 9 },
    };
-   for (int grp = 0; grp < 10; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 6, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20178,10 +20139,11 @@ int XmlDec_ETSI_DSRC_IntersectionGeometry(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersec
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 10, id + 1, 6, 1);
    }
    return 0;
 }
@@ -20193,15 +20155,14 @@ int XmlDec_ETSI_DSRC_IntersectionGeometry_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometry_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -20222,8 +20183,7 @@ int XmlDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20240,8 +20200,7 @@ int XmlDec_ETSI_DSRC_IntersectionGeometry_regional_element(QSCTXT* ctxt, ASN1T_E
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20253,15 +20212,14 @@ int XmlDec_ETSI_DSRC_IntersectionGeometryList(QSCTXT* ctxt, ASN1TSeqOfList* pval
    static const QSXmlElemDescr itemtab[1] = {
       { "IntersectionGeometry", 20, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_IntersectionGeometry* elem = (ASN1T_ETSI_DSRC_IntersectionGeometry*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionGeometry));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_IntersectionGeometry();
       if ((stat = XmlDec_ETSI_DSRC_IntersectionGeometry(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -20283,8 +20241,7 @@ int XmlDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
       { 0, 2, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20296,8 +20253,7 @@ int XmlDec_ETSI_DSRC_IntersectionReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Inter
          if ((stat = XmlDec_ETSI_DSRC_IntersectionID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20332,8 +20288,7 @@ int XmlDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
       { 9, 1, 10 },
       { 10, 0, 10 },
    };
-   for (int grp = 0; grp < 11; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 7, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 7, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20375,10 +20330,11 @@ int XmlDec_ETSI_DSRC_IntersectionState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Intersectio
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 10)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 7, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 11, id + 1, 7, 1);
    }
    return 0;
 }
@@ -20390,15 +20346,14 @@ int XmlDec_ETSI_DSRC_IntersectionState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_IntersectionState_regional_element* elem = (ASN1T_ETSI_DSRC_IntersectionState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_IntersectionState_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_IntersectionState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -20419,8 +20374,7 @@ int XmlDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20446,8 +20400,7 @@ int XmlDec_ETSI_DSRC_IntersectionState_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20459,15 +20412,14 @@ int XmlDec_ETSI_DSRC_IntersectionStateList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "IntersectionState", 17, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_IntersectionState* elem = (ASN1T_ETSI_DSRC_IntersectionState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_IntersectionState));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_IntersectionState();
       if ((stat = XmlDec_ETSI_DSRC_IntersectionState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -20493,8 +20445,7 @@ int XmlDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
       { 2, 1, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20512,8 +20463,7 @@ int XmlDec_ETSI_DSRC_LaneAttributes(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneAttributes
          if ((stat = XmlDec_ETSI_DSRC_LaneAttributes_regional(ctxt, &(*pvalue).regional)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 2, 0);
    }
    return 0;
 }
@@ -20529,8 +20479,7 @@ int XmlDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20556,8 +20505,7 @@ int XmlDec_ETSI_DSRC_LaneAttributes_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_LaneA
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20660,15 +20608,14 @@ int XmlDec_ETSI_DSRC_LaneDataAttribute_regional(QSCTXT* ctxt, ASN1TSeqOfList* pv
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_LaneDataAttribute_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -20689,8 +20636,7 @@ int XmlDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20707,8 +20653,7 @@ int XmlDec_ETSI_DSRC_LaneDataAttribute_regional_element(QSCTXT* ctxt, ASN1T_ETSI
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -20720,15 +20665,14 @@ int XmlDec_ETSI_DSRC_LaneDataAttributeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "LaneDataAttribute", 17, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_LaneDataAttribute* elem = (ASN1T_ETSI_DSRC_LaneDataAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneDataAttribute));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_LaneDataAttribute();
       if ((stat = XmlDec_ETSI_DSRC_LaneDataAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 8) {
       rtxErrAddElemNameParm(ctxt);
@@ -20745,15 +20689,14 @@ int XmlDec_ETSI_DSRC_LaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "GenericLane", 11, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_GenericLane();
       if ((stat = XmlDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 255) {
       rtxErrAddElemNameParm(ctxt);
@@ -20883,15 +20826,14 @@ int XmlDec_ETSI_DSRC_ManeuverAssistList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "ConnectionManeuverAssist", 24, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_ConnectionManeuverAssist* elem = (ASN1T_ETSI_DSRC_ConnectionManeuverAssist*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_ConnectionManeuverAssist));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_ConnectionManeuverAssist();
       if ((stat = XmlDec_ETSI_DSRC_ConnectionManeuverAssist(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -20919,8 +20861,7 @@ int XmlDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -20941,10 +20882,11 @@ int XmlDec_ETSI_DSRC_MovementEvent(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementEvent* 
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 0, 1);
    }
    return 0;
 }
@@ -20956,15 +20898,14 @@ int XmlDec_ETSI_DSRC_MovementEvent_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_MovementEvent_regional_element* elem = (ASN1T_ETSI_DSRC_MovementEvent_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_MovementEvent_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_MovementEvent_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -20985,8 +20926,7 @@ int XmlDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21012,8 +20952,7 @@ int XmlDec_ETSI_DSRC_MovementEvent_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21025,15 +20964,14 @@ int XmlDec_ETSI_DSRC_MovementEventList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "MovementEvent", 13, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_MovementEvent* elem = (ASN1T_ETSI_DSRC_MovementEvent*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementEvent));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_MovementEvent();
       if ((stat = XmlDec_ETSI_DSRC_MovementEvent(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -21050,15 +20988,14 @@ int XmlDec_ETSI_DSRC_MovementList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "MovementState", 13, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_MovementState* elem = (ASN1T_ETSI_DSRC_MovementState*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_MovementState();
       if ((stat = XmlDec_ETSI_DSRC_MovementState(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 255) {
       rtxErrAddElemNameParm(ctxt);
@@ -21088,8 +21025,7 @@ int XmlDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
       { 4, 1, 5 },
       { 5, 0, 5 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21113,10 +21049,11 @@ int XmlDec_ETSI_DSRC_MovementState(QSCTXT* ctxt, ASN1T_ETSI_DSRC_MovementState* 
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, 2, 1);
    }
    return 0;
 }
@@ -21128,15 +21065,14 @@ int XmlDec_ETSI_DSRC_MovementState_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_MovementState_regional_element* elem = (ASN1T_ETSI_DSRC_MovementState_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_MovementState_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_MovementState_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_MovementState_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -21157,8 +21093,7 @@ int XmlDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21175,8 +21110,7 @@ int XmlDec_ETSI_DSRC_MovementState_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21205,8 +21139,7 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
       { 6, 1, 7 },
       { 7, 0, 7 },
    };
-   for (int grp = 0; grp < 8; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21240,10 +21173,11 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeAttrib
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 7)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 8, id + 1, -1, 1);
    }
    return 0;
 }
@@ -21255,15 +21189,14 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional(QSCTXT* ctxt, ASN1TSeqOfList* p
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element* elem = (ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_NodeAttributeSetXY_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -21284,8 +21217,7 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21311,8 +21243,7 @@ int XmlDec_ETSI_DSRC_NodeAttributeSetXY_regional_element(QSCTXT* ctxt, ASN1T_ETS
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21331,15 +21262,14 @@ int XmlDec_ETSI_DSRC_NodeAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "NodeAttributeXY", 15, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_NodeAttributeXY* elem = (ASN1T_ETSI_DSRC_NodeAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeAttributeXY));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_NodeAttributeXY();
       if ((stat = XmlDec_ETSI_DSRC_NodeAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 8) {
       rtxErrAddElemNameParm(ctxt);
@@ -21360,8 +21290,7 @@ int XmlDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21372,8 +21301,7 @@ int XmlDec_ETSI_DSRC_Node_LLmD_64b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_LLmD_64b* 
          if ((stat = XmlDec_ITS_Latitude(ctxt, &(*pvalue).lat)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21389,8 +21317,7 @@ int XmlDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21401,8 +21328,7 @@ int XmlDec_ETSI_DSRC_Node_XY_20b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_20b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B10(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21418,8 +21344,7 @@ int XmlDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21430,8 +21355,7 @@ int XmlDec_ETSI_DSRC_Node_XY_22b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_22b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B11(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21447,8 +21371,7 @@ int XmlDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21459,8 +21382,7 @@ int XmlDec_ETSI_DSRC_Node_XY_24b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_24b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B12(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21476,8 +21398,7 @@ int XmlDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21488,8 +21409,7 @@ int XmlDec_ETSI_DSRC_Node_XY_26b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_26b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B13(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21505,8 +21425,7 @@ int XmlDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21517,8 +21436,7 @@ int XmlDec_ETSI_DSRC_Node_XY_28b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_28b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B14(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21534,8 +21452,7 @@ int XmlDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21546,8 +21463,7 @@ int XmlDec_ETSI_DSRC_Node_XY_32b(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Node_XY_32b* pval
          if ((stat = XmlDec_ETSI_DSRC_Offset_B16(ctxt, &(*pvalue).y)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21699,8 +21615,7 @@ int XmlDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21717,8 +21632,7 @@ int XmlDec_ETSI_DSRC_NodeOffsetPointXY_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_No
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21737,8 +21651,7 @@ int XmlDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
       { 1, 1, 2 },
       { 2, 0, 2 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21751,10 +21664,11 @@ int XmlDec_ETSI_DSRC_NodeXY(QSCTXT* ctxt, ASN1T_ETSI_DSRC_NodeXY* pvalue)
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 2)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 0, 1);
    }
    return 0;
 }
@@ -21766,15 +21680,14 @@ int XmlDec_ETSI_DSRC_NodeSetXY(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "NodeXY", 6, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_NodeXY* elem = (ASN1T_ETSI_DSRC_NodeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_NodeXY));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_NodeXY();
       if ((stat = XmlDec_ETSI_DSRC_NodeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 2 || (*pvalue).count > 63) {
       rtxErrAddElemNameParm(ctxt);
@@ -21791,15 +21704,14 @@ int XmlDec_ETSI_DSRC_OverlayLaneList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "LaneID", 6, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_LaneID* elem = (ASN1T_ETSI_DSRC_LaneID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_LaneID));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_LaneID();
       if ((stat = XmlDec_ETSI_DSRC_LaneID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 5) {
       rtxErrAddElemNameParm(ctxt);
@@ -21822,8 +21734,7 @@ int XmlDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21837,8 +21748,7 @@ int XmlDec_ETSI_DSRC_PositionalAccuracy(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positional
          if ((stat = XmlDec_ETSI_DSRC_SemiMajorAxisOrientation(ctxt, &(*pvalue).orientation)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -21854,8 +21764,7 @@ int XmlDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21866,8 +21775,7 @@ int XmlDec_ETSI_DSRC_PositionConfidenceSet(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Positio
          if ((stat = XmlDec_ETSI_DSRC_ElevationConfidence(ctxt, &(*pvalue).elevation)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21890,8 +21798,7 @@ int XmlDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21911,10 +21818,11 @@ int XmlDec_ETSI_DSRC_Position3D(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Position3D* pvalue
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 1, 1);
    }
    return 0;
 }
@@ -21926,15 +21834,14 @@ int XmlDec_ETSI_DSRC_Position3D_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_Position3D_regional_element* elem = (ASN1T_ETSI_DSRC_Position3D_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_Position3D_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_Position3D_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_Position3D_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -21955,8 +21862,7 @@ int XmlDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -21982,8 +21888,7 @@ int XmlDec_ETSI_DSRC_Position3D_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_P
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -21995,15 +21900,14 @@ int XmlDec_ETSI_DSRC_PreemptPriorityList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SignalControlZone", 17, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalControlZone* elem = (ASN1T_ETSI_DSRC_SignalControlZone*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalControlZone));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalControlZone();
       if ((stat = XmlDec_ETSI_DSRC_SignalControlZone(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -22024,8 +21928,7 @@ int XmlDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22036,8 +21939,7 @@ int XmlDec_ETSI_DSRC_RegulatorySpeedLimit(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Regulato
          if ((stat = XmlDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22070,8 +21972,7 @@ int XmlDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
       { 8, 1, 9 },
       { 9, 0, 9 },
    };
-   for (int grp = 0; grp < 10; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22112,10 +22013,11 @@ int XmlDec_ETSI_DSRC_RequestorDescription(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Requesto
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 9)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 10, id + 1, 0, 1);
    }
    return 0;
 }
@@ -22127,15 +22029,14 @@ int XmlDec_ETSI_DSRC_RequestorDescription_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RequestorDescription_regional_element* elem = (ASN1T_ETSI_DSRC_RequestorDescription_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RequestorDescription_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RequestorDescription_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_RequestorDescription_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -22156,8 +22057,7 @@ int XmlDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22183,8 +22083,7 @@ int XmlDec_ETSI_DSRC_RequestorDescription_regional_element(QSCTXT* ctxt, ASN1T_E
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22205,8 +22104,7 @@ int XmlDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
       { 2, 1, 3 },
       { 3, 0, 3 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22223,10 +22121,11 @@ int XmlDec_ETSI_DSRC_RequestorPositionVector(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reque
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 3)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 0, 1);
    }
    return 0;
 }
@@ -22253,8 +22152,7 @@ int XmlDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22283,10 +22181,11 @@ int XmlDec_ETSI_DSRC_RequestorType(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RequestorType* 
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 0, 1);
    }
    return 0;
 }
@@ -22302,8 +22201,7 @@ int XmlDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22320,8 +22218,7 @@ int XmlDec_ETSI_DSRC_RequestorType_regional(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Reques
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22337,8 +22234,7 @@ int XmlDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22349,8 +22245,7 @@ int XmlDec_ETSI_DSRC_RestrictionClassAssignment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Re
          if ((stat = XmlDec_ETSI_DSRC_RestrictionUserTypeList(ctxt, &(*pvalue).users)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22362,15 +22257,14 @@ int XmlDec_ETSI_DSRC_RestrictionClassList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "RestrictionClassAssignment", 26, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RestrictionClassAssignment* elem = (ASN1T_ETSI_DSRC_RestrictionClassAssignment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionClassAssignment));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RestrictionClassAssignment();
       if ((stat = XmlDec_ETSI_DSRC_RestrictionClassAssignment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 254) {
       rtxErrAddElemNameParm(ctxt);
@@ -22428,15 +22322,14 @@ int XmlDec_ETSI_DSRC_RestrictionUserType_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RestrictionUserType_regional_element* elem = (ASN1T_ETSI_DSRC_RestrictionUserType_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RestrictionUserType_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_RestrictionUserType_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -22457,8 +22350,7 @@ int XmlDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22484,8 +22376,7 @@ int XmlDec_ETSI_DSRC_RestrictionUserType_regional_element(QSCTXT* ctxt, ASN1T_ET
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22497,15 +22388,14 @@ int XmlDec_ETSI_DSRC_RestrictionUserTypeList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    static const QSXmlElemDescr itemtab[1] = {
       { "RestrictionUserType", 19, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RestrictionUserType* elem = (ASN1T_ETSI_DSRC_RestrictionUserType*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RestrictionUserType));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RestrictionUserType();
       if ((stat = XmlDec_ETSI_DSRC_RestrictionUserType(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 16) {
       rtxErrAddElemNameParm(ctxt);
@@ -22522,15 +22412,14 @@ int XmlDec_ETSI_DSRC_RoadLaneSetList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "GenericLane", 11, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_GenericLane* elem = (ASN1T_ETSI_DSRC_GenericLane*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_GenericLane));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_GenericLane();
       if ((stat = XmlDec_ETSI_DSRC_GenericLane(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 255) {
       rtxErrAddElemNameParm(ctxt);
@@ -22552,8 +22441,7 @@ int XmlDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
       { 0, 2, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22565,8 +22453,7 @@ int XmlDec_ETSI_DSRC_RoadSegmentReferenceID(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSe
          if ((stat = XmlDec_ETSI_DSRC_RoadSegmentID(ctxt, &(*pvalue).id)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22597,8 +22484,7 @@ int XmlDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
       { 7, 1, 8 },
       { 8, 0, 8 },
    };
-   for (int grp = 0; grp < 9; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 6, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22632,10 +22518,11 @@ int XmlDec_ETSI_DSRC_RoadSegment(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RoadSegment* pval
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 9, id + 1, 6, 1);
    }
    return 0;
 }
@@ -22647,15 +22534,14 @@ int XmlDec_ETSI_DSRC_RoadSegment_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RoadSegment_regional_element* elem = (ASN1T_ETSI_DSRC_RoadSegment_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RoadSegment_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_RoadSegment_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -22676,8 +22562,7 @@ int XmlDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22694,8 +22579,7 @@ int XmlDec_ETSI_DSRC_RoadSegment_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC_
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22707,15 +22591,14 @@ int XmlDec_ETSI_DSRC_RoadSegmentList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "RoadSegment", 11, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RoadSegment* elem = (ASN1T_ETSI_DSRC_RoadSegment*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RoadSegment));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RoadSegment();
       if ((stat = XmlDec_ETSI_DSRC_RoadSegment(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -22736,8 +22619,7 @@ int XmlDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22748,8 +22630,7 @@ int XmlDec_ETSI_DSRC_RTCMheader(QSCTXT* ctxt, ASN1T_ETSI_DSRC_RTCMheader* pvalue
          if ((stat = XmlDec_ETSI_DSRC_AntennaOffsetSet(ctxt, &(*pvalue).offsetSet)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22761,15 +22642,14 @@ int XmlDec_ETSI_DSRC_RTCMmessageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "RTCMmessage", 11, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RTCMmessage* elem = (ASN1T_ETSI_DSRC_RTCMmessage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RTCMmessage));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RTCMmessage();
       if ((stat = XmlDec_ETSI_DSRC_RTCMmessage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 5) {
       rtxErrAddElemNameParm(ctxt);
@@ -22786,15 +22666,14 @@ int XmlDec_ETSI_DSRC_SegmentAttributeXYList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SegmentAttributeXY", 18, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SegmentAttributeXY* elem = (ASN1T_ETSI_DSRC_SegmentAttributeXY*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SegmentAttributeXY));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SegmentAttributeXY();
       if ((stat = XmlDec_ETSI_DSRC_SegmentAttributeXY(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 8) {
       rtxErrAddElemNameParm(ctxt);
@@ -22815,8 +22694,7 @@ int XmlDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
       { 0, 1, -1 },
       { 1, 0, 1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22825,10 +22703,11 @@ int XmlDec_ETSI_DSRC_SignalControlZone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalContr
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 1)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 0, 1);
    }
    return 0;
 }
@@ -22844,8 +22723,7 @@ int XmlDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22862,8 +22740,7 @@ int XmlDec_ETSI_DSRC_SignalControlZone_zone(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Signal
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -22888,8 +22765,7 @@ int XmlDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
       { 4, 1, 5 },
       { 5, 0, 5 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22912,10 +22788,11 @@ int XmlDec_ETSI_DSRC_SignalRequesterInfo(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalReq
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, 2, 1);
    }
    return 0;
 }
@@ -22942,8 +22819,7 @@ int XmlDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
       { 5, 1, 6 },
       { 6, 0, 6 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 3, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -22969,10 +22845,11 @@ int XmlDec_ETSI_DSRC_SignalRequest(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRequest* 
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 6)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 3, 1);
    }
    return 0;
 }
@@ -22984,15 +22861,14 @@ int XmlDec_ETSI_DSRC_SignalRequest_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalRequest_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequest_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequest_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalRequest_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalRequest_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -23013,8 +22889,7 @@ int XmlDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23031,8 +22906,7 @@ int XmlDec_ETSI_DSRC_SignalRequest_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSR
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -23044,15 +22918,14 @@ int XmlDec_ETSI_DSRC_SignalRequestList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SignalRequestPackage", 20, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalRequestPackage* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage();
       if ((stat = XmlDec_ETSI_DSRC_SignalRequestPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -23082,8 +22955,7 @@ int XmlDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
       { 4, 1, 5 },
       { 5, 0, 5 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23108,10 +22980,11 @@ int XmlDec_ETSI_DSRC_SignalRequestPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalRe
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 5)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, 0, 1);
    }
    return 0;
 }
@@ -23123,15 +22996,14 @@ int XmlDec_ETSI_DSRC_SignalRequestPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList*
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalRequestPackage_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalRequestPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -23152,8 +23024,7 @@ int XmlDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23170,8 +23041,7 @@ int XmlDec_ETSI_DSRC_SignalRequestPackage_regional_element(QSCTXT* ctxt, ASN1T_E
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -23194,8 +23064,7 @@ int XmlDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
       { 3, 1, 4 },
       { 4, 0, 4 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23214,10 +23083,11 @@ int XmlDec_ETSI_DSRC_SignalStatus(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalStatus* pv
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 4)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 2, 1);
    }
    return 0;
 }
@@ -23229,15 +23099,14 @@ int XmlDec_ETSI_DSRC_SignalStatus_regional(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalStatus_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatus_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalStatus_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalStatus_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -23258,8 +23127,7 @@ int XmlDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23276,8 +23144,7 @@ int XmlDec_ETSI_DSRC_SignalStatus_regional_element(QSCTXT* ctxt, ASN1T_ETSI_DSRC
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -23289,15 +23156,14 @@ int XmlDec_ETSI_DSRC_SignalStatusList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "SignalStatus", 12, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalStatus* elem = (ASN1T_ETSI_DSRC_SignalStatus*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatus));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalStatus();
       if ((stat = XmlDec_ETSI_DSRC_SignalStatus(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -23314,15 +23180,14 @@ int XmlDec_ETSI_DSRC_SignalStatusPackageList(QSCTXT* ctxt, ASN1TSeqOfList* pvalu
    static const QSXmlElemDescr itemtab[1] = {
       { "SignalStatusPackage", 19, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalStatusPackage* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage();
       if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackage(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 32) {
       rtxErrAddElemNameParm(ctxt);
@@ -23358,8 +23223,7 @@ int XmlDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
       { 7, 1, 8 },
       { 8, 0, 8 },
    };
-   for (int grp = 0; grp < 9; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
+   for (int grp = 0, id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 6, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23395,10 +23259,11 @@ int XmlDec_ETSI_DSRC_SignalStatusPackage(QSCTXT* ctxt, ASN1T_ETSI_DSRC_SignalSta
          break;
       default:
          if ((stat = rtXmlpDecExtElems(ctxt, &(*pvalue).extElem1, elemtab, 8)) != 0) return LOG_RTERR(ctxt, stat);
+         id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 1);
          continue;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
       grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 9, id + 1, 6, 1);
    }
    return 0;
 }
@@ -23410,15 +23275,14 @@ int XmlDec_ETSI_DSRC_SignalStatusPackage_regional(QSCTXT* ctxt, ASN1TSeqOfList* 
    static const QSXmlElemDescr itemtab[1] = {
       { "SEQUENCE", 8, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element* elem = (ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_SignalStatusPackage_regional_element();
       if ((stat = XmlDec_ETSI_DSRC_SignalStatusPackage_regional_element(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 4) {
       rtxErrAddElemNameParm(ctxt);
@@ -23439,8 +23303,7 @@ int XmlDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23466,8 +23329,7 @@ int XmlDec_ETSI_DSRC_SignalStatusPackage_regional_element(QSCTXT* ctxt, ASN1T_ET
          if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -23485,8 +23347,7 @@ int XmlDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23500,8 +23361,7 @@ int XmlDec_ETSI_DSRC_SpeedandHeadingandThrottleConfidence(QSCTXT* ctxt, ASN1T_ET
          if ((stat = XmlDec_ETSI_DSRC_ThrottleConfidence(ctxt, &(*pvalue).throttle)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -23513,15 +23373,14 @@ int XmlDec_ETSI_DSRC_SpeedLimitList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "RegulatorySpeedLimit", 20, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_ETSI_DSRC_RegulatorySpeedLimit* elem = (ASN1T_ETSI_DSRC_RegulatorySpeedLimit*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_DSRC_RegulatorySpeedLimit));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_DSRC_RegulatorySpeedLimit();
       if ((stat = XmlDec_ETSI_DSRC_RegulatorySpeedLimit(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    if ((*pvalue).count < 1 || (*pvalue).count > 9) {
       rtxErrAddElemNameParm(ctxt);
@@ -23558,8 +23417,7 @@ int XmlDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
       { 4, 2, -1 },
       { 5, 1, -1 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23587,8 +23445,7 @@ int XmlDec_ETSI_DSRC_TimeChangeDetails(QSCTXT* ctxt, ASN1T_ETSI_DSRC_TimeChangeD
          if ((stat = XmlDec_ETSI_DSRC_TimeMark(ctxt, &(*pvalue).nextTime)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, 1, 0);
    }
    return 0;
 }
@@ -23616,8 +23473,7 @@ int XmlDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -23628,8 +23484,7 @@ int XmlDec_ETSI_DSRC_TransmissionAndSpeed(QSCTXT* ctxt, ASN1T_ETSI_DSRC_Transmis
          if ((stat = XmlDec_ETSI_DSRC_Velocity(ctxt, &(*pvalue).speed)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }

@@ -7412,8 +7412,7 @@ int XmlDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
       { 3, 1, -1 },
       { 4, 1, -1 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 4, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7433,8 +7432,7 @@ int XmlDec_AxleWeightLimits(QSCTXT* ctxt, ASN1T_AxleWeightLimits* pvalue)
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).maxLadenweightOnAxle5)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 4, 0);
    }
    return 0;
 }
@@ -7450,8 +7448,7 @@ int XmlDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7462,8 +7459,7 @@ int XmlDec_AddRq(QSCTXT* ctxt, ASN1T_AddRq* pvalue)
          if ((stat = rtXmlpDecInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7486,8 +7482,7 @@ int XmlDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7498,8 +7493,7 @@ int XmlDec_ChannelRq(QSCTXT* ctxt, ASN1T_ChannelRq* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7515,8 +7509,7 @@ int XmlDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7527,8 +7520,7 @@ int XmlDec_ChannelRs(QSCTXT* ctxt, ASN1T_ChannelRs* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).apdu)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7544,8 +7536,7 @@ int XmlDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7556,8 +7547,7 @@ int XmlDec_CopyRq(QSCTXT* ctxt, ASN1T_CopyRq* pvalue)
          if ((stat = XmlDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7575,8 +7565,7 @@ int XmlDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7590,8 +7579,7 @@ int XmlDec_CreditRq(QSCTXT* ctxt, ASN1T_CreditRq* pvalue)
          if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).key)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7607,8 +7595,7 @@ int XmlDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7619,8 +7606,7 @@ int XmlDec_CreditRs(QSCTXT* ctxt, ASN1T_CreditRs* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).creditAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7638,8 +7624,7 @@ int XmlDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7653,8 +7638,7 @@ int XmlDec_DebitRq(QSCTXT* ctxt, ASN1T_DebitRq* pvalue)
          if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7670,8 +7654,7 @@ int XmlDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7682,8 +7665,7 @@ int XmlDec_DebitRs(QSCTXT* ctxt, ASN1T_DebitRs* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).debitAuthenticator)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7701,8 +7683,7 @@ int XmlDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7716,8 +7697,7 @@ int XmlDec_GetInstanceRq(QSCTXT* ctxt, ASN1T_GetInstanceRq* pvalue)
          if ((stat = XmlDec_AttributeIdList(ctxt, &(*pvalue).attributeIdList)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7735,8 +7715,7 @@ int XmlDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7750,8 +7729,7 @@ int XmlDec_GetStampedRq(QSCTXT* ctxt, ASN1T_GetStampedRq* pvalue)
          if ((stat = rtXmlpDecUInt8(ctxt, &(*pvalue).keyRef)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7774,8 +7752,7 @@ int XmlDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7786,8 +7763,7 @@ int XmlDec_SubRq(QSCTXT* ctxt, ASN1T_SubRq* pvalue)
          if ((stat = rtXmlpDecInt64(ctxt, &(*pvalue).value)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7824,8 +7800,7 @@ int XmlDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7841,8 +7816,7 @@ int XmlDec_ContractValidity(QSCTXT* ctxt, ASN1T_ContractValidity* pvalue)
          if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7860,8 +7834,7 @@ int XmlDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7875,8 +7848,7 @@ int XmlDec_ContractVehicle(QSCTXT* ctxt, ASN1T_ContractVehicle* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7894,8 +7866,7 @@ int XmlDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7924,8 +7895,7 @@ int XmlDec_DateCompact(QSCTXT* ctxt, ASN1T_DateCompact* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -7948,8 +7918,7 @@ int XmlDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7960,8 +7929,7 @@ int XmlDec_DieselEmissionValues(QSCTXT* ctxt, ASN1T_DieselEmissionValues* pvalue
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).absorptionCoeff)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -7977,8 +7945,7 @@ int XmlDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -7994,8 +7961,7 @@ int XmlDec_DieselEmissionValues_particulate(QSCTXT* ctxt, ASN1T_DieselEmissionVa
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8011,8 +7977,7 @@ int XmlDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8023,8 +7988,7 @@ int XmlDec_DriverCharacteristics(QSCTXT* ctxt, ASN1T_DriverCharacteristics* pval
          if ((stat = XmlDec_Int1(ctxt, &(*pvalue).tripPurpose)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8042,8 +8006,7 @@ int XmlDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8062,8 +8025,7 @@ int XmlDec_EFC_ContextMark(QSCTXT* ctxt, ASN1T_EFC_ContextMark* pvalue)
          if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).contextVersion)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -8079,8 +8041,7 @@ int XmlDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8091,8 +8052,7 @@ int XmlDec_EnvironmentalCharacteristics(QSCTXT* ctxt, ASN1T_EnvironmentalCharact
          if ((stat = XmlDec_CopValue(ctxt, &(*pvalue).copValue)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8129,8 +8089,7 @@ int XmlDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8141,8 +8100,7 @@ int XmlDec_Engine(QSCTXT* ctxt, ASN1T_Engine* pvalue)
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).enginePower)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8183,8 +8141,7 @@ int XmlDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
       { 3, 1, -1 },
       { 4, 1, -1 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 4, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 4, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8209,8 +8166,7 @@ int XmlDec_ExhaustEmissionValues(QSCTXT* ctxt, ASN1T_ExhaustEmissionValues* pval
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).emissionHCNOX)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 4, 0);
    }
    return 0;
 }
@@ -8275,8 +8231,7 @@ int XmlDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8290,8 +8245,7 @@ int XmlDec_LPN(QSCTXT* ctxt, ASN1T_LPN* pvalue)
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -8314,8 +8268,7 @@ int XmlDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8326,8 +8279,7 @@ int XmlDec_PassengerCapacity(QSCTXT* ctxt, ASN1T_PassengerCapacity* pvalue)
          if ((stat = XmlDec_Int1(ctxt, &(*pvalue).numberOfStandingPlaces)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8343,8 +8295,7 @@ int XmlDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8355,8 +8306,7 @@ int XmlDec_PaymentFee(QSCTXT* ctxt, ASN1T_PaymentFee* pvalue)
          if ((stat = XmlDec_PayUnit(ctxt, &(*pvalue).paymentFeeUnit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8374,8 +8324,7 @@ int XmlDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8394,8 +8343,7 @@ int XmlDec_PaymentMeans(QSCTXT* ctxt, ASN1T_PaymentMeans* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -8544,8 +8492,7 @@ int XmlDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8556,8 +8503,7 @@ int XmlDec_Provider(QSCTXT* ctxt, ASN1T_Provider* pvalue)
          if ((stat = XmlDec_IssuerIdentifier(ctxt, &(*pvalue).providerIdentifier)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8573,8 +8519,7 @@ int XmlDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8585,8 +8530,7 @@ int XmlDec_PurseBalance(QSCTXT* ctxt, ASN1T_PurseBalance* pvalue)
          if ((stat = XmlDec_PayUnit(ctxt, &(*pvalue).purseUnit)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -8604,8 +8548,7 @@ int XmlDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8624,8 +8567,7 @@ int XmlDec_ReceiptContract(QSCTXT* ctxt, ASN1T_ReceiptContract* pvalue)
          if ((stat = XmlDec_Int4(ctxt, &(*pvalue).sessionContractSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -8663,8 +8605,7 @@ int XmlDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
       { 11, 1, -1 },
       { 12, 1, -1 },
    };
-   for (int grp = 0; grp < 13; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 12, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8718,8 +8659,7 @@ int XmlDec_ReceiptData1(QSCTXT* ctxt, ASN1T_ReceiptData1* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 13, id + 1, 12, 0);
    }
    return 0;
 }
@@ -8757,8 +8697,7 @@ int XmlDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
       { 11, 1, -1 },
       { 12, 1, -1 },
    };
-   for (int grp = 0; grp < 13; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 12, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8812,8 +8751,7 @@ int XmlDec_ReceiptData2(QSCTXT* ctxt, ASN1T_ReceiptData2* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 13, id + 1, 12, 0);
    }
    return 0;
 }
@@ -8851,8 +8789,7 @@ int XmlDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
       { 11, 1, -1 },
       { 12, 1, -1 },
    };
-   for (int grp = 0; grp < 13; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 12, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 12, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8906,8 +8843,7 @@ int XmlDec_ReceiptData(QSCTXT* ctxt, ASN1T_ReceiptData* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 13, id + 1, 12, 0);
    }
    return 0;
 }
@@ -8939,8 +8875,7 @@ int XmlDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
       { 2, 1, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 3, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -8957,8 +8892,7 @@ int XmlDec_ReceiptFinancialPart(QSCTXT* ctxt, ASN1T_ReceiptFinancialPart* pvalue
          if ((stat = XmlDec_Int4(ctxt, &(*pvalue).receiptFinancialSerialNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 3, 0);
    }
    return 0;
 }
@@ -8998,8 +8932,7 @@ int XmlDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
       { 5, 1, -1 },
       { 6, 1, -1 },
    };
-   for (int grp = 0; grp < 7; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 6, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 6, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9035,8 +8968,7 @@ int XmlDec_ReceiptServicePart(QSCTXT* ctxt, ASN1T_ReceiptServicePart* pvalue)
          if ((stat = XmlDec_ResultFin(ctxt, &(*pvalue).sessionResultFinancial)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 7, id + 1, 6, 0);
    }
    return 0;
 }
@@ -9097,8 +9029,7 @@ int XmlDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9109,8 +9040,7 @@ int XmlDec_SessionClass(QSCTXT* ctxt, ASN1T_SessionClass* pvalue)
          if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sessionClaimedClass)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9126,8 +9056,7 @@ int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9143,8 +9072,7 @@ int XmlDec_SessionLocation(QSCTXT* ctxt, ASN1T_SessionLocation* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9167,8 +9095,7 @@ int XmlDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9179,8 +9106,7 @@ int XmlDec_DateAndTime(QSCTXT* ctxt, ASN1T_DateAndTime* pvalue)
          if ((stat = XmlDec_DateAndTime_timeCompact(ctxt, &(*pvalue).timeCompact)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9198,8 +9124,7 @@ int XmlDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9228,8 +9153,7 @@ int XmlDec_DateAndTime_timeCompact(QSCTXT* ctxt, ASN1T_DateAndTime_timeCompact* 
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -9245,8 +9169,7 @@ int XmlDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9257,8 +9180,7 @@ int XmlDec_SoundLevel(QSCTXT* ctxt, ASN1T_SoundLevel* pvalue)
          if ((stat = XmlDec_Int1(ctxt, &(*pvalue).sounddriveby)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9276,8 +9198,7 @@ int XmlDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9291,8 +9212,7 @@ int XmlDec_TrailerCharacteristics(QSCTXT* ctxt, ASN1T_TrailerCharacteristics* pv
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).trailerWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -9308,8 +9228,7 @@ int XmlDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9320,8 +9239,7 @@ int XmlDec_TrailerDetails(QSCTXT* ctxt, ASN1T_TrailerDetails* pvalue)
          if ((stat = XmlDec_TrailerAxles(ctxt, &(*pvalue).trailerAxles)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9351,8 +9269,7 @@ int XmlDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9366,8 +9283,7 @@ int XmlDec_TrailerLicencePlateNumber(QSCTXT* ctxt, ASN1T_TrailerLicencePlateNumb
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -9390,8 +9306,7 @@ int XmlDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9407,8 +9322,7 @@ int XmlDec_ValidityOfContract(QSCTXT* ctxt, ASN1T_ValidityOfContract* pvalue)
          if ((stat = XmlDec_DateCompact(ctxt, &(*pvalue).contractExpiryDate)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9431,8 +9345,7 @@ int XmlDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9443,8 +9356,7 @@ int XmlDec_VehicleAxles(QSCTXT* ctxt, ASN1T_VehicleAxles* pvalue)
          if ((stat = XmlDec_VehicleAxles_vehicleAxlesNumber(ctxt, &(*pvalue).vehicleAxlesNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9460,8 +9372,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9472,8 +9383,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber(QSCTXT* ctxt, ASN1T_VehicleAxles_vehi
          if ((stat = XmlDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(ctxt, &(*pvalue).numberOfAxles)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9496,8 +9406,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9508,8 +9417,7 @@ int XmlDec_VehicleAxles_vehicleAxlesNumber_numberOfAxles(QSCTXT* ctxt, ASN1T_Veh
          if ((stat = XmlDec_TractorAxles(ctxt, &(*pvalue).tractorAxles)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9558,8 +9466,7 @@ int XmlDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9573,8 +9480,7 @@ int XmlDec_VehicleDimensions(QSCTXT* ctxt, ASN1T_VehicleDimensions* pvalue)
          if ((stat = XmlDec_Int1(ctxt, &(*pvalue).vehicleWidthOverall)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -9592,8 +9498,7 @@ int XmlDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9607,8 +9512,7 @@ int XmlDec_VehicleLicencePlateNumber(QSCTXT* ctxt, ASN1T_VehicleLicencePlateNumb
          if ((stat = rtXmlpDecDynHexStr(ctxt, &(*pvalue).licencePlateNumber)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -9624,8 +9528,7 @@ int XmlDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9641,8 +9544,7 @@ int XmlDec_VehicleIdentificationNumber(QSCTXT* ctxt, ASN1T_VehicleIdentification
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -9662,8 +9564,7 @@ int XmlDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
       { 2, 1, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 3, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9680,8 +9581,7 @@ int XmlDec_VehicleSpecificCharacteristics(QSCTXT* ctxt, ASN1T_VehicleSpecificCha
          if ((stat = XmlDec_FutureCharacteristics(ctxt, &(*pvalue).futureCharacteristics)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 3, 0);
    }
    return 0;
 }
@@ -9720,8 +9620,7 @@ int XmlDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -9735,8 +9634,7 @@ int XmlDec_VehicleWeightLimits(QSCTXT* ctxt, ASN1T_VehicleWeightLimits* pvalue)
          if ((stat = XmlDec_Int2(ctxt, &(*pvalue).vehicleWeightUnladen)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }

@@ -80,15 +80,14 @@ int XmlDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "INTEGER", 7, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) QSUINT32();
       if ((stat = rtXmlpDecUInt(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }

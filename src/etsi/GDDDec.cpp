@@ -3897,8 +3897,7 @@ int XmlDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3910,8 +3909,7 @@ int XmlDec_GddStructure(QSCTXT* ctxt, ASN1T_GddStructure* pvalue)
          if ((stat = XmlDec_GddAttributes(ctxt, &(*pvalue).attributes)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 0, 0);
    }
    return 0;
 }
@@ -3930,8 +3928,7 @@ int XmlDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
       { 1, 1, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -3951,8 +3948,7 @@ int XmlDec_GddStructure_pictogramCode(QSCTXT* ctxt, ASN1T_GddStructure_pictogram
          if ((stat = XmlDec_GddStructure_pictogramCode_pictogramCategoryCode(ctxt, &(*pvalue).pictogramCategoryCode)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -4040,8 +4036,7 @@ int XmlDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4062,8 +4057,7 @@ int XmlDec_GddStructure_pictogramCode_pictogramCategoryCode(QSCTXT* ctxt, ASN1T_
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4075,15 +4069,14 @@ int XmlDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "GddAttribute", 12, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_GddAttribute();
       if ((stat = XmlDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }
@@ -4223,8 +4216,7 @@ int XmlDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
       { 4, 2, -1 },
       { 5, 1, -1 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4253,8 +4245,7 @@ int XmlDec_InternationalSign_applicablePeriod(QSCTXT* ctxt, ASN1T_InternationalS
          if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, -1, 0);
    }
    return 0;
 }
@@ -4270,8 +4261,7 @@ int XmlDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4282,8 +4272,7 @@ int XmlDec_InternationalSign_applicablePeriod_year(QSCTXT* ctxt, ASN1T_Internati
          if ((stat = rtXmlpDecUInt(ctxt, &(*pvalue).yearRangeEndYear)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4299,8 +4288,7 @@ int XmlDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4311,8 +4299,7 @@ int XmlDec_InternationalSign_applicablePeriod_month_day(QSCTXT* ctxt, ASN1T_Inte
          if ((stat = XmlDec_MonthDay(ctxt, &(*pvalue).dateRangeEndMonthDay)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4328,8 +4315,7 @@ int XmlDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4340,8 +4326,7 @@ int XmlDec_InternationalSign_applicablePeriod_hourMinutes(QSCTXT* ctxt, ASN1T_In
          if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).timeRangeEndTime)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4366,8 +4351,7 @@ int XmlDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
       { 4, 2, -1 },
       { 5, 1, -1 },
    };
-   for (int grp = 0; grp < 6; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4396,8 +4380,7 @@ int XmlDec_InternationalSign_exemptedApplicablePeriod(QSCTXT* ctxt, ASN1T_Intern
          if ((stat = XmlDec_HoursMinutes(ctxt, &(*pvalue).durationHourMinute)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 6, id + 1, -1, 0);
    }
    return 0;
 }
@@ -4430,8 +4413,7 @@ int XmlDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
       { 2, 2, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4452,8 +4434,7 @@ int XmlDec_InternationalSign_applicableVehicleDimensions(QSCTXT* ctxt, ASN1T_Int
          if ((stat = XmlDec_Weight(ctxt, &(*pvalue).vehicleWeight)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, -1, 0);
    }
    return 0;
 }
@@ -4472,8 +4453,7 @@ int XmlDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
       { 1, 2, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 2, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 2, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4504,8 +4484,7 @@ int XmlDec_InternationalSign_speedLimits(QSCTXT* ctxt, ASN1T_InternationalSign_s
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 2, 0);
    }
    return 0;
 }
@@ -4533,8 +4512,7 @@ int XmlDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4555,8 +4533,7 @@ int XmlDec_InternationalSign_distanceBetweenVehicles(QSCTXT* ctxt, ASN1T_Interna
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4577,8 +4554,7 @@ int XmlDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
       { 2, 2, -1 },
       { 3, 1, -1 },
    };
-   for (int grp = 0; grp < 4; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 3, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 3, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4613,8 +4589,7 @@ int XmlDec_InternationalSign_destinationInformation(QSCTXT* ctxt, ASN1T_Internat
          if ((stat = XmlDec_DDD_IO_LIST(ctxt, &(*pvalue).ioList)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 4, id + 1, 3, 0);
    }
    return 0;
 }
@@ -4631,8 +4606,7 @@ int XmlDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
       { 0, 2, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, -1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, -1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4645,8 +4619,7 @@ int XmlDec_InternationalSign_section(QSCTXT* ctxt, ASN1T_InternationalSign_secti
          if ((stat = XmlDec_Distance(ctxt, &(*pvalue).continuityLength)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, -1, 0);
    }
    return 0;
 }
@@ -4694,15 +4667,14 @@ int XmlDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "DDD-IO", 6, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DDD_IO();
       if ((stat = XmlDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }
@@ -4731,8 +4703,7 @@ int XmlDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
       { 6, 2, -1 },
       { 7, 1, -1 },
    };
-   for (int grp = 0; grp < 8; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4783,8 +4754,7 @@ int XmlDec_DDD_IO(QSCTXT* ctxt, ASN1T_DDD_IO* pvalue)
          if ((stat = XmlDec_DistanceOrDuration(ctxt, &(*pvalue).distanceToDestinationPlace)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 8, id + 1, 0, 0);
    }
    return 0;
 }
@@ -4807,8 +4777,7 @@ int XmlDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
       { 3, 2, -1 },
       { 4, 1, -1 },
    };
-   for (int grp = 0; grp < 5; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4837,8 +4806,7 @@ int XmlDec_DestinationPlace(QSCTXT* ctxt, ASN1T_DestinationPlace* pvalue)
          if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).placeNameText)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 5, id + 1, 0, 0);
    }
    return 0;
 }
@@ -4850,15 +4818,14 @@ int XmlDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "DestinationPlace", 16, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DestinationPlace();
       if ((stat = XmlDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }
@@ -4877,8 +4844,7 @@ int XmlDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
       { 1, 2, -1 },
       { 2, 1, -1 },
    };
-   for (int grp = 0; grp < 3; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 0, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 0, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4899,8 +4865,7 @@ int XmlDec_DestinationRoad(QSCTXT* ctxt, ASN1T_DestinationRoad* pvalue)
          if ((stat = rtXmlpDecDynUTF8Str(ctxt, (const QSUTF8CHAR**)&(*pvalue).roadNumberText)) != 0) return LOG_RTERR(ctxt, stat);
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 3, id + 1, 0, 0);
    }
    return 0;
 }
@@ -4912,15 +4877,14 @@ int XmlDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    static const QSXmlElemDescr itemtab[1] = {
       { "DestinationRoad", 15, 0, 0 },
    };
-   for (;;) {
-      int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);
+   for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
       if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DestinationRoad();
       if ((stat = XmlDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
+      id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
    }
    return 0;
 }
@@ -4950,8 +4914,7 @@ int XmlDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -4972,8 +4935,7 @@ int XmlDec_Distance(QSCTXT* ctxt, ASN1T_Distance* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -4989,8 +4951,7 @@ int XmlDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -5011,8 +4972,7 @@ int XmlDec_DistanceOrDuration(QSCTXT* ctxt, ASN1T_DistanceOrDuration* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -5028,8 +4988,7 @@ int XmlDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -5050,8 +5009,7 @@ int XmlDec_HoursMinutes(QSCTXT* ctxt, ASN1T_HoursMinutes* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -5067,8 +5025,7 @@ int XmlDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -5089,8 +5046,7 @@ int XmlDec_MonthDay(QSCTXT* ctxt, ASN1T_MonthDay* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }
@@ -5118,8 +5074,7 @@ int XmlDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
       { 0, 1, -1 },
       { 1, 1, -1 },
    };
-   for (int grp = 0; grp < 2; ) {
-      int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, 1, 0);
+   for (int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, 1, 0);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
       switch (id) {
@@ -5140,8 +5095,7 @@ int XmlDec_Weight(QSCTXT* ctxt, ASN1T_Weight* pvalue)
          }
          break;
       }
-      if ((stat = rtXmlpMatchEndTag(ctxt, -1)) != 0) return LOG_RTERR(ctxt, stat);
-      grp = id + 1;
+      id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, 2, id + 1, 1, 0);
    }
    return 0;
 }

@@ -410,10 +410,14 @@ class XmlEmitter(TextEmitter):
         for g in groups:
             w.line("   { %d, %d, %d }," % g)
         w.line("};")
-        w.line("for (int grp = 0; grp < %d; ) {" % len(groups))
+        # The end tag of each member is matched together with the lookup of the next one.
+        ext = 1 if rt.extensible else 0
+        first = "rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, 0, %d, %d)" % (last_mand, ext)
+        if rt.extensible:
+            w.line("for (int grp = 0, id = %s;;) {" % first)
+        else:
+            w.line("for (int id = %s;;) {" % first)
         w.indent()
-        w.line("int id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, %d, %d);"
-               % (last_mand, 1 if rt.extensible else 0))
         w.line("if (id < 0) return LOG_RTERR(ctxt, id);")
         w.line("if (id == %s) break;" % END)
         w.line("switch (id) {")
@@ -434,11 +438,14 @@ class XmlEmitter(TextEmitter):
             w.line("default:")
             w.indent()
             self.check(w, "rtXmlpDecExtElems(ctxt, &%s.extElem1, elemtab, %d)" % (expr, n))
+            w.line("id = rtXmlpGetNextSeqElemID(ctxt, elemtab, groupDesc, grp, %d, 1);" % last_mand)
             w.line("continue;")
             w.dedent()
         w.line("}")
-        self.check(w, "rtXmlpMatchEndTag(ctxt, -1)")
-        w.line("grp = id + 1;")
+        if rt.extensible:
+            w.line("grp = id + 1;")
+        w.line("id = rtXmlpEndNextSeqElemID(ctxt, elemtab, groupDesc, %d, id + 1, %d, %d);"
+               % (len(groups), last_mand, ext))
         w.dedent()
         w.line("}")
 
@@ -505,14 +512,14 @@ class XmlEmitter(TextEmitter):
         t = ctype(el)
         w.line("rtxDListInit(&%s);" % expr)
         elem_table(w, "itemtab", [item_name(el)])
-        w.line("for (;;) {")
+        # The end tag of each item is matched together with the lookup of the next one.
+        w.line("for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {")
         w.indent()
-        w.line("int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);")
         w.line("if (id < 0) return LOG_RTERR(ctxt, id);")
         w.line("if (id == %s) break;" % END)
         self.new_item(w, t, expr)
         self.dec_value(w, el, "(*elem)")
-        self.check(w, "rtXmlpMatchEndTag(ctxt, -1)")
+        w.line("id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);")
         w.dedent()
         w.line("}")
         self.dec_size_check(w, rt.cons, "%s.count" % expr)
