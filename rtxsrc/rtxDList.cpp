@@ -1,12 +1,8 @@
 #include "rtxsrc/rtxDList.h"
 
-#include "rtxsrc/rtxMemory.h"
+#include <cstdint>
 
-void rtxDListInit(QSRTDList* list)
-{
-   list->count = 0;
-   list->head = list->tail = nullptr;
-}
+#include "rtxsrc/rtxMemory.h"
 
 QSRTDListNode* rtxDListAppendNode(QSRTDList* list, QSRTDListNode* node)
 {
@@ -27,6 +23,17 @@ QSRTDListNode* rtxDListAppend(QSCTXT* ctxt, QSRTDList* list, void* data)
    return rtxDListAppendNode(list, node);
 }
 
+void* rtxDListAppendNew(QSCTXT* ctxt, QSRTDList* list, size_t size)
+{
+   static_assert(sizeof(QSRTDListNode) % 8 == 0, "the data after a node is 8-byte aligned");
+   if (size > SIZE_MAX - sizeof(QSRTDListNode)) return nullptr;
+   QSRTDListNode* node = static_cast<QSRTDListNode*>(rtxMemHeapAlloc(ctxt, sizeof(QSRTDListNode) + size));
+   if (node == nullptr) return nullptr;
+   node->data = node + 1;
+   rtxDListAppendNode(list, node);
+   return node->data;
+}
+
 void rtxDListRemove(QSRTDList* list, QSRTDListNode* node)
 {
    if (node->prev != nullptr) node->prev->next = node->next;
@@ -44,7 +51,9 @@ void freeNodes(QSCTXT* ctxt, QSRTDList* list, bool withData)
    QSRTDListNode* node = list->head;
    while (node != nullptr) {
       QSRTDListNode* next = node->next;
-      if (withData && node->data != nullptr) rtxMemHeapFreePtr(ctxt, node->data);
+      /* data allocated with its node (rtxDListAppendNew) goes with the node */
+      if (withData && node->data != nullptr && node->data != static_cast<void*>(node + 1))
+         rtxMemHeapFreePtr(ctxt, node->data);
       rtxMemHeapFreePtr(ctxt, node);
       node = next;
    }

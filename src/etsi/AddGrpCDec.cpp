@@ -1928,8 +1928,8 @@ int asn1JsonDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* p
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2091,8 +2091,8 @@ int asn1JsonDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_Node));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_Node();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2216,8 +2216,8 @@ int asn1JsonDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfLis
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2341,8 +2341,8 @@ int asn1JsonDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* p
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -3046,8 +3046,8 @@ int XmlDec_ETSI_GrpC_ItsStationPositionList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_ETSI_GrpC_ItsStationPosition* elem = (ASN1T_ETSI_GrpC_ItsStationPosition*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_ItsStationPosition));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_ItsStationPosition();
       if ((stat = XmlDec_ETSI_GrpC_ItsStationPosition(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -3118,8 +3118,8 @@ int XmlDec_ETSI_GrpC_NodeLink(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_Node));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_ETSI_GrpC_Node* elem = (ASN1T_ETSI_GrpC_Node*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_Node));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_Node();
       if ((stat = XmlDec_ETSI_GrpC_Node(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -3181,8 +3181,8 @@ int XmlDec_ETSI_GrpC_PrioritizationResponseList(QSCTXT* ctxt, ASN1TSeqOfList* pv
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_ETSI_GrpC_PrioritizationResponse* elem = (ASN1T_ETSI_GrpC_PrioritizationResponse*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_PrioritizationResponse));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_PrioritizationResponse();
       if ((stat = XmlDec_ETSI_GrpC_PrioritizationResponse(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -3244,8 +3244,8 @@ int XmlDec_ETSI_GrpC_SignalHeadLocationList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_ETSI_GrpC_SignalHeadLocation* elem = (ASN1T_ETSI_GrpC_SignalHeadLocation*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ETSI_GrpC_SignalHeadLocation));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ETSI_GrpC_SignalHeadLocation();
       if ((stat = XmlDec_ETSI_GrpC_SignalHeadLocation(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);

@@ -1981,8 +1981,8 @@ int asn1JsonDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ITS_ActionID));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_ITS_ActionID();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2521,8 +2521,8 @@ int XmlDec_ReferenceDenms(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_ITS_ActionID));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_ITS_ActionID* elem = (ASN1T_ITS_ActionID*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_ITS_ActionID));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_ITS_ActionID();
       if ((stat = XmlDec_ITS_ActionID(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);

@@ -57,8 +57,8 @@ int asn1JsonDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         QSUINT32* elem = (QSUINT32*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(QSUINT32));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) QSUINT32();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = rtxTxtReadUInt32(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -83,8 +83,8 @@ int XmlDec_AttributeIdList(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      QSUINT32* elem = (QSUINT32*)rtxMemHeapAlloc(ctxt, sizeof(QSUINT32));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      QSUINT32* elem = (QSUINT32*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(QSUINT32));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) QSUINT32();
       if ((stat = rtXmlpDecUInt(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);

@@ -1564,8 +1564,8 @@ int asn1JsonDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_GddAttribute));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_GddAttribute();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -2873,8 +2873,8 @@ int asn1JsonDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DDD_IO));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DDD_IO();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -3246,8 +3246,8 @@ int asn1JsonDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationPlace));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationPlace();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -3377,8 +3377,8 @@ int asn1JsonDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    if (!rtJsonDecTakeChar(ctxt, '[') && (stat = rtJsonDecMatchChar(ctxt, '[')) != 0) return LOG_RTERR(ctxt, stat);
    if (!rtJsonDecNextIs(ctxt, ']')) {
       for (;;) {
-         ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
-         if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+         ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationRoad));
+         if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
          new (elem) ASN1T_DestinationRoad();
          rtxCtxtPushArrayElemName(ctxt, (const QSUTF8CHAR*)"elem", (*pvalue).count - 1);
          if ((stat = asn1JsonDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
@@ -4072,8 +4072,8 @@ int XmlDec_GddAttributes(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_GddAttribute));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_GddAttribute* elem = (ASN1T_GddAttribute*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_GddAttribute));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_GddAttribute();
       if ((stat = XmlDec_GddAttribute(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -4670,8 +4670,8 @@ int XmlDec_DDD_IO_LIST(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DDD_IO));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_DDD_IO* elem = (ASN1T_DDD_IO*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DDD_IO));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DDD_IO();
       if ((stat = XmlDec_DDD_IO(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -4821,8 +4821,8 @@ int XmlDec_DestinationPlaces(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationPlace));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_DestinationPlace* elem = (ASN1T_DestinationPlace*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationPlace));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DestinationPlace();
       if ((stat = XmlDec_DestinationPlace(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);
@@ -4880,8 +4880,8 @@ int XmlDec_DestinationRoads(QSCTXT* ctxt, ASN1TSeqOfList* pvalue)
    for (int id = rtXmlpGetNextElemID(ctxt, itemtab, 1, -1, 1);;) {
       if (id < 0) return LOG_RTERR(ctxt, id);
       if (id == QSXML_END_OF_CONTENT) break;
-      ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxMemHeapAlloc(ctxt, sizeof(ASN1T_DestinationRoad));
-      if (elem == 0 || rtxDListAppend(ctxt, &(*pvalue), elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
+      ASN1T_DestinationRoad* elem = (ASN1T_DestinationRoad*)rtxDListAppendNew(ctxt, &(*pvalue), sizeof(ASN1T_DestinationRoad));
+      if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);
       new (elem) ASN1T_DestinationRoad();
       if ((stat = XmlDec_DestinationRoad(ctxt, &(*elem))) != 0) return LOG_RTERR(ctxt, stat);
       id = rtXmlpEndNextElemID(ctxt, itemtab, 1, 1);

@@ -1,6 +1,7 @@
 // Context life cycle, buffer binding, flags, element names, enum lookup and memory streams.
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
 
@@ -192,6 +193,30 @@ TEST(DList, AppendAndFree)
    rtxDListAppend(&ctxt, &list, &x);
    rtxDListFreeNodes(&ctxt, &list);
    EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
+
+   // data allocated with its node, mixed with data of its own: both kinds go with FreeAll, and
+   // the nodes' own data with FreeNodes
+   for (int i = 0; i < 4; i++) {
+      if (i % 2 == 0) {
+         char* d = static_cast<char*>(rtxDListAppendNew(&ctxt, &list, 13));
+         ASSERT_NE(nullptr, d);
+         EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(d) % 8);
+         std::memset(d, 'x', 13);
+         EXPECT_EQ(d, list.tail->data);
+      }
+      else {
+         ASSERT_NE(nullptr, rtxDListAppend(&ctxt, &list, rtxMemHeapAlloc(&ctxt, 8)));
+      }
+   }
+   EXPECT_EQ(4u, list.count);
+   EXPECT_EQ(0, rtxMemHeapCheck(&ctxt));
+   rtxDListFreeAll(&ctxt, &list);
+   EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
+   rtxDListAppendNew(&ctxt, &list, 0);
+   rtxDListFreeNodes(&ctxt, &list);
+   EXPECT_TRUE(rtxMemHeapIsEmpty(&ctxt));
+   EXPECT_EQ(nullptr, rtxDListAppendNew(&ctxt, &list, SIZE_MAX));
+   EXPECT_EQ(0u, list.count);
    rtxFreeContext(&ctxt);
 }
 

@@ -52,9 +52,8 @@ class TextEmitter:
     @staticmethod
     def new_item(w, t, lst):
         """`elem`, a new value-initialised `t` on the context heap appended to the list `lst`."""
-        w.line("%s* elem = (%s*)rtxMemHeapAlloc(ctxt, sizeof(%s));" % (t, t, t))
-        w.line("if (elem == 0 || rtxDListAppend(ctxt, &%s, elem) == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);"
-               % lst)
+        w.line("%s* elem = (%s*)rtxDListAppendNew(ctxt, &%s, sizeof(%s));" % (t, t, lst, t))
+        w.line("if (elem == 0) return LOG_RTERR(ctxt, RTERR_NO_DYNAMIC_MEMORY);")
         w.line("new (elem) %s();" % t)
 
     def range_check(self, w, rt, expr):
