@@ -223,6 +223,18 @@ inline const char* escapeOf(QSOCTET c, bool inAttr)
    }
 }
 
+/* True when some byte of the text is written as an entity in element content. */
+inline bool needsEscape(const QSUTF8CHAR* text, QSSIZE n)
+{
+   /* bits of '"' '&' '\'' '<' '>' counted from '"' (0x22) */
+   const QSUINT64 kMask = (1ull << 0) | (1ull << 4) | (1ull << 5) | (1ull << 26) | (1ull << 28);
+   for (QSSIZE i = 0; i < n; i++) {
+      unsigned d = (unsigned)text[i] - 0x22u;
+      if (d <= 28 && ((kMask >> d) & 1) != 0) return true;
+   }
+   return false;
+}
+
 /* Characters collected in a stack block and appended a block at a time. */
 struct CharBlock {
    QSCTXT* ctxt;
@@ -721,6 +733,11 @@ int rtXmlEncUTF8Str(QSCTXT* ctxt, const QSUTF8CHAR* value, const QSUTF8CHAR* ele
                     const QSXmlNamespace* pNS)
 {
    if (ctxt == nullptr) return RTERR_INVALID_PARAMETER;
+   /* text with nothing to escape in a named element: in one piece when the state allows */
+   if (value != nullptr && !isEmptyName(elemName)) {
+      QSSIZE n = (QSSIZE)std::strlen((const char*)value);
+      if (!needsEscape(value, n) && encValueTextFast(ctxt, (const char*)value, n, elemName, pNS)) return 0;
+   }
    int stat = 0;
    if (!isEmptyName(elemName)) stat = rtXmlEncStartElement(ctxt, elemName, pNS, nullptr, TRUE);
    if (stat == 0) stat = rtXmlEncStringValue(ctxt, value);
@@ -929,12 +946,32 @@ struct DigitPairs {
 };
 constexpr DigitPairs kDigitPairs;
 
+/* 10^i for the digit count of 32-bit values. */
+const QSUINT32 kPow10[10] = {1u, 10u, 100u, 1000u, 10000u, 100000u, 1000000u, 10000000u, 100000000u,
+                             1000000000u};
+
 /* The decimal digits of v at p (and up to 24 bytes of scratch behind them); their number. */
 inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
 {
    if (v < 10) {
       *p = (QSOCTET)('0' + v);
       return 1;
+   }
+   if (v <= 0xFFFFFFFFu) {
+      /* 32-bit values: digit count from the bit length, then two digits per step from the end */
+      QSUINT32 x = (QSUINT32)v;
+      QSUINT32 t = ((QSUINT32)(32 - __builtin_clz(x)) * 1233u) >> 12;
+      QSSIZE n = (QSSIZE)t + 1 - (x < kPow10[t]);
+      QSOCTET* q = p + n;
+      while (x >= 100) {
+         QSUINT32 r = x % 100;
+         x /= 100;
+         q -= 2;
+         std::memcpy(q, kDigitPairs.d + 2 * r, 2);
+      }
+      if (x >= 10) std::memcpy(q - 2, kDigitPairs.d + 2 * x, 2);
+      else q[-1] = (QSOCTET)('0' + x);
+      return n;
    }
    /* two digits per step, written backwards to a fixed end in a block that is copied whole */
    char block[48];
@@ -1025,12 +1062,18 @@ int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
 
 int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
 {
+   /* only while the name fits in the inline part of the name stack, so the push below cannot
+    * fail; deeper levels take the general writer */
+   QSElemNameStack& st = ctxt->elemNameStack;
    QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
+   if (st.more != nullptr || st.count >= QS_ELEMNAME_INLINE || !fastState(ctxt, &indent)) return 1;
    QSSIZE nindent = indent * ctxt->xmlDepth;
    QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 2);
-   if (p == nullptr || rtxCtxtPushElemName(ctxt, (const QSUTF8CHAR*)name) != 0) return 1;
+   if (p == nullptr) return 1;
    fastCommit(ctxt, fastPaddedTag(fastLine(p, indent, nindent), false, name, len));
+   QSElemName& e = st.inlineNames[st.count++];
+   e.name = (const QSUTF8CHAR*)name;
+   e.kind = 0;
    ctxt->xmlDepth++;
    ctxt->xmlState = QSXMLSTART;
    return 0;
@@ -1039,9 +1082,12 @@ int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
 int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
 {
    QSSIZE indent;
+   QSElemNameStack& st = ctxt->elemNameStack;
    QSUINT8 state = ctxt->xmlState;
-   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) &&
-       openName(ctxt) == (const QSUTF8CHAR*)name && fastState(ctxt, &indent)) {
+   /* the element is the newest inline entry of the name stack, pushed by rtXmlEncFastStart */
+   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) && st.more == nullptr && st.count != 0 &&
+       st.inlineNames[st.count - 1].name == (const QSUTF8CHAR*)name && st.inlineNames[st.count - 1].kind == 0 &&
+       fastState(ctxt, &indent)) {
       QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
       QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
       if (p != nullptr) {
@@ -1057,7 +1103,7 @@ int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
          fastCommit(ctxt, p);
          ctxt->xmlState = QSXMLEND;
          ctxt->xmlDepth--;
-         rtxCtxtPopElemName(ctxt);
+         st.count--;
          return 0;
       }
    }
