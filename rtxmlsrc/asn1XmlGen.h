@@ -10,6 +10,7 @@
 #include <string.h>
 
 #include "rtxmlsrc/rtXml.h"
+#include "rtxmlsrc/rtXmlFastEnc.h"
 #include "rtxsrc/rtxEnum.h"
 #include "rtxsrc/rtxErrCodes.h"
 #include "rtxsrc/rtxError.h"

@@ -6,6 +6,7 @@
  * the buffer always reads as a C string; the byte index never covers it.
  */
 #include "rtxmlsrc/rtXml.h"
+#include "rtxmlsrc/rtXmlFastEnc.h"
 
 #include <cstring>
 
@@ -994,23 +995,6 @@ inline QSSIZE putDigits(QSOCTET* p, QSUINT64 v)
    return end - q;
 }
 
-/* <name>[-]digits</name> on a line of its own. */
-inline int fastDecimal(QSCTXT* ctxt, bool negative, QSUINT64 magnitude, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   if (!fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + 2 * len + 5 + 21);
-   if (p == nullptr) return 1;
-   p = fastPaddedTag(fastLine(p, indent, nindent), false, name, len);
-   *p = '-';
-   p += negative;
-   p += putDigits(p, magnitude);
-   fastCommit(ctxt, fastPaddedTag(p, true, name, len));
-   ctxt->xmlState = QSXMLEND;
-   return 0;
-}
-
 /* Three lines: <name>, one level deeper <identifier/>, </name>. */
 int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char* name, QSSIZE len)
 {
@@ -1034,15 +1018,13 @@ int fastEmptyChild(QSCTXT* ctxt, const char* identifier, QSSIZE ilen, const char
 
 } // namespace
 
-int rtXmlEncFastUInt(QSCTXT* ctxt, QSUINT64 value, const char* name, QSSIZE len)
-{
-   return fastDecimal(ctxt, false, value, name, len);
-}
+/* ---- shared with the inline writers of rtXmlFastEnc.h ------------------------------------------ */
 
-int rtXmlEncFastInt(QSCTXT* ctxt, QSINT64 value, const char* name, QSSIZE len)
+const char xmlfast::kSpaces32[33] = "                                ";
+
+QSOCTET* xmlfast::putDigits(QSOCTET* p, QSUINT64 v)
 {
-   QSUINT64 magnitude = (value < 0) ? (QSUINT64)0 - (QSUINT64)value : (QSUINT64)value;
-   return fastDecimal(ctxt, value < 0, magnitude, name, len);
+   return p + ::putDigits(p, v);
 }
 
 int rtXmlEncFastEnum(QSCTXT* ctxt, const QSRTEnumTableEntry* table, QSUINT16 count, QSINT32 value,
@@ -1058,56 +1040,6 @@ int rtXmlEncFastBool(QSCTXT* ctxt, QSBOOL value, const char* name, QSSIZE len)
 {
    if (!asn1Mode(ctxt)) return 1;
    return value ? fastEmptyChild(ctxt, "true", 4, name, len) : fastEmptyChild(ctxt, "false", 5, name, len);
-}
-
-int rtXmlEncFastStart(QSCTXT* ctxt, const char* name, QSSIZE len)
-{
-   /* only while the name fits in the inline part of the name stack, so the push below cannot
-    * fail; deeper levels take the general writer */
-   QSElemNameStack& st = ctxt->elemNameStack;
-   QSSIZE indent;
-   if (st.more != nullptr || st.count >= QS_ELEMNAME_INLINE || !fastState(ctxt, &indent)) return 1;
-   QSSIZE nindent = indent * ctxt->xmlDepth;
-   QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 2);
-   if (p == nullptr) return 1;
-   fastCommit(ctxt, fastPaddedTag(fastLine(p, indent, nindent), false, name, len));
-   QSElemName& e = st.inlineNames[st.count++];
-   e.name = (const QSUTF8CHAR*)name;
-   e.kind = 0;
-   ctxt->xmlDepth++;
-   ctxt->xmlState = QSXMLSTART;
-   return 0;
-}
-
-int rtXmlEncFastEnd(QSCTXT* ctxt, const char* name, QSSIZE len)
-{
-   QSSIZE indent;
-   QSElemNameStack& st = ctxt->elemNameStack;
-   QSUINT8 state = ctxt->xmlState;
-   /* the element is the newest inline entry of the name stack, pushed by rtXmlEncFastStart */
-   if ((state == QSXMLSTART || state == QSXMLDATA || state == QSXMLEND) && st.more == nullptr && st.count != 0 &&
-       st.inlineNames[st.count - 1].name == (const QSUTF8CHAR*)name && st.inlineNames[st.count - 1].kind == 0 &&
-       fastState(ctxt, &indent)) {
-      QSSIZE nindent = indent * (ctxt->xmlDepth - 1);
-      QSOCTET* p = fastRoom(ctxt, 1 + nindent + len + 3);
-      if (p != nullptr) {
-         if (state == QSXMLSTART) {
-            /* nothing since the start tag: the element becomes <name/> */
-            p[-1] = '/';
-            *p++ = '>';
-         }
-         else {
-            if (state == QSXMLEND) p = fastLine(p, indent, nindent);
-            p = fastPaddedTag(p, true, name, len);
-         }
-         fastCommit(ctxt, p);
-         ctxt->xmlState = QSXMLEND;
-         ctxt->xmlDepth--;
-         st.count--;
-         return 0;
-      }
-   }
-   return rtXmlEncEndElement(ctxt, (const QSUTF8CHAR*)name, nullptr);
 }
 
 int rtXmlEncFastBits(QSCTXT* ctxt, QSSIZE nbits, const QSOCTET* data, QSSIZE maxbits, const char* name,
